@@ -1,0 +1,75 @@
+// The token library as the rest of the system calls it: one function for each of the library's thirteen, with the
+// arguments that never vary already filled in, and with this compiler's own strings and vectors.
+//
+// Common to all of them:
+// - an exception thrown inside the library becomes TokenLibraryError; a lack of memory on our side is std::bad_alloc;
+//   outputs are then unchanged;
+// - no lock is taken here: who must hold the library lock around a call holds it himself;
+// - serials are narrow texts; PINs are zero-terminated and belong to the caller, who wipes them;
+// - numbers (hashes, signatures, cipher texts, moduli) are big-endian, credential ids are 16 bytes.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tokenlib/token_library.h"
+
+namespace orvane::tokenlib {
+
+// The token library threw an exception; what() names the function.
+class TokenLibraryError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A card handle as the smart-card interface gives it; 0 is none. (An integer here, so that this header needs no other.)
+using CardHandle = std::uintptr_t;
+
+// Prepares the library for this process; allowed any number of times. The result has no meaning to callers.
+int init(CardHandle cardHandle);
+
+// The serials of the connected tokens in the library's order, duplicates included; empty when there is none.
+std::vector<std::string> connectedDeviceList();
+
+// Opens the token. 0 = success, other values are the library's error codes.
+int initDevice(const std::string& serial, bool reopen);
+
+// What the library knows about the token; it has no failure result.
+TokenInfo getTokenInfo(const std::string& serial);
+
+// Checks the user PIN. 0 = right; other values are error codes. The library may change attemptsRemaining (in and out).
+int validatePassword(const std::string& serial, const char* pin, int& attemptsRemaining);
+
+// A copy of the token's key pairs, made at once from the library's own list. No keys is a valid result.
+std::vector<OrvaneKeyPair> keyPairList(const std::string& serial, void* libraryContext);
+
+// Replaces the user PIN. true = changed. The library may change attemptsRemaining (in and out).
+bool changeUserPassword(const std::string& serial, const char* oldPin, const char* newPin, int& attemptsRemaining);
+
+// Replaces the security officer's PIN. true = changed. Copies of the PINs that the call needs are overwritten, except for
+// those that the library itself destroys.
+bool changeSOPassword(const std::string& serial, const char* oldSoPin, const char* newSoPin);
+
+// Signs a hash of hashLength bytes. The buffer must hold as many bytes as the key's modulus; signatureLength (in and out)
+// receives the number written. 0 = success, 51 = refused by a FIPS 140-3 token, others are error codes.
+int signHash(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* hash,
+             int hashLength, unsigned char* signature, int& signatureLength);
+
+// Decrypts inputLength bytes (input may be null when it is 0). 0 = success: output is then a block that the caller
+// releases with std::free, outputLength its length in bytes. Both are passed on as they are when the call fails.
+int decrypt(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* input,
+            int inputLength, unsigned char*& output, int& outputLength);
+
+// The certificate of a key, or null when it has none. The record belongs to the library and is never freed by the caller.
+const OrvaneCertificate* findCertificateForKey(const std::string& serial, const unsigned char* credentialId,
+                                               void* libraryContext);
+
+// Hands the card handle to the library, for the whole process, until it is cleared.
+void setExternalSmartcardHandle(CardHandle cardHandle);
+
+// Takes the card handle away from the library again; allowed when none was set.
+void clearExternalSmartcardHandle();
+
+}  // namespace orvane::tokenlib
