@@ -1,0 +1,7 @@
+# Toolchain: the same sources as a native Linux program, for sanitizers. wchar_t has 16 bits as on Windows, so the
+# C++ library's wide-string code must be compiled here (no extern templates) and must not be replaced by the compiler's
+# built-in 32-bit wide-string functions.
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_C_FLAGS_INIT "-fshort-wchar -fno-builtin")
+set(CMAKE_CXX_FLAGS_INIT "-fshort-wchar -fno-builtin -D_GLIBCXX_EXTERN_TEMPLATE=0")

@@ -1,0 +1,68 @@
+# shellcheck shell=bash
+# Shared by every script: where things lie, progress messages, and running a command as the administrator.
+# Sourced, never run. Sets REPO and CACHE.
+
+REPO=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
+CACHE=${ORVANE_CACHE:-${XDG_CACHE_HOME:-${HOME:-/root}/.cache}/orvane}
+export REPO CACHE
+
+# say TEXT...: one progress line on standard error, with the seconds since the script began.
+say() {
+  printf '[%4ds] %s\n' "$SECONDS" "$*" >&2
+}
+
+# die TEXT...: an error line, then the end of the script.
+die() {
+  printf 'error: %s\n' "$*" >&2
+  exit 1
+}
+
+# asRoot COMMAND ARGS...: runs a command as root, by sudo where we are not root ourselves.
+asRoot() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo --preserve-env=ORVANE_CACHE,DEBIAN_FRONTEND "$@"
+  else
+    die "$1 needs root: run as root or install sudo"
+  fi
+}
+
+# whileSaying TEXT LOGFILE COMMAND ARGS...: runs a long command with its output in LOGFILE and says every 20 seconds
+# that it is still at work. On failure the end of the log is shown. Returns the command's status.
+whileSaying() {
+  local text=$1 log=$2 status=0 begun=$SECONDS
+  shift 2
+  mkdir -p "$(dirname "$log")"
+  say "$text"
+  (
+    while sleep 20; do
+      say "  ... still at it ($((SECONDS - begun)) s): $(tail -n 1 "$log" 2>/dev/null | tr -d '\r' | cut -c -100)"
+    done
+  ) &
+  local ticker=$!
+  "$@" >"$log" 2>&1 </dev/null || status=$?
+  kill "$ticker" 2>/dev/null
+  wait "$ticker" 2>/dev/null
+  if [ "$status" -ne 0 ]; then
+    say "failed with status $status: $text (log: $log)"
+    tail -n 25 "$log" >&2
+  fi
+  return "$status"
+}
+
+# onlyOne NAME COMMAND ARGS...: runs the command while holding a lock in the cache, so that two scripts that start at
+# the same time do not build the same thing twice. The lock is not inherited by the command's own background processes.
+onlyOne() {
+  local name=$1 status=0 lock
+  shift
+  mkdir -p "$CACHE/locks"
+  exec {lock}>"$CACHE/locks/$name"
+  if ! flock -n "$lock"; then
+    say "waiting for another script that prepares $name"
+    flock "$lock"
+  fi
+  "$@" || status=$?
+  exec {lock}>&-
+  return "$status"
+}

@@ -1,0 +1,27 @@
+# shellcheck shell=bash
+# The Debian packages that the build machine needs, installed only when one is missing.
+# Sourced after common.sh; the lists are for the scripts that source this.
+# shellcheck disable=SC2034
+
+BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googletest npm)
+CHECK_PACKAGES=(clang-format shellcheck python3 git)
+EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 util-linux python3)
+DEMO_PACKAGES=(openssl python3)
+
+# ensurePackages PACKAGE...: installs those that are missing; asks the mirror for nothing when all are there.
+# npm counts as present when the program is there, because it also comes in other packages.
+ensurePackages() {
+  local missing=() name
+  for name in "$@"; do
+    if [ "$name" = npm ] && command -v npm >/dev/null; then continue; fi
+    dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'ok installed' || missing+=("$name")
+  done
+  [ "${#missing[@]}" -gt 0 ] || return 0
+  onlyOne packages installPackages "${missing[@]}"
+}
+
+installPackages() {
+  whileSaying "apt-get update" "$CACHE/logs/apt-update.log" asRoot apt-get -q update || return 1
+  whileSaying "installing $*" "$CACHE/logs/apt-install.log" \
+    asRoot env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends install "$@"
+}
