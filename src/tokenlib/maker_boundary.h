@@ -1,0 +1,60 @@
+// The calls into the maker's library, brought down to C functions and plain data: what maker_boundary.cpp (compiled for
+// the maker's binary interface) and token_client.cpp (compiled like everything else) share.
+//
+// Every function returns true when the library's function returned, and false when it threw an exception; outputs are
+// then unchanged. Nothing is thrown from here. Receivers are called before the library's result is destroyed, at most
+// once a call; what they are shown is valid only meanwhile, and they must not throw.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tokenlib/token_library.h"
+
+extern "C" {
+
+// A text that need not be terminated: length bytes at data.
+struct OrvaneBoundaryText {
+  const char* data;
+  std::size_t length;
+};
+
+// The library's TokenInfo without its strings.
+struct OrvaneBoundaryTokenInfo {
+  OrvaneBoundaryText unreadTexts[5];
+  OrvaneBoundaryText firmwareVersion;
+  OrvaneBoundaryText unreadText6;
+  std::uint8_t unreadNumbers0[16];
+  std::uint32_t passwordValidated;
+  std::uint8_t unreadNumbers20[20];
+  OrvaneBoundaryText unreadTexts7[2];
+  std::uint64_t unreadNumber;
+};
+
+using OrvaneSerialReceiver = void (*)(void* receiver, const char* serial, std::size_t length);  // once for each serial
+using OrvaneTokenInfoReceiver = void (*)(void* receiver, const OrvaneBoundaryTokenInfo* info);
+using OrvaneKeyPairReceiver = void (*)(void* receiver, const OrvaneKeyPair* keyPairs, std::size_t count);
+
+bool orvaneBoundaryInit(void* cardHandle, int* result) noexcept;
+bool orvaneBoundaryGetConnectedDeviceList(OrvaneSerialReceiver receive, void* receiver) noexcept;
+bool orvaneBoundaryInitDevice(const char* serial, bool reopen, int* result) noexcept;
+bool orvaneBoundaryGetTokenInfo(const char* serial, OrvaneTokenInfoReceiver receive, void* receiver) noexcept;
+bool orvaneBoundaryValidatePassword(const char* serial, const char* pin, int* attemptsRemaining, int* result) noexcept;
+bool orvaneBoundaryGetKeyPairList(const char* serial, void* libraryContext, OrvaneKeyPairReceiver receive,
+                                  void* receiver) noexcept;
+bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin, int* attemptsRemaining,
+                                      bool* result) noexcept;
+bool orvaneBoundaryChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin,
+                                    bool* result) noexcept;
+bool orvaneBoundarySignHash(const char* serial, const unsigned char* credentialId, const char* pin,
+                            const unsigned char* hash, int hashLength, unsigned char* signature, int* signatureLength,
+                            int* result) noexcept;
+bool orvaneBoundaryDecrypt(const char* serial, const unsigned char* credentialId, const char* pin,
+                           const unsigned char* input, int inputLength, unsigned char** output, int* outputLength,
+                           int* result) noexcept;
+bool orvaneBoundaryFindCertificateForKey(const char* serial, const unsigned char* credentialId, void* libraryContext,
+                                         const OrvaneCertificate** result) noexcept;
+bool orvaneBoundarySetExternalSmartcardHandle(void* cardHandle) noexcept;
+bool orvaneBoundaryClearExternalSmartcardHandle() noexcept;
+
+}  // extern "C"

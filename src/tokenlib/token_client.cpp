@@ -1,0 +1,150 @@
+#include "tokenlib/token_client.h"
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+
+#include "tokenlib/maker_boundary.h"
+
+namespace orvane::tokenlib {
+namespace {
+
+void require(bool completed, const char* function) {
+  if (!completed) throw TokenLibraryError(std::string(function) + ": exception in the token library");
+}
+
+// What a receiver fills. An exception must not pass through the boundary's frames, so that a lack of memory is noted and
+// raised again after the call.
+template <typename Value>
+struct Received {
+  Value value{};
+  bool outOfMemory = false;
+
+  template <typename Fill>
+  void fill(Fill fillValue) noexcept {
+    try {
+      fillValue(value);
+    } catch (...) {
+      outOfMemory = true;
+    }
+  }
+
+  Value take() {
+    if (outOfMemory) throw std::bad_alloc();
+    return std::move(value);
+  }
+};
+
+using ReceivedSerials = Received<std::vector<std::string>>;
+using ReceivedKeyPairs = Received<std::vector<OrvaneKeyPair>>;
+using ReceivedTokenInfo = Received<TokenInfo>;
+
+std::string toString(const OrvaneBoundaryText& text) { return std::string(text.data, text.length); }
+
+void copyTokenInfo(const OrvaneBoundaryTokenInfo& from, TokenInfo& to) {
+  std::transform(std::begin(from.unreadTexts), std::end(from.unreadTexts), std::begin(to.unreadTexts), toString);
+  to.firmwareVersion = toString(from.firmwareVersion);
+  to.unreadText6 = toString(from.unreadText6);
+  std::copy(std::begin(from.unreadNumbers0), std::end(from.unreadNumbers0), std::begin(to.unreadNumbers0));
+  to.passwordValidated = from.passwordValidated;
+  std::copy(std::begin(from.unreadNumbers20), std::end(from.unreadNumbers20), std::begin(to.unreadNumbers20));
+  std::transform(std::begin(from.unreadTexts7), std::end(from.unreadTexts7), std::begin(to.unreadTexts7), toString);
+  to.unreadNumber = from.unreadNumber;
+}
+
+void* toPointer(CardHandle cardHandle) { return reinterpret_cast<void*>(cardHandle); }
+
+}  // namespace
+
+int init(CardHandle cardHandle) {
+  int result = 0;
+  require(orvaneBoundaryInit(toPointer(cardHandle), &result), "orvane_init");
+  return result;
+}
+
+std::vector<std::string> connectedDeviceList() {
+  ReceivedSerials received;
+  const auto receive = [](void* receiver, const char* serial, std::size_t length) {
+    static_cast<ReceivedSerials*>(receiver)->fill([&](auto& serials) { serials.emplace_back(serial, length); });
+  };
+  require(orvaneBoundaryGetConnectedDeviceList(receive, &received), "orvane_getConnectedDeviceList");
+  return received.take();
+}
+
+int initDevice(const std::string& serial, bool reopen) {
+  int result = 0;
+  require(orvaneBoundaryInitDevice(serial.c_str(), reopen, &result), "orvane_initDevice");
+  return result;
+}
+
+TokenInfo getTokenInfo(const std::string& serial) {
+  ReceivedTokenInfo received;
+  const auto receive = [](void* receiver, const OrvaneBoundaryTokenInfo* info) {
+    static_cast<ReceivedTokenInfo*>(receiver)->fill([&](TokenInfo& copy) { copyTokenInfo(*info, copy); });
+  };
+  require(orvaneBoundaryGetTokenInfo(serial.c_str(), receive, &received), "orvane_getTokenInfo");
+  return received.take();
+}
+
+int validatePassword(const std::string& serial, const char* pin, int& attemptsRemaining) {
+  int result = 0;
+  require(orvaneBoundaryValidatePassword(serial.c_str(), pin, &attemptsRemaining, &result), "orvane_validatePassword");
+  return result;
+}
+
+std::vector<OrvaneKeyPair> keyPairList(const std::string& serial, void* libraryContext) {
+  ReceivedKeyPairs received;
+  const auto receive = [](void* receiver, const OrvaneKeyPair* keyPairs, std::size_t count) {
+    static_cast<ReceivedKeyPairs*>(receiver)->fill([&](auto& copy) { copy.assign(keyPairs, keyPairs + count); });
+  };
+  require(orvaneBoundaryGetKeyPairList(serial.c_str(), libraryContext, receive, &received), "orvane_getKeyPairList");
+  return received.take();
+}
+
+bool changeUserPassword(const std::string& serial, const char* oldPin, const char* newPin, int& attemptsRemaining) {
+  bool result = false;
+  require(orvaneBoundaryChangeUserPassword(serial.c_str(), oldPin, newPin, &attemptsRemaining, &result),
+          "orvane_changeUserPassword");
+  return result;
+}
+
+bool changeSOPassword(const std::string& serial, const char* oldSoPin, const char* newSoPin) {
+  bool result = false;
+  require(orvaneBoundaryChangeSoPassword(serial.c_str(), oldSoPin, newSoPin, &result), "orvane_changeSOPassword");
+  return result;
+}
+
+int signHash(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* hash,
+             int hashLength, unsigned char* signature, int& signatureLength) {
+  int result = 0;
+  require(orvaneBoundarySignHash(serial.c_str(), credentialId, pin, hash, hashLength, signature, &signatureLength,
+                                 &result),
+          "orvane_signHash");
+  return result;
+}
+
+int decrypt(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* input,
+            int inputLength, unsigned char*& output, int& outputLength) {
+  int result = 0;
+  require(orvaneBoundaryDecrypt(serial.c_str(), credentialId, pin, input, inputLength, &output, &outputLength, &result),
+          "orvane_decrypt");
+  return result;
+}
+
+const OrvaneCertificate* findCertificateForKey(const std::string& serial, const unsigned char* credentialId,
+                                               void* libraryContext) {
+  const OrvaneCertificate* result = nullptr;
+  require(orvaneBoundaryFindCertificateForKey(serial.c_str(), credentialId, libraryContext, &result),
+          "orvane_findCertificateForKey");
+  return result;
+}
+
+void setExternalSmartcardHandle(CardHandle cardHandle) {
+  require(orvaneBoundarySetExternalSmartcardHandle(toPointer(cardHandle)), "orvane_setExternalSmartcardHandle");
+}
+
+void clearExternalSmartcardHandle() {
+  require(orvaneBoundaryClearExternalSmartcardHandle(), "orvane_clearExternalSmartcardHandle");
+}
+
+}  // namespace orvane::tokenlib
