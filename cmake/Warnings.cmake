@@ -16,6 +16,4 @@ add_compile_options(
   -Wdouble-promotion
   -Wthread-safety
   -Wthread-safety-beta
-  -Werror
-  # The C++ library's headers for Windows mark some pointers and not others; nothing of ours uses the marks.
-  $<$<BOOL:${WIN32}>:-Wno-nullability-completeness>)
+  -Werror)
