@@ -1,0 +1,63 @@
+#include "softtoken/call_text.h"
+
+namespace orvane::softtoken {
+namespace {
+
+constexpr char kDigits[] = "0123456789ABCDEF";
+
+void appendHex(std::string& text, unsigned char byte) {
+  text += kDigits[byte >> 4];
+  text += kDigits[byte & 0xF];
+}
+
+}  // namespace
+
+std::string quotedText(const char* text) {
+  if (text == nullptr) return "null";
+  std::string quoted = "\"";
+  for (; *text != '\0'; ++text) {
+    const unsigned char byte = static_cast<unsigned char>(*text);
+    if (byte < 0x20 || byte > 0x7E || byte == '"' || byte == '\\') {
+      quoted += "\\x";
+      appendHex(quoted, byte);
+    } else {
+      quoted += *text;
+    }
+  }
+  return quoted + "\"";
+}
+
+std::string bytesText(const unsigned char* bytes, int length) {
+  if (bytes == nullptr) return "null";
+  if (length <= 0) return "\"\"";
+  std::string text;
+  for (int i = 0; i < length; ++i) appendHex(text, bytes[i]);
+  return text;
+}
+
+std::string handleText(std::uintptr_t handle) {
+  if (handle == 0) return "null";
+  std::string digits;
+  for (; handle != 0; handle >>= 4) digits.insert(digits.begin(), kDigits[handle & 0xF]);
+  return "0x" + digits;
+}
+
+std::string pointerText(const void* pointer) { return handleText(reinterpret_cast<std::uintptr_t>(pointer)); }
+
+std::string boolText(bool value) { return value ? "true" : "false"; }
+
+std::string counterText(const int* counter) { return counter == nullptr ? "null" : std::to_string(*counter); }
+
+std::string callText(const char* name, std::initializer_list<std::string> arguments) {
+  std::string text = name;
+  text += '(';
+  const char* separator = "";
+  for (const std::string& argument : arguments) {
+    text += separator;
+    text += argument;
+    separator = ", ";
+  }
+  return text + ')';
+}
+
+}  // namespace orvane::softtoken

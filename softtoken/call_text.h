@@ -1,0 +1,28 @@
+// Texts of recorded calls, in the notation that softtoken_control.h describes.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+
+namespace orvane::softtoken {
+
+// A zero-terminated text in quotes, with escapes; null for a null pointer.
+std::string quotedText(const char* text);
+
+// Upper-case hexadecimal without separators; null for a null pointer, "" (two quotes) for no bytes.
+std::string bytesText(const unsigned char* bytes, int length);
+
+// 0x and upper-case hexadecimal; null for 0.
+std::string handleText(std::uintptr_t handle);
+std::string pointerText(const void* pointer);
+
+std::string boolText(bool value);
+
+// The value of an in/out counter; null for a null pointer.
+std::string counterText(const int* counter);
+
+// name(argument, argument, ...)
+std::string callText(const char* name, std::initializer_list<std::string> arguments);
+
+}  // namespace orvane::softtoken
