@@ -1,0 +1,246 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "core/tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+constexpr const char* kDescription =
+    "Looks at a smart-card token through its minidriver, the way Windows does: shows what is on it, checks PINs, signs "
+    "and decrypts. For finding out what works and what does not.";
+
+constexpr const char* kFooter = R"(
+Examples:
+  orvane-card info                         Is the token there, and which minidriver serves it?
+  orvane-card list                         Which keys and certificates does it hold?
+  orvane-card pin verify                   Is the PIN right, and how many attempts are left?
+  orvane-card sign report.pdf -o report.sig --certificate cert.der
+  orvane-card --driver C:\build\OrvaneMinidriver.dll --trace list
+
+To check a signature with OpenSSL:
+  openssl x509 -inform DER -in cert.der -pubkey -noout > key.pem
+  openssl dgst -sha256 -verify key.pem -signature report.sig report.pdf
+
+Exit codes: 0 success, 1 internal error, 2 wrong command line, 3 no reader or card, 4 minidriver missing or refusing
+the card, 5 no such file or container, 6 wrong PIN, 7 PIN blocked, 8 PIN needed, 9 refused for another reason,
+10 local file unreadable or unwritable, 11 a check found something wrong.)";
+
+constexpr const char* kSessionHelp =
+    "Runs several commands one after the other on one connection, so that a verified PIN serves them all. The lines "
+    "come "
+    "from -c, from FILE or from standard input; PINs are read from standard input when a command asks for one. Stops "
+    "at "
+    "the first command that fails, except for lines that begin with \"-\".";
+
+// Parser builds the commands into a CLI::App and notes in a Request which one was chosen.
+class Parser {
+ public:
+  explicit Parser(CLI::App& app, Request& request) : app_(app), request_(request) {
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.set_help_flag("-h,--help", "Show this help, or that of a command");
+  }
+
+  void addConnectionOptions() {
+    app_.set_version_flag("--version", std::string("orvane-card ") + ORVANE_VERSION, "Show the program's version");
+    app_.add_option("--reader", request_.connect.reader, "Use the card in this reader [first reader with a card]")
+        ->type_name("NAME");
+    app_.add_option("--driver", request_.connect.driver, "Load this minidriver [the one registered for the card's ATR]")
+        ->type_name("DLL");
+    app_.add_flag("--trace", request_.connect.trace, "Show every call of the minidriver on standard error");
+    app_.add_flag("--strict", request_.strict, "Fail (exit code 11) when the minidriver leaves memory unreleased");
+    app_.add_flag_callback(
+        "--json", [this] { request_.format = OutputFormat::kJson; }, "Print JSON for programs");
+  }
+
+  void addCommands() {
+    addCardCommands();
+    addPinCommands();
+    addSign();
+    addDecrypt();
+    addWatch();
+  }
+
+  void addSession() {
+    CLI::App* session = app_.add_subcommand("session", kSessionHelp);
+    session->add_option("FILE", request_.sessionFile, "File with one command a line; # begins a comment");
+    session->add_option("-c,--command", request_.sessionLines, "A command to run; may be given several times")
+        ->type_name("LINE")
+        ->take_all()
+        ->allow_extra_args(false);
+    session->callback([this] {
+      request_.session = true;
+      request_.command = "session";
+      if (request_.format == OutputFormat::kJson) request_.format = OutputFormat::kJsonLines;
+    });
+  }
+
+ private:
+  // Adds a command without options of its own.
+  void addPlain(CLI::App& parent, const std::string& name, const std::string& help, Json (*run)(Environment&)) {
+    choose(*parent.add_subcommand(name, help), fullName(parent, name), run);
+  }
+
+  void choose(CLI::App& command, const std::string& name, std::function<Json(Environment&)> run) {
+    command.callback([this, name, run = std::move(run)] {
+      request_.command = name;
+      request_.run = run;
+    });
+  }
+
+  std::string fullName(const CLI::App& parent, const std::string& name) const {
+    return &parent == &app_ ? name : parent.get_name() + " " + name;
+  }
+
+  void addCardCommands() {
+    addPlain(app_, "info", "Show readers, card, minidriver, card identifier and freshness counters", runInfo);
+    addPlain(app_, "list", "List the key containers with their certificates", runList);
+    auto read = std::make_shared<ReadOptions>();
+    CLI::App* command = app_.add_subcommand("read", "Read a file of the card, such as cardcf, cmapfile or ksc00");
+    command->add_option("FILE", read->file, "Name, or directory/name; certificates are kscNN and kxcNN")->required();
+    command->add_option("-o,--output", read->output, "Write the bytes to this file (\"-\": standard output)")
+        ->type_name("PATH");
+    choose(*command, "read", [read](Environment& environment) { return runRead(environment, *read); });
+    addPlain(app_, "files", "List the files of the card", runFiles);
+    addPlain(app_, "props", "Show all card properties, decoded and raw", runProperties);
+    addPlain(app_, "containers", "Show the public keys and compare them with the certificates", runContainers);
+  }
+
+  void addPinCommands() {
+    CLI::App* pin = app_.add_subcommand("pin", "Verify, change or forget a PIN");
+    pin->require_subcommand(1);
+    pin->fallthrough();
+    addPinCommand(*pin, "verify", "Verify a PIN, asked for on the console or read from standard input", runPinVerify);
+    addPinCommand(*pin, "change", "Change a PIN; reads the current and the new one", runPinChange);
+    addPlain(*pin, "forget", "Undo the verification of all PINs", runPinForget);
+  }
+
+  void addPinCommand(CLI::App& pin, const std::string& name, const std::string& help,
+                     Json (*run)(Environment&, const PinCommandOptions&)) {
+    auto options = std::make_shared<PinCommandOptions>();
+    CLI::App* command = pin.add_subcommand(name, help);
+    command->add_flag("--admin", options->administrator, "The administrator PIN instead of the user PIN");
+    choose(*command, fullName(pin, name),
+           [options, run](Environment& environment) { return run(environment, *options); });
+  }
+
+  static void addPinOptions(CLI::App& command, PinOptions& options) {
+    CLI::Option* none = command.add_flag("--no-pin", options.none, "Do not verify a PIN first");
+    command.add_flag("--pin-stdin", options.fromStandardInput, "Read the user PIN from standard input")->excludes(none);
+  }
+
+  void addSign() {
+    auto options = std::make_shared<SignOptions>();
+    CLI::App* sign = app_.add_subcommand("sign", "Sign a file or a hash (PKCS #1 v1.5)");
+    CLI::Option* file = sign->add_option("FILE", options->file, "The file to sign");
+    sign->add_option("--digest", options->digest, "Sign this hash instead of a file's")
+        ->type_name("HEX")
+        ->excludes(file);
+    sign->add_option("--hash", options->hash, "sha256, sha384, sha512 or sha1")->capture_default_str();
+    CLI::Option* one =
+        sign->add_option("-k,--container", options->container, "Index of the container [the default one]");
+    CLI::Option* all = sign->add_flag("--all", options->all, "Sign with every signature key")->excludes(one);
+    sign->add_option("-o,--output", options->signature, "Write the signature here, as OpenSSL expects it")
+        ->type_name("PATH")
+        ->excludes(all);
+    sign->add_option("--certificate", options->certificate, "Write the certificate here (DER)")
+        ->type_name("PATH")
+        ->excludes(all);
+    sign->add_option("--output-dir", options->folder, "Write signature-N.bin and certificate-N.der into this folder")
+        ->type_name("FOLDER");
+    sign->add_flag("--check", options->check, "Verify each signature with the container's certificate");
+    addPinOptions(*sign, options->pin);
+    choose(*sign, "sign", [options](Environment& environment) {
+      if (options->file.empty() && options->digest.empty())
+        throw ToolError(ExitCode::kUsage, "sign needs a file or --digest");
+      return runSign(environment, *options);
+    });
+  }
+
+  void addDecrypt() {
+    auto options = std::make_shared<DecryptOptions>();
+    CLI::App* decrypt = app_.add_subcommand("decrypt", "Decrypt a block that was encrypted for a certificate");
+    decrypt->add_option("FILE", options->file, "The encrypted block, as OpenSSL writes it")->required();
+    decrypt->add_option("-o,--output", options->output, "Write the plaintext here (\"-\": standard output)")
+        ->type_name("PATH")
+        ->required();
+    decrypt->add_option("-k,--container", options->container, "Index of the container [the default one]");
+    decrypt->add_option("--padding", options->padding, "pkcs1, oaep or none")
+        ->check(CLI::IsMember({"pkcs1", "oaep", "none"}))
+        ->capture_default_str();
+    decrypt->add_option("--oaep-hash", options->oaepHash, "Hash algorithm of OAEP")->capture_default_str();
+    decrypt->add_flag("--signature-key", options->signatureKey, "Ask for the container's signature key");
+    addPinOptions(*decrypt, options->pin);
+    choose(*decrypt, "decrypt", [options](Environment& environment) { return runDecrypt(environment, *options); });
+  }
+
+  void addWatch() {
+    auto options = std::make_shared<WatchOptions>();
+    CLI::App* watch = app_.add_subcommand("watch", "Print the freshness counters whenever they change");
+    watch->add_option("--interval", options->interval, "Seconds between two looks")
+        ->check(CLI::Range(0.05, 3600.0))
+        ->capture_default_str();
+    watch->add_option("--for", options->duration, "Stop after this many seconds [run until stopped]")
+        ->check(CLI::PositiveNumber);
+    choose(*watch, "watch", [options](Environment& environment) { return runWatch(environment, *options); });
+  }
+
+  CLI::App& app_;
+  Request& request_;
+};
+
+// The names of the commands that were given, each behind a blank: " pin verify".
+std::string namedCommands(const CLI::App& app) {
+  std::string names;
+  for (auto chosen = app.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands())
+    names += " " + chosen.front()->get_name();
+  return names;
+}
+
+// Runs `parse` and turns what the library throws into a text to print or an error of ours.
+Request understood(CLI::App& app, Request& request, const std::function<void()>& parse) {
+  try {
+    parse();
+  } catch (const CLI::CallForHelp&) {
+    Request help;
+    help.text = app.help();
+    return help;
+  } catch (const CLI::CallForVersion& version) {
+    Request answer;
+    answer.text = std::string(version.what()) + "\n";
+    return answer;
+  } catch (const CLI::ParseError& error) {
+    throw ToolError(ExitCode::kUsage, error.what(),
+                    "\"orvane-card" + namedCommands(app) + " --help\" shows what there is.");
+  }
+  return std::move(request);
+}
+
+}  // namespace
+
+Request parseArguments(std::vector<std::string> arguments) {
+  Request request;
+  CLI::App app(kDescription, "orvane-card");
+  app.footer(kFooter);
+  Parser parser(app, request);
+  parser.addConnectionOptions();
+  parser.addCommands();
+  parser.addSession();
+  if (arguments.empty()) arguments = {"--help"};
+  std::reverse(arguments.begin(), arguments.end());
+  return understood(app, request, [&] { app.parse(std::move(arguments)); });
+}
+
+Request parseSessionLine(const std::string& line) {
+  Request request;
+  CLI::App app("Commands of a session", "");
+  Parser parser(app, request);
+  parser.addCommands();
+  return understood(app, request, [&] { app.parse(line, false); });
+}
+
+}  // namespace orvane::tool

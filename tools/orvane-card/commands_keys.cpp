@@ -1,0 +1,134 @@
+// The commands that use private keys: sign, decrypt.
+#include <algorithm>
+
+#include "certificate.h"
+#include "commands.h"
+#include "core/tool_error.h"
+#include "local_files.h"
+
+namespace orvane::tool {
+namespace {
+
+bool canSign(const ContainerRecord& record) { return record.valid() && record.signatureBits; }
+bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
+
+Bytes hashToSign(const SignOptions& options, const HashAlgorithm& algorithm) {
+  if (options.digest.empty()) return hashFile(algorithm, options.file);
+  Bytes hash = fromHex(options.digest);
+  if (hash.size() != algorithm.size)
+    throw ToolError(ExitCode::kUsage, "the digest has " + std::to_string(hash.size()) + " bytes, but " +
+                                          std::string(algorithm.name) + " gives " + std::to_string(algorithm.size));
+  return hash;
+}
+
+std::vector<Container> containersToSignWith(CardSession& card, const SignOptions& options) {
+  std::vector<Container> containers = readContainers(card);
+  if (!options.all) return {chooseContainer(containers, options.container, canSign, "sign")};
+  std::erase_if(containers, [](const Container& container) { return !canSign(container.record); });
+  if (containers.empty()) throw ToolError(ExitCode::kNotFound, "the card has no key that can sign");
+  return containers;
+}
+
+// Writes what the options ask for and notes the files' names.
+void writeResults(const SignOptions& options, const Container& container, const Bytes& signature, Json& result) {
+  std::string signatureFile = options.signature;
+  std::string certificateFile = options.certificate;
+  if (!options.folder.empty()) {
+    const std::string index = std::to_string(container.record.index);
+    createFolder(options.folder);
+    signatureFile = joinPath(options.folder, "signature-" + index + ".bin");
+    certificateFile = joinPath(options.folder, "certificate-" + index + ".der");
+  }
+  result["signatureFile"] = nullptr;
+  result["certificateFile"] = nullptr;
+  if (!signatureFile.empty()) {
+    writeLocalFile(signatureFile, signature);
+    result["signatureFile"] = signatureFile;
+  }
+  if (!certificateFile.empty() && !container.certificate.empty()) {
+    writeLocalFile(certificateFile, container.certificate);
+    result["certificateFile"] = certificateFile;
+  }
+}
+
+// The subject's name for people; signing does not depend on it.
+std::string ownerOf(const Container& container) {
+  try {
+    return container.certificate.empty() ? "no certificate" : decodeCertificate(container.certificate).subjectName;
+  } catch (const ToolError&) {
+    return "unreadable certificate";
+  }
+}
+
+std::string resultLine(const Container& container, const Json& result) {
+  std::string line = "Container " + std::to_string(container.record.index) + " (" + ownerOf(container) +
+                     "): signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
+  if (!result["signatureFile"].is_null()) line += " -> " + result["signatureFile"].get<std::string>();
+  if (!result["certificateFile"].is_null()) line += ", certificate -> " + result["certificateFile"].get<std::string>();
+  if (!result["verified"].is_null()) line += result["verified"].get<bool>() ? ", verified" : ", DOES NOT VERIFY";
+  line += "\n";
+  if (result["signatureFile"].is_null()) line += "  " + result["signature"].get<std::string>() + "\n";
+  return line;
+}
+
+}  // namespace
+
+Json runSign(Environment& environment, const SignOptions& options) {
+  const HashAlgorithm& algorithm = findHashAlgorithm(options.hash);
+  const Bytes hash = hashToSign(options, algorithm);
+  CardSession& card = environment.card();
+  const std::vector<Container> containers = containersToSignWith(card, options);
+
+  // One transaction for PIN and signatures: to the provider, a verification counts only within its transaction.
+  const CardSession::Transaction transaction(card);
+  ensurePin(environment, options.pin);
+  Json signatures = Json::array();
+  bool allVerified = true;
+  for (const Container& container : containers) {
+    const Bytes signature = card.sign(container.record.index, AT_SIGNATURE, algorithm, hash);
+    Json result = {{"container", container.record.index},
+                   {"size", signature.size()},
+                   {"signature", toHex(signature)},
+                   {"verified", nullptr}};
+    if (options.check) {
+      const bool verified = verifySignature(container.certificate, algorithm, hash, signature);
+      allVerified = allVerified && verified;
+      result["verified"] = verified;
+    }
+    writeResults(options, container, signature, result);
+    environment.output().text(resultLine(container, result));
+    signatures.push_back(std::move(result));
+  }
+  if (!allVerified)
+    throw ToolError(ExitCode::kCheckFailed, "a signature does not verify with its container's certificate");
+  return {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
+}
+
+Json runDecrypt(Environment& environment, const DecryptOptions& options) {
+  const Padding padding = options.padding == "oaep"   ? Padding::kOaep
+                          : options.padding == "none" ? Padding::kNone
+                                                      : Padding::kPkcs1;
+  const Bytes block = readLocalFile(options.file);
+  CardSession& card = environment.card();
+  const std::vector<Container> containers = readContainers(card);
+  const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
+  const DWORD keySpec = options.signatureKey ? AT_SIGNATURE : AT_KEYEXCHANGE;
+
+  const CardSession::Transaction transaction(card);
+  ensurePin(environment, options.pin);
+  const Bytes plaintext =
+      card.decrypt(container.record.index, keySpec, block, padding, findHashAlgorithm(options.oaepHash));
+  Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
+  if (options.output == "-") {
+    if (environment.output().json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
+    environment.output().raw(plaintext);
+    return result;
+  }
+  writeLocalFile(options.output, plaintext);
+  result["file"] = options.output;
+  environment.output().text("Container " + std::to_string(container.record.index) + ": " +
+                            std::to_string(plaintext.size()) + " bytes -> " + options.output + "\n");
+  return result;
+}
+
+}  // namespace orvane::tool

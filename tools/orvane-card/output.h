@@ -1,0 +1,49 @@
+// What the program prints: text for people, or JSON for programs.
+#ifndef ORVANE_TOOL_OUTPUT_H
+#define ORVANE_TOOL_OUTPUT_H
+
+#include <string>
+#include <string_view>
+
+#include "core/bytes.h"
+#include "core/json.h"
+
+namespace orvane::tool {
+
+enum class OutputFormat { kText, kJson, kJsonLines };
+
+// Output writes UTF-8 to the standard streams: as wide characters on a console, as bytes into a file or pipe. Nothing
+// is buffered, so what was printed is there even if the process dies.
+class Output {
+ public:
+  // kJson prints documents over several lines, kJsonLines each on one line.
+  explicit Output(OutputFormat format) : format_(format) {}
+
+  // text prints for people; nothing when the output is JSON.
+  void text(std::string_view utf8) const;
+
+  // document prints a JSON document and a newline; nothing when the output is text.
+  void document(const Json& json) const;
+
+  // raw writes bytes unchanged to standard output.
+  void raw(ByteView data) const;
+
+  // message prints one line to standard error in every format.
+  void message(std::string_view utf8) const;
+
+  // failure reports an error: the message and the advice on standard error, and the document on standard output when
+  // the output is JSON.
+  void failure(const std::string& command, const ToolError& error) const;
+
+  bool json() const { return format_ != OutputFormat::kText; }
+
+  // onTerminal says whether standard output is a console.
+  static bool onTerminal();
+
+ private:
+  OutputFormat format_;
+};
+
+}  // namespace orvane::tool
+
+#endif

@@ -1,0 +1,104 @@
+#include "session.h"
+
+#include <deque>
+#include <functional>
+
+#include "core/tool_error.h"
+#include "input.h"
+#include "local_files.h"
+
+namespace orvane::tool {
+namespace {
+
+// Runs one command and reports how it ended.
+ExitCode runCommand(Environment& environment, const Request& request) {
+  const Output& output = environment.output();
+  try {
+    output.document(resultDocument(request.command, request.run(environment)));
+    return ExitCode::kSuccess;
+  } catch (const ToolError& error) {
+    output.failure(request.command, error);
+    return error.exitCode();
+  } catch (const std::exception& error) {
+    output.failure(request.command, ToolError(ExitCode::kInternal, error.what()));
+    return ExitCode::kInternal;
+  }
+}
+
+// Gives the next line of the session; false at its end.
+using LineSource = std::function<bool(std::string&)>;
+
+std::deque<std::string> linesOfFile(const std::string& path) {
+  std::deque<std::string> lines(1);
+  for (const std::uint8_t byte : readLocalFile(path)) {
+    if (byte == '\n') {
+      lines.emplace_back();
+    } else if (byte != '\r') {
+      lines.back() += static_cast<char>(byte);
+    }
+  }
+  return lines;
+}
+
+LineSource lineSource(const Request& request) {
+  if (request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-"))
+    return [](std::string& line) { return Input::readLine(line, "orvane-card> "); };
+  std::deque<std::string> lines =
+      request.sessionLines.empty() ? linesOfFile(request.sessionFile)
+                                   : std::deque<std::string>(request.sessionLines.begin(), request.sessionLines.end());
+  return [lines = std::move(lines)](std::string& line) mutable {
+    if (lines.empty()) return false;
+    line = std::move(lines.front());
+    lines.pop_front();
+    return true;
+  };
+}
+
+ExitCode runLine(Environment& environment, const std::string& line) {
+  try {
+    const Request request = parseSessionLine(line);
+    if (!request.text.empty()) {
+      environment.output().text(request.text);
+      return ExitCode::kSuccess;
+    }
+    return runCommand(environment, request);
+  } catch (const ToolError& error) {
+    environment.output().failure(line, error);
+    return error.exitCode();
+  }
+}
+
+ExitCode runSession(Environment& environment, const Request& request) {
+  const LineSource next = lineSource(request);
+  const bool interactive = request.sessionLines.empty() && request.sessionFile.empty() && Input::fromConsole();
+  for (std::string line; next(line);) {
+    line.erase(0, line.find_first_not_of(" \t"));
+    if (line.empty() || line.starts_with('#')) continue;
+    if (interactive && (line == "exit" || line == "quit")) break;
+    const bool mayFail = line.starts_with('-');
+    if (mayFail) line.erase(0, 1);
+    if (!interactive) environment.output().text("> " + line + "\n");
+    const ExitCode result = runLine(environment, line);
+    if (result != ExitCode::kSuccess && !mayFail && !interactive) return result;
+  }
+  return ExitCode::kSuccess;
+}
+
+}  // namespace
+
+ExitCode execute(const Request& request) {
+  const Output output(request.format);
+  Environment environment(request.connect, output);
+  ExitCode result = ExitCode::kInternal;
+  try {
+    result = request.session ? runSession(environment, request) : runCommand(environment, request);
+  } catch (const ToolError& error) {
+    output.failure(request.command, error);
+    result = error.exitCode();
+  }
+  const std::vector<std::string> complaints = environment.disconnect();
+  for (const std::string& complaint : complaints) output.message("orvane-card: warning: " + complaint);
+  return request.strict && !complaints.empty() && result == ExitCode::kSuccess ? ExitCode::kCheckFailed : result;
+}
+
+}  // namespace orvane::tool
