@@ -1,0 +1,84 @@
+#!/usr/bin/env python3
+"""Runs one command in an emulated system with the real PC/SC stack: pcscd, virtual readers, and a virtual card in each.
+
+Called by lab/in-system as "card_session.py ROOT READERS-AND-COMMAND": for each reader the words
+    reader NAME SERIAL [CONTROL-LINE...]
+(see virtual_card.py for control lines: they are carried out before the command starts), then "--" and the command, which
+runs inside ROOT. SERIAL "-" leaves the reader empty. Reader number N, from 0, listens for control lines on localhost port
+35970 + N. pcscd appends " 00 00" to the name. The status is the command's.
+"""
+
+import os
+import pathlib
+import subprocess
+import sys
+import time
+
+sys.dont_write_bytecode = True  # root runs this; the tree stays as it is
+import virtual_card  # noqa: E402
+
+FIRST_PORT = 35963
+FIRST_CONTROL = 35970
+
+
+def fail(text):
+    print(f"card session: {text}", file=sys.stderr)
+    sys.exit(125)
+
+
+def reader_config(number, name):
+    port = FIRST_PORT + number
+    return (
+        f'FRIENDLYNAME "{name}"\nDEVICENAME /dev/null:{port:#x}\n'
+        f"LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\nCHANNELID {port:#x}\n"
+    )
+
+
+def parse(words):
+    readers = []
+    while words and words[0] != "--":
+        if words.pop(0) != "reader":
+            fail("expected 'reader NAME SERIAL'")
+        readers.append((words.pop(0), words.pop(0), []))
+        while words and words[0] not in ("reader", "--"):
+            readers[-1][2].append(words.pop(0))
+    return readers, words[1:]
+
+
+def main():
+    root = pathlib.Path(sys.argv[1])
+    readers, command = parse(sys.argv[2:])
+    folder = root / "etc/reader.conf.d"
+    for old in folder.iterdir():
+        old.unlink()
+    cards = []
+    for number, (name, serial, _) in enumerate(readers):
+        (folder / f"reader{number}").write_text(reader_config(number, name))
+        cards.append(virtual_card.VirtualCard(FIRST_PORT + number, serial))
+        virtual_card.serve_control(cards[-1], FIRST_CONTROL + number)
+
+    (root / "run/pcscd").mkdir(parents=True, exist_ok=True)
+    with open(root / "run/pcscd.log", "wb") as log:
+        pcscd = subprocess.Popen(["chroot", root, "pcscd", "-f", "--disable-polkit"], stdout=log, stderr=log)
+    deadline = time.monotonic() + 60
+    while not (root / "run/pcscd/pcscd.comm").exists():
+        if pcscd.poll() is not None or time.monotonic() > deadline:
+            fail("pcscd did not start:\n" + (root / "run/pcscd.log").read_text(errors="replace"))
+        time.sleep(0.02)
+    for card, (name, serial, lines) in zip(cards, readers):
+        if serial != "-":
+            card.insert()
+            if not card.wait_powered(60):
+                fail(f"the reader '{name}' did not notice its card")
+        for line in lines:
+            answer = card.control(line)
+            if answer.startswith("error"):
+                fail(answer)
+
+    directory = os.environ.pop("IN_SYSTEM_DIRECTORY", "/")
+    inside = ["chroot", root, "/bin/sh", "-c", 'cd "$0" && exec "$@"', directory, *command]
+    sys.exit(subprocess.run(inside, check=False).returncode)
+
+
+if __name__ == "__main__":
+    main()
