@@ -3,7 +3,8 @@
 # Sourced after common.sh; the lists are for the scripts that source this.
 # shellcheck disable=SC2034
 
-BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googletest npm)
+BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googletest
+  libcli11-dev nlohmann-json3-dev libssl-dev npm)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 util-linux python3)
 DEMO_PACKAGES=(openssl python3)
