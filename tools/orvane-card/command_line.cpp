@@ -29,12 +29,14 @@ Exit codes: 0 success, 1 internal error, 2 wrong command line, 3 no reader or ca
 the card, 5 no such file or container, 6 wrong PIN, 7 PIN blocked, 8 PIN needed, 9 refused for another reason,
 10 local file unreadable or unwritable, 11 a check found something wrong.)";
 
-constexpr const char* kSessionHelp =
-    "Runs several commands one after the other on one connection, so that a verified PIN serves them all. The lines "
-    "come "
-    "from -c, from FILE or from standard input; PINs are read from standard input when a command asks for one. Stops "
-    "at "
-    "the first command that fails, except for lines that begin with \"-\".";
+constexpr const char* kSessionHelp = "Run several commands on one connection, so that a verified PIN serves them all";
+
+constexpr const char* kSessionFooter = R"(
+The commands come from -c, from FILE or from standard input, one a line; # begins a comment. PINs are read from standard
+input when a command asks for one. The session stops at the first command that fails, unless its line begins with "-".
+
+Example:
+  orvane-card session -c "-pin verify" -c "pin verify" -c "sign --all report.pdf --output-dir signed" < pins.txt)";
 
 // Parser builds the commands into a CLI::App and notes in a Request which one was chosen.
 class Parser {
@@ -72,6 +74,7 @@ class Parser {
         ->type_name("LINE")
         ->take_all()
         ->allow_extra_args(false);
+    session->footer(kSessionFooter);
     session->callback([this] {
       request_.session = true;
       request_.command = "session";
@@ -214,7 +217,9 @@ Request understood(CLI::App& app, Request& request, const std::function<void()>&
     answer.text = std::string(version.what()) + "\n";
     return answer;
   } catch (const CLI::ParseError& error) {
-    throw ToolError(ExitCode::kUsage, error.what(),
+    const std::vector<std::string> unknown = app.remaining();
+    const bool unknownCommand = error.get_name() == "RequiredError" && !unknown.empty();
+    throw ToolError(ExitCode::kUsage, unknownCommand ? "there is no command \"" + unknown.front() + "\"" : error.what(),
                     "\"orvane-card" + namedCommands(app) + " --help\" shows what there is.");
   }
   return std::move(request);
@@ -225,11 +230,12 @@ Request understood(CLI::App& app, Request& request, const std::function<void()>&
 Request parseArguments(std::vector<std::string> arguments) {
   Request request;
   CLI::App app(kDescription, "orvane-card");
-  app.footer(kFooter);
   Parser parser(app, request);
   parser.addConnectionOptions();
   parser.addCommands();
   parser.addSession();
+  // Last: commands added later would show it too.
+  app.footer(kFooter);
   if (arguments.empty()) arguments = {"--help"};
   std::reverse(arguments.begin(), arguments.end());
   return understood(app, request, [&] { app.parse(std::move(arguments)); });

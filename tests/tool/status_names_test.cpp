@@ -1,0 +1,110 @@
+#include "core/status_names.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "core/json.h"
+#include "core/tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+TEST(StatusNames, TableHasEachCodeAndEachNameOnceWithAMeaning) {
+  std::set<std::uint32_t> codes;
+  std::set<std::string_view> names;
+  for (const StatusText& row : statusTexts()) {
+    EXPECT_TRUE(codes.insert(row.code).second) << row.name;
+    EXPECT_TRUE(names.insert(row.name).second) << row.name;
+    EXPECT_FALSE(row.meaning.empty()) << row.name;
+    EXPECT_NE(row.meaning.back(), '.') << row.name;
+  }
+}
+
+TEST(StatusNames, LabelIsNameAndNumber) {
+  struct Case {
+    std::uint32_t status;
+    const char* label;
+  };
+  const Case cases[] = {
+      {0, "SCARD_S_SUCCESS (0)"},
+      {87, "ERROR_INVALID_PARAMETER (87)"},
+      {1306, "ERROR_REVISION_MISMATCH (1306)"},
+      {0x8010006B, "SCARD_W_WRONG_CHV (0x8010006B)"},
+      {0x8010000C, "SCARD_E_NO_SMARTCARD (0x8010000C)"},
+      {0x80101234, "0x80101234"},
+      {0x00ABCDEF, "0x00ABCDEF"},
+      {65535, "65535"},
+  };
+  for (const Case& row : cases) EXPECT_EQ(statusLabel(row.status), row.label);
+}
+
+TEST(StatusNames, StatusIsFoundByNameAndNumber) {
+  struct Case {
+    const char* text;
+    std::uint32_t status;
+  };
+  const Case cases[] = {
+      {"SCARD_W_WRONG_CHV", 0x8010006B}, {"scard_w_wrong_chv", 0x8010006B}, {"0x8010006B", 0x8010006B},
+      {"0X8010006b", 0x8010006B},        {"2148532331", 0x8010006B},        {"87", 87},
+  };
+  for (const Case& row : cases) EXPECT_EQ(statusFromText(row.text), row.status) << row.text;
+  for (const char* text : {"", "0x", "SCARD", "87a", "-1", "4294967296", "SCARD_W_WRONG_CHV2"})
+    EXPECT_THROW(statusFromText(text), ToolError) << text;
+}
+
+TEST(StatusNames, EveryNameLeadsBackToItsCode) {
+  for (const StatusText& row : statusTexts()) EXPECT_EQ(statusFromText(row.name), row.code);
+}
+
+TEST(StatusNames, AdviceForOneCallComesBeforeAdviceForAnyCall) {
+  EXPECT_NE(adviceFor("CardAcquireContext", 0x8010000C), adviceFor("SCardConnect", 0x8010000C));
+  EXPECT_EQ(adviceFor("SCardConnect", 0x8010000C), "Plug the token in and try again.");
+  EXPECT_EQ(adviceFor("CardSignData", 0x80101234), "");
+}
+
+TEST(StatusNames, ExitCodesGroupTheStatuses) {
+  struct Case {
+    std::uint32_t status;
+    ExitCode exitCode;
+  };
+  const Case cases[] = {
+      {0x8010000C, ExitCode::kNoCard},    {0x8010001D, ExitCode::kNoCard},
+      {0x80100069, ExitCode::kNoCard},    {2, ExitCode::kNotFound},
+      {0x80100023, ExitCode::kNotFound},  {0x80100024, ExitCode::kNotFound},
+      {0x80100030, ExitCode::kNotFound},  {86, ExitCode::kWrongPin},
+      {0x8010006B, ExitCode::kWrongPin},  {0x8010006C, ExitCode::kPinBlocked},
+      {0x8010006F, ExitCode::kPinNeeded}, {87, ExitCode::kRefused},
+      {0x80100004, ExitCode::kRefused},   {0x80100022, ExitCode::kRefused},
+      {0x80101234, ExitCode::kRefused},
+  };
+  for (const Case& row : cases) EXPECT_EQ(exitCodeOf(row.status), row.exitCode) << statusLabel(row.status);
+}
+
+TEST(ToolError, FailedCallSaysWhatHappenedAndWhatToDo) {
+  const ToolError error("CardAuthenticateEx", 0x8010006B);
+  EXPECT_STREQ(error.what(), "CardAuthenticateEx failed: SCARD_W_WRONG_CHV (0x8010006B), the PIN is wrong");
+  EXPECT_EQ(error.exitCode(), ExitCode::kWrongPin);
+  EXPECT_EQ(error.status(), 0x8010006BU);
+  EXPECT_EQ(error.attempts(), std::nullopt);
+  EXPECT_FALSE(error.advice().empty());
+}
+
+TEST(ToolError, UnknownStatusIsItsNumber) {
+  EXPECT_STREQ(ToolError("CardReadFile", 0x80101234).what(), "CardReadFile failed: 0x80101234");
+}
+
+TEST(Documents, ResultAndErrorHaveTheirWholeForm) {
+  EXPECT_EQ(resultDocument("read", {{"size", 6}}).dump(), R"({"command":"read","ok":true,"result":{"size":6}})");
+  ToolError error("CardReadFile", 0x80101234);
+  error.withAttempts(3);
+  EXPECT_EQ(errorDocument("read", error).dump(),
+            R"({"command":"read","ok":false,"exitCode":9,"error":{"message":"CardReadFile failed: 0x80101234",)"
+            R"("advice":null,"status":{"name":null,"code":2148536884,"label":"0x80101234"},"attemptsRemaining":3}})");
+  EXPECT_EQ(errorDocument("", ToolError(ExitCode::kUsage, "what", "do")).dump(),
+            R"({"command":"","ok":false,"exitCode":2,"error":{"message":"what","advice":"do","status":null,)"
+            R"("attemptsRemaining":null}})");
+}
+
+}  // namespace
+}  // namespace orvane::tool

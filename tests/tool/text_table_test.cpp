@@ -1,0 +1,47 @@
+#include "core/text_table.h"
+
+#include <gtest/gtest.h>
+
+namespace orvane::tool {
+namespace {
+
+TEST(TextTable, ColumnsAreAsWideAsTheirWidestCell) {
+  TextTable table({">#", "Subject", "Use"});
+  table.addRow({"0", "M\xC3\xBCller", "sign"});
+  table.addRow({"10", "A longer name"});
+  EXPECT_EQ(table.text(),
+            " #  Subject        Use\n"
+            "--  -------------  ----\n"
+            " 0  M\xC3\xBCller         sign\n"
+            "10  A longer name\n");
+}
+
+TEST(TextTable, WithoutRowsThereAreTheHeaders) { EXPECT_EQ(TextTable({"A", ">B"}).text(), "A  B\n-  -\n"); }
+
+TEST(Shortened, CutsAtCodePointsAndMarksTheCut) {
+  struct Case {
+    const char* text;
+    std::size_t width;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"", 3, ""},
+      {"abc", 3, "abc"},
+      {"abcd", 3, "ab\xE2\x80\xA6"},
+      {"\xC3\xA4\xC3\xB6\xC3\xBC", 3, "\xC3\xA4\xC3\xB6\xC3\xBC"},
+      {"\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F", 3, "\xC3\xA4\xC3\xB6\xE2\x80\xA6"},
+      {"abc", 1, "\xE2\x80\xA6"},
+  };
+  for (const Case& row : cases) EXPECT_EQ(shortened(row.text, row.width), row.expected) << row.text;
+}
+
+TEST(FieldList, ValuesStandInOneColumnAndContinueBelowThemselves) {
+  EXPECT_EQ(fieldList({{"ATR", "3B"}, {"Readers", "one\ntwo"}, {"Empty", ""}}),
+            "ATR:      3B\n"
+            "Readers:  one\n"
+            "          two\n"
+            "Empty:\n");
+}
+
+}  // namespace
+}  // namespace orvane::tool
