@@ -1,0 +1,55 @@
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "platform/worker_thread.h"
+
+namespace orvane {
+
+struct WorkerThread::Held {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool awake = false;
+  std::thread thread;
+};
+
+WorkerThread::WorkerThread() = default;
+WorkerThread::~WorkerThread() = default;
+
+void WorkerThread::start(void (*procedure)()) {
+  auto held = std::make_unique<Held>();
+  // The thread may look at held_ (through pause) as soon as it runs, so it is created after the assignment.
+  held_ = std::move(held);
+  try {
+    held_->thread = std::thread(procedure);
+  } catch (...) {
+    held_.reset();
+    throw;
+  }
+}
+
+bool WorkerThread::holdsThread() const noexcept { return held_ != nullptr; }
+
+bool WorkerThread::isCurrentThread() const noexcept {
+  return held_ != nullptr && held_->thread.get_id() == std::this_thread::get_id();
+}
+
+void WorkerThread::pause(unsigned milliseconds) noexcept {
+  std::unique_lock lock(held_->mutex);
+  held_->changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return held_->awake; });
+}
+
+void WorkerThread::wake() noexcept {
+  if (held_ == nullptr) return;
+  const std::lock_guard lock(held_->mutex);
+  held_->awake = true;
+  held_->changed.notify_all();
+}
+
+void WorkerThread::join() noexcept {
+  held_->thread.join();
+  held_.reset();
+}
+
+}  // namespace orvane

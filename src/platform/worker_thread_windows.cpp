@@ -1,0 +1,90 @@
+#include <atomic>
+#include <system_error>
+
+#include "platform/windows_api.h"
+#include "platform/worker_thread.h"
+
+namespace orvane {
+namespace {
+
+// Owns one kernel object.
+class UniqueHandle {
+ public:
+  explicit UniqueHandle(HANDLE handle) : handle_(handle) {
+    if (handle_ == nullptr) {
+      throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "WorkerThread");
+    }
+  }
+  ~UniqueHandle() { CloseHandle(handle_); }
+  UniqueHandle(const UniqueHandle&) = delete;
+  UniqueHandle& operator=(const UniqueHandle&) = delete;
+  HANDLE get() const noexcept { return handle_; }
+
+ private:
+  HANDLE handle_;
+};
+
+UniqueHandle newEvent() { return UniqueHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr)); }
+
+}  // namespace
+
+struct WorkerThread::Held {
+  explicit Held(void (*threadProcedure)())
+      : procedure(threadProcedure), thread(CreateThread(nullptr, 0, run, this, CREATE_SUSPENDED, &threadId)) {}
+
+  // The start decides between the thread, which goes to work, and a join that came first, which cancels the work. A
+  // thread that was created during unloading cannot pass the loader's lock and would otherwise be waited for in vain.
+  enum class Phase { kCreated, kWorking, kCancelled };
+
+  static DWORD WINAPI run(void* argument) {
+    auto& self = *static_cast<Held*>(argument);
+    Phase expected = Phase::kCreated;
+    if (self.phase.compare_exchange_strong(expected, Phase::kWorking)) self.procedure();
+    // From the announcement on, neither this record nor the module's code may be needed: the wait never ends.
+    SignalObjectAndWait(self.finished.get(), self.never.get(), INFINITE, FALSE);
+    return 0;
+  }
+
+  void (*procedure)();
+  std::atomic<Phase> phase{Phase::kCreated};
+  UniqueHandle wakeUp = newEvent();
+  UniqueHandle finished = newEvent();
+  UniqueHandle never = newEvent();
+  DWORD threadId = 0;
+  // Created last and suspended, so that the thread finds everything in place.
+  UniqueHandle thread;
+};
+
+WorkerThread::WorkerThread() = default;
+WorkerThread::~WorkerThread() = default;
+
+void WorkerThread::start(void (*procedure)()) {
+  held_ = std::make_unique<Held>(procedure);
+  ResumeThread(held_->thread.get());
+}
+
+bool WorkerThread::holdsThread() const noexcept { return held_ != nullptr; }
+
+bool WorkerThread::isCurrentThread() const noexcept {
+  return held_ != nullptr && held_->threadId == GetCurrentThreadId();
+}
+
+void WorkerThread::pause(unsigned milliseconds) noexcept { WaitForSingleObject(held_->wakeUp.get(), milliseconds); }
+
+void WorkerThread::wake() noexcept {
+  if (held_ != nullptr) SetEvent(held_->wakeUp.get());
+}
+
+void WorkerThread::join() noexcept {
+  Held::Phase expected = Held::Phase::kCreated;
+  if (!held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
+    // The thread itself is waited for as well: at process exit it is gone and announces nothing any more.
+    const HANDLE ends[] = {held_->finished.get(), held_->thread.get()};
+    WaitForMultipleObjects(2, ends, FALSE, kJoinBoundMilliseconds);
+  }
+  TerminateThread(held_->thread.get(), 0);
+  WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
+  held_.reset();
+}
+
+}  // namespace orvane
