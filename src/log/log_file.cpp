@@ -1,0 +1,167 @@
+#include "log/log_file.h"
+
+#include <charconv>
+#include <cstdio>
+#include <exception>
+#include <memory>
+
+namespace orvane {
+namespace {
+
+struct FileCloser {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+// Appends `value` in decimal, filled up with zeros on the left to at least `width` digits.
+void appendPadded(std::string& target, unsigned value, std::size_t width) {
+  char digits[12];
+  const auto end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
+  const auto count = static_cast<std::size_t>(end - digits);
+  if (count < width) target.append(width - count, '0');
+  target.append(digits, count);
+}
+
+void printToConsole(const char* function, const std::exception& error) noexcept {
+  std::fprintf(stderr, "%s%s", function, error.what());
+}
+
+// The folder part of the log path, ending in "/". An unusable temporary folder leaves its place empty, so the path then
+// starts at the root of the current drive.
+std::string logFolder() {
+  char buffer[kLogPathSize] = {};
+  if (getLogBaseFolderPath(buffer, sizeof(buffer)) != 0 || !isFolderExists(buffer)) {
+    buffer[0] = '\0';
+    std::fputs("\nUnable to getLogBaseFolderPath", stdout);
+  }
+  char baseName[MAX_PATH] = {};
+  if (K32GetModuleBaseNameA(GetCurrentProcess(), nullptr, baseName, sizeof(baseName)) == 0) baseName[0] = '\0';
+  std::string path(buffer);
+  path.append("/Brightfold/").append(processNameOf(baseName)).append("/");
+  return path;
+}
+
+void cutToPathSize(std::string& path) {
+  if (path.size() >= kLogPathSize) path.resize(kLogPathSize - 1);
+}
+
+void appendLine(const std::string& path, const std::string& line) noexcept {
+  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "ab"));
+  if (!file) {
+    std::fputs("\nUnable to write log", stdout);
+    return;
+  }
+  std::fwrite(line.data(), 1, line.size(), file.get());
+  std::fflush(file.get());
+}
+
+}  // namespace
+
+void writeLogLine(LogLevel level, std::string_view message) noexcept {
+  try {
+    std::string path = logFolder();
+    cutToPathSize(path);
+    if (createLogFolders(path)) return;
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    path.append(logFileName(now));
+    cutToPathSize(path);
+    appendLine(path, logLine(now, level, message));
+  } catch (...) {
+    // Out of memory for the path or the line: the line is lost.
+  }
+}
+
+std::string_view logLevelTag(LogLevel level) noexcept {
+  switch (level) {
+    case LogLevel::kException:
+      return "EXCEP ::=>";
+    case LogLevel::kError:
+      return "ERROR ::=>";
+    case LogLevel::kDebug:
+      return "DEBUG ::=>";
+    default:
+      return "INFO  ::=>";
+  }
+}
+
+std::string logLine(const SYSTEMTIME& now, LogLevel level, std::string_view message) {
+  std::string line;
+  line.reserve(48 + message.size());
+  appendPadded(line, now.wDay, 2);
+  line.append("/");
+  appendPadded(line, now.wMonth, 2);
+  line.append("::");
+  appendPadded(line, now.wHour, 2);
+  line.append(":");
+  appendPadded(line, now.wMinute, 2);
+  line.append(":");
+  appendPadded(line, now.wSecond, 2);
+  line.append(":");
+  appendPadded(line, now.wMilliseconds, 3);
+  line.append("-> ").append("->").append(logLevelTag(level)).append(message).append("\n");
+  return line;
+}
+
+std::string logFileName(const SYSTEMTIME& now) {
+  std::string name;
+  appendPadded(name, now.wYear, 4);
+  name.append("-");
+  appendPadded(name, now.wMonth, 2);
+  name.append("-");
+  appendPadded(name, now.wDay, 2);
+  name.append(".LOG");
+  return name;
+}
+
+std::string_view processNameOf(std::string_view moduleBaseName) noexcept {
+  return moduleBaseName.substr(0, moduleBaseName.find('.'));
+}
+
+int getLogBaseFolderPath(char* buffer, std::size_t size) noexcept {
+  try {
+    const DWORD length = GetTempPathA(static_cast<DWORD>(size), buffer);
+    if (length != 0 && length < size) return 0;
+  } catch (const std::exception& error) {
+    printToConsole("Exception in getLogBaseFolderPath(): ", error);
+  }
+  if (size > 0) buffer[0] = '\0';
+  return -1;
+}
+
+bool isFolderExists(const char* path) noexcept {
+  try {
+    const DWORD attributes = GetFileAttributesA(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  } catch (const std::exception& error) {
+    printToConsole("Exception in isFolderExists(): ", error);
+    return false;
+  }
+}
+
+bool createFolder(const char* path) noexcept {
+  try {
+    return CreateDirectoryA(path, nullptr) != FALSE;
+  } catch (const std::exception& error) {
+    printToConsole("Exception in createFolder(): ", error);
+    return false;
+  }
+}
+
+bool createLogFolders(const std::string& path) noexcept {
+  try {
+    std::string walked = path;
+    for (std::size_t i = 1; i < walked.size(); ++i) {
+      if (walked[i] != '/') continue;
+      walked[i] = '\0';
+      const bool created = createFolder(walked.c_str());
+      walked[i] = '/';
+      if (created) return true;
+    }
+    return createFolder(walked.c_str());
+  } catch (const std::exception& error) {
+    printToConsole("Exception in createFolder(): ", error);
+    return false;
+  }
+}
+
+}  // namespace orvane
