@@ -1,0 +1,50 @@
+// The background thread that notices tokens coming and going.
+#ifndef ORVANE_CACHE_DEVICE_MONITOR_H
+#define ORVANE_CACHE_DEVICE_MONITOR_H
+
+#include <atomic>
+#include <set>
+#include <string>
+
+#include "platform/worker_thread.h"
+
+namespace orvane {
+
+// DeviceMonitor polls the token library's list of connected tokens once a second. A token that is gone loses everything
+// that was cached for it; one that appears (each token present at the first poll included) gets all its freshness
+// counters bumped, so that the base provider reads PIN state, containers and files again. There is one instance, in
+// ProcessState.
+class DeviceMonitor {
+ public:
+  DeviceMonitor() = default;
+  // Stops the thread: the module is going away.
+  ~DeviceMonitor() { stopDeviceMonitor(); }
+
+  // startDeviceMonitor starts the thread unless it runs, and logs which of the two it was. Any thread may call it; the
+  // caller holds the library lock. Throws std::system_error when the thread cannot be created; a later call tries
+  // again.
+  void startDeviceMonitor();
+
+  // stopDeviceMonitor asks the thread to stop and waits for it: one library call at the most, since the pause between
+  // two polls ends at once. Nothing is waited for or logged when no thread was started, or when the thread itself
+  // calls.
+  void stopDeviceMonitor() noexcept;
+
+  // One poll, given the tokens of the poll before: returns the tokens of this one. All disconnections are handled
+  // before any appearance, both in ascending order of the serials. A library call that throws counts as an empty list.
+  static std::set<std::string> pollDevices(const std::set<std::string>& knownDevices);
+
+  static constexpr unsigned kPollPeriodMilliseconds = 1000;
+
+ private:
+  static void deviceMonitorThread();
+  void pollUntilStopped();
+
+  std::atomic<bool> monitorRunning{false};
+  std::atomic<bool> monitorStopRequested{false};
+  WorkerThread thread_;
+};
+
+}  // namespace orvane
+
+#endif  // ORVANE_CACHE_DEVICE_MONITOR_H

@@ -1,0 +1,44 @@
+// Freshness counters: the numbers by which the base provider notices that something on the card may have changed.
+#ifndef ORVANE_CACHE_FRESHNESS_H
+#define ORVANE_CACHE_FRESHNESS_H
+
+#include <atomic>
+#include <cstdint>
+
+namespace orvane {
+
+// Which counters bumpCacheFreshness changes.
+inline constexpr std::uint32_t kBumpVersion = 0x1;
+inline constexpr std::uint32_t kBumpPins = 0x2;
+inline constexpr std::uint32_t kBumpContainers = 0x4;
+inline constexpr std::uint32_t kBumpFiles = 0x8;
+inline constexpr std::uint32_t kBumpAll = 0xF;
+
+// nextFreshness counts an 8-bit counter on. 255 is followed by 1: a counter that was ever bumped never again reads as
+// the initial 0.
+constexpr std::uint8_t nextFreshness(std::uint8_t value) noexcept {
+  return value == 255 ? std::uint8_t{1} : static_cast<std::uint8_t>(value + 1);
+}
+
+// nextFreshness counts a 16-bit counter on; 65535 is followed by 0.
+constexpr std::uint16_t nextFreshness(std::uint16_t value) noexcept { return static_cast<std::uint16_t>(value + 1); }
+
+// FreshnessCounter is a process-wide counter that any thread may bump or read without a lock. Nothing is ordered by it:
+// it feeds a version byte and log lines.
+template <typename Value>
+class FreshnessCounter {
+ public:
+  Value value() const noexcept { return value_.load(std::memory_order_relaxed); }
+  void bump() noexcept {
+    Value seen = value();
+    while (!value_.compare_exchange_weak(seen, nextFreshness(seen), std::memory_order_relaxed)) {
+    }
+  }
+
+ private:
+  std::atomic<Value> value_{0};
+};
+
+}  // namespace orvane
+
+#endif  // ORVANE_CACHE_FRESHNESS_H
