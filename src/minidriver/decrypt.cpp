@@ -1,0 +1,130 @@
+// RSA decryption: CardRSADecrypt.
+//
+// The token removes the padding. Beyond the lines and branches that callers know, nothing here depends on the decrypted
+// block, so that its padding cannot be told from outside.
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "cache/process_state.h"
+#include "minidriver/card_handover.h"
+#include "minidriver/container_map.h"
+#include "minidriver/entry.h"
+#include "minidriver/firmware.h"
+#include "minidriver/provider_context.h"
+#include "platform/card_module.h"
+#include "support/secret.h"
+#include "tokenlib/token_client.h"
+
+namespace orvane {
+namespace {
+
+// The plaintext that the library allocated; overwritten before it is given back.
+class LibraryPlaintext {
+ public:
+  LibraryPlaintext() = default;
+  ~LibraryPlaintext() {
+    if (bytes != nullptr && length > 0) wipe(bytes, static_cast<std::size_t>(length));
+    std::free(bytes);
+  }
+  LibraryPlaintext(const LibraryPlaintext&) = delete;
+  LibraryPlaintext& operator=(const LibraryPlaintext&) = delete;
+
+  unsigned char* bytes = nullptr;
+  int length = 0;
+};
+
+void logPaddingType(DWORD paddingType) noexcept {
+  switch (paddingType) {
+    case CARD_PADDING_PKCS1:
+      logDebug("CardRSADecrypt: PaddingType=", "PKCS1");
+      break;
+    case CARD_PADDING_OAEP:
+      logDebug("CardRSADecrypt: PaddingType=", "OAEP");
+      break;
+    case CARD_PADDING_NONE:
+      logDebug("CardRSADecrypt: PaddingType=", "NONE");
+      break;
+    default:
+      logDebug("CardRSADecrypt: PaddingType=", "UNKNOWN(", paddingType, ")");
+      break;
+  }
+}
+
+bool isUsageRight(DWORD keySpec, std::int32_t keyUsage) noexcept {
+  return keySpec == AT_SIGNATURE ? isSignatureUsage(keyUsage) : isKeyExchangeUsage(keyUsage);
+}
+
+DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
+                     CARD_RSA_DECRYPT_INFO& info) {
+  // The provider's block is little-endian, the library's big-endian.
+  const std::vector<BYTE> cipherTextBigEndian(std::make_reverse_iterator(info.pbData + info.cbData),
+                                              std::make_reverse_iterator(info.pbData));
+  const SecretText pin = processState().deviceCache.getCachedPassword(serial);
+  LibraryPlaintext plaintext;
+  const int result = [&] {
+    const CardHandover handover(cardData.hScard);
+    return tokenlib::decrypt(serial, key.credentialId, pin.c_str(),
+                             cipherTextBigEndian.empty() ? nullptr : cipherTextBigEndian.data(),
+                             static_cast<int>(info.cbData), plaintext.bytes, plaintext.length);
+  }();
+  if (result != 0) {
+    // A failing library hands nothing over; what its output may point to is not ours to free.
+    plaintext.bytes = nullptr;
+    return refuse(SCARD_E_INVALID_PARAMETER, "CardRSADecrypt: orvane_decrypt failed, ret=", result);
+  }
+  // As an unsigned number a negative length is too large as well.
+  if (static_cast<DWORD>(plaintext.length) > info.cbData || (plaintext.bytes == nullptr && plaintext.length != 0)) {
+    return refuse(SCARD_E_INSUFFICIENT_BUFFER, "CardRSADecrypt: decrypted length larger than buffer");
+  }
+  std::reverse_copy(plaintext.bytes, plaintext.bytes + plaintext.length, info.pbData);
+  info.cbData = static_cast<DWORD>(plaintext.length);
+  return decline(SCARD_S_SUCCESS, "CardRSADecrypt: decryption successful, length=", plaintext.length);
+}
+
+DWORD decrypt(const CARD_DATA& cardData, const ProviderContext& context, CARD_RSA_DECRYPT_INFO& info) {
+  const std::string& serial = context.serialNumber;
+  if (info.dwPaddingType == CARD_PADDING_OAEP && !isOaepSupported(serial)) {
+    return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardRSADecrypt: OAEP not supported on this firmware");
+  }
+  if (info.bContainerIndex >= context.containers.size()) {
+    return refuse(SCARD_E_NO_KEY_CONTAINER, "CardRSADecrypt: invalid container index=", info.bContainerIndex,
+                  ", containerCount=", context.containers.size());
+  }
+  if (info.dwKeySpec != AT_KEYEXCHANGE && info.dwKeySpec != AT_SIGNATURE) {
+    return refuse(ERROR_INVALID_PARAMETER, "CardRSADecrypt: invalid dwKeySpec=", info.dwKeySpec);
+  }
+  const ContainerEntry& container = context.containers[info.bContainerIndex];
+  if (container.keyPairs.empty()) {
+    return refuse(SCARD_E_NO_KEY_CONTAINER, "CardRSADecrypt: container has no keys");
+  }
+  const OrvaneKeyPair& key = container.keyPairs.front();
+  if (!isUsageRight(info.dwKeySpec, key.keyUsage)) {
+    return refuse(SCARD_E_NO_KEY_CONTAINER, "CardRSADecrypt: key usage does not match dwKeySpec");
+  }
+  logDebug("CardRSADecrypt: containerIndex=", info.bContainerIndex, ", dwKeySpec=", info.dwKeySpec);
+  logDebug("CardRSADecrypt: credentialId=", hexBytes(key.credentialId, sizeof(key.credentialId)));
+  return decryptWithKey(cardData, serial, key, info);
+}
+
+}  // namespace
+}  // namespace orvane
+
+using namespace orvane;
+
+DWORD WINAPI CardRSADecrypt(PCARD_DATA pCardData, PCARD_RSA_DECRYPT_INFO pInfo) {
+  return cardEntry("CardRSADecrypt :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+    if (pCardData == nullptr || pInfo == nullptr || pInfo->pbData == nullptr) {
+      return refuse(ERROR_INVALID_PARAMETER, "CardRSADecrypt: invalid parameters");
+    }
+    logPaddingType(pInfo->dwPaddingType);
+    // A record of the first version ends before the padding members. Only callers that speak version 7 are held to it.
+    if (pInfo->dwVersion < CARD_RSA_KEY_DECRYPT_INFO_VERSION_TWO && pCardData->dwVersion == CARD_DATA_VERSION_SEVEN) {
+      return refuse(ERROR_REVISION_MISMATCH, "CardRSADecrypt: version mismatch");
+    }
+    const ContextRef context = contextOf(*pCardData);
+    if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardRSADecrypt: provider context is NULL");
+    return decrypt(*pCardData, *context, *pInfo);
+  });
+}

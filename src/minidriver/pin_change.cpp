@@ -1,0 +1,133 @@
+// Changing the token's PINs: CardChangeAuthenticator and CardChangeAuthenticatorEx.
+#include <string_view>
+
+#include "cache/process_state.h"
+#include "minidriver/entry.h"
+#include "minidriver/pin_rules.h"
+#include "minidriver/provider_context.h"
+#include "platform/card_module.h"
+#include "support/secret.h"
+#include "support/text_compare.h"
+#include "tokenlib/token_client.h"
+
+namespace orvane {
+namespace {
+
+// Reported when the token was not asked, and always by an administrator change, which has no counter.
+constexpr int kUnknownAttempts = -1;
+
+void storeAttempts(PDWORD attemptsRemaining, int attempts) noexcept {
+  if (attemptsRemaining != nullptr) *attemptsRemaining = static_cast<DWORD>(attempts);
+}
+
+// What a change came to: whether the token made it, and the attempts left if it says so.
+struct ChangeResult {
+  bool isChanged;
+  int attempts;
+};
+
+// The calls below are deliberately made without the library lock and the card handle.
+
+// Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
+ChangeResult changeUserPin(const std::string& serial, const SecretText& currentPin, const SecretText& newPin) {
+  int attempts = kUnknownAttempts;
+  const bool isChanged = tokenlib::changeUserPassword(serial, currentPin.c_str(), newPin.c_str(), attempts);
+  DeviceCache& devices = processState().deviceCache;
+  if (isChanged) {
+    devices.storeValidatedPassword(serial, newPin);
+  } else {
+    devices.clearValidatedPassword(serial);
+  }
+  return {isChanged, attempts};
+}
+
+// Changes the administrator's PIN. The cached PIN is the user's and stays.
+ChangeResult changeAdminPin(const std::string& serial, const SecretText& currentPin, const SecretText& newPin) {
+  return {tokenlib::changeSOPassword(serial, currentPin.c_str(), newPin.c_str()), kUnknownAttempts};
+}
+
+// The status of a change that the token refused.
+LONG refusedChangeStatus(int attempts) noexcept { return attempts != 0 ? SCARD_W_WRONG_CHV : SCARD_W_CHV_BLOCKED; }
+
+}  // namespace
+}  // namespace orvane
+
+using namespace orvane;
+
+DWORD WINAPI CardChangeAuthenticator(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE pbCurrentAuthenticator,
+                                     DWORD cbCurrentAuthenticator, PBYTE pbNewAuthenticator, DWORD cbNewAuthenticator,
+                                     DWORD, DWORD dwFlags, PDWORD pcAttemptsRemaining) {
+  return cardEntry("CardChangeAuthenticator :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+    if (pCardData == nullptr || pwszUserId == nullptr || pbCurrentAuthenticator == nullptr ||
+        pbNewAuthenticator == nullptr) {
+      return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticator: invalid parameter(s)");
+    }
+    if (dwFlags != CARD_AUTHENTICATE_PIN_PIN) {
+      return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardChangeAuthenticator: unsupported dwFlags=", dwFlags);
+    }
+    const ContextRef context = contextOf(*pCardData);
+    if (!context) return statusCode(ERROR_INVALID_PARAMETER);
+    if (!isPinLengthValid(cbNewAuthenticator)) {
+      storeAttempts(pcAttemptsRemaining, kUnknownAttempts);
+      return refuse(SCARD_E_INVALID_PARAMETER,
+                    "CardChangeAuthenticator: new PIN length invalid, size=", cbNewAuthenticator);
+    }
+    const bool isUser = equalsIgnoreCase(pwszUserId, wszCARD_USER_USER);
+    if (!isUser && !equalsIgnoreCase(pwszUserId, wszCARD_USER_ADMIN)) {
+      return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticator: unknown userId");
+    }
+    const std::string& serial = context->serialNumber;
+    const SecretText currentPin(pbCurrentAuthenticator, cbCurrentAuthenticator);
+    const SecretText newPin(pbNewAuthenticator, cbNewAuthenticator);
+    const ChangeResult result =
+        isUser ? changeUserPin(serial, currentPin, newPin) : changeAdminPin(serial, currentPin, newPin);
+    storeAttempts(pcAttemptsRemaining, result.attempts);
+    if (!result.isChanged) {
+      return refuse(refusedChangeStatus(result.attempts),
+                    "CardChangeAuthenticator: change failed, attempts=", result.attempts);
+    }
+    logDebug("CardChangeAuthenticator: success [", serial, "]");
+    bumpCacheFreshness(kBumpPins, serial);
+    return statusCode(SCARD_S_SUCCESS);
+  });
+}
+
+DWORD WINAPI CardChangeAuthenticatorEx(PCARD_DATA pCardData, DWORD dwFlags, PIN_ID dwAuthenticatingPinId,
+                                       PBYTE pbAuthenticatingPinData, DWORD cbAuthenticatingPinData,
+                                       PIN_ID dwTargetPinId, PBYTE pbTargetData, DWORD cbTargetData, DWORD,
+                                       PDWORD pcAttemptsRemaining) {
+  return cardEntry("CardChangeAuthenticatorEx :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+    if (pCardData == nullptr || pbAuthenticatingPinData == nullptr || pbTargetData == nullptr) {
+      return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticatorEx: invalid parameter(s)");
+    }
+    if (dwFlags != PIN_CHANGE_FLAG_CHANGEPIN) {
+      return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardChangeAuthenticatorEx: unsupported dwFlags=", dwFlags);
+    }
+    const ContextRef context = contextOf(*pCardData);
+    if (!context) return statusCode(ERROR_INVALID_PARAMETER);
+    if (!isPinLengthValid(cbTargetData)) {
+      storeAttempts(pcAttemptsRemaining, kUnknownAttempts);
+      return refuse(SCARD_E_INVALID_PARAMETER,
+                    "CardChangeAuthenticatorEx: new PIN length invalid, size=", cbTargetData);
+    }
+    const bool isUser = dwAuthenticatingPinId == ROLE_USER && dwTargetPinId == ROLE_USER;
+    if (!isUser && !(dwAuthenticatingPinId == ROLE_ADMIN && dwTargetPinId == ROLE_ADMIN)) {
+      return refuse(SCARD_E_UNSUPPORTED_FEATURE,
+                    "CardChangeAuthenticatorEx: unsupported PIN ID combination auth=", dwAuthenticatingPinId,
+                    " target=", dwTargetPinId);
+    }
+    const std::string& serial = context->serialNumber;
+    const SecretText currentPin(pbAuthenticatingPinData, cbAuthenticatingPinData);
+    const SecretText newPin(pbTargetData, cbTargetData);
+    const ChangeResult result =
+        isUser ? changeUserPin(serial, currentPin, newPin) : changeAdminPin(serial, currentPin, newPin);
+    storeAttempts(pcAttemptsRemaining, result.attempts);
+    if (!result.isChanged) {
+      return refuse(refusedChangeStatus(result.attempts),
+                    "CardChangeAuthenticatorEx: change failed, attempts=", result.attempts);
+    }
+    logDebug("CardChangeAuthenticatorEx: success [", serial, "]");
+    bumpCacheFreshness(kBumpPins, serial);
+    return statusCode(SCARD_S_SUCCESS);
+  });
+}

@@ -1,0 +1,45 @@
+#include "minidriver/provider_context.h"
+
+#include <utility>
+
+#include "cache/process_state.h"
+
+namespace orvane {
+namespace {
+
+void destroyContext(ProviderContext* context) noexcept {
+  const std::unique_ptr<ProviderContext> owner(context);
+  processState().deviceCache.detachContext(context->serialNumber);
+}
+
+}  // namespace
+
+ContextRef::~ContextRef() {
+  if (context_ != nullptr && context_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) destroyContext(context_);
+}
+
+ContextRef::ContextRef(ContextRef&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
+
+ContextRef& ContextRef::operator=(ContextRef&& other) noexcept {
+  std::swap(context_, other.context_);
+  return *this;
+}
+
+ContextRef contextOf(const CARD_DATA& cardData) {
+  const LockGuard lock(processState().contextSlotMutex);
+  auto* context = static_cast<ProviderContext*>(cardData.pvVendorSpecific);
+  if (context != nullptr) context->holders.fetch_add(1, std::memory_order_relaxed);
+  return ContextRef(context);
+}
+
+void publishContext(CARD_DATA& cardData, std::unique_ptr<ProviderContext> context) {
+  const LockGuard lock(processState().contextSlotMutex);
+  cardData.pvVendorSpecific = context.release();
+}
+
+ContextRef takeContext(CARD_DATA& cardData) {
+  const LockGuard lock(processState().contextSlotMutex);
+  return ContextRef(static_cast<ProviderContext*>(std::exchange(cardData.pvVendorSpecific, nullptr)));
+}
+
+}  // namespace orvane
