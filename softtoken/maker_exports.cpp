@@ -1,5 +1,5 @@
-// The exported side of the software token, compiled for the maker's C++ binary interface: the thirteen functions over the
-// plain calls of token_calls.h. It must use no more of the standard library than the stand-in headers offer.
+// The exported side of the software token, compiled for the maker's C++ binary interface: the thirteen functions over
+// the plain calls of token_calls.h. It must use no more of the standard library than the stand-in headers offer.
 #include <cstdlib>
 #include <new>
 

@@ -17,8 +17,8 @@ class PrivateKey {
  public:
   virtual ~PrivateKey() = default;
 
-  // Makes the PKCS #1 v1.5 signature of a hash of 16 (MD5), 20 (SHA-1), 32, 48 or 64 (SHA-2) bytes, big-endian and as long
-  // as the modulus. false, with signature unchanged, for other lengths and on failure.
+  // Makes the PKCS #1 v1.5 signature of a hash of 16 (MD5), 20 (SHA-1), 32, 48 or 64 (SHA-2) bytes, big-endian and as
+  // long as the modulus. false, with signature unchanged, for other lengths and on failure.
   virtual bool sign(const Bytes& hash, Bytes& signature) const = 0;
 
   // Decrypts a big-endian cipher text and removes OAEP (SHA-256, empty label) or PKCS #1 v1.5 padding, whichever fits.

@@ -1,6 +1,8 @@
+// The second header needs the first.
+// clang-format off
 #include <windows.h>
-
 #include <bcrypt.h>
+// clang-format on
 
 #include <algorithm>
 #include <memory>
@@ -46,8 +48,11 @@ ULONG lengthOf(const Bytes& bytes) { return static_cast<ULONG>(bytes.size()); }
 
 class CngKey : public PrivateKey {
  public:
-  CngKey(Algorithm openAlgorithm, Key importedKey, std::size_t modulusLength)
-      : algorithm(std::move(openAlgorithm)), key(std::move(importedKey)), length(modulusLength) {}
+  CngKey(Algorithm openAlgorithm, Key pkcs1, Key oaep, std::size_t modulusLength)
+      : algorithm(std::move(openAlgorithm)),
+        pkcs1Key(std::move(pkcs1)),
+        oaepKey(std::move(oaep)),
+        length(modulusLength) {}
 
   bool sign(const Bytes& hash, Bytes& signature) const override {
     BCRYPT_PKCS1_PADDING_INFO padding{hashOfLength(hash.size())};
@@ -55,7 +60,7 @@ class CngKey : public PrivateKey {
     Bytes made(length);
     ULONG written = 0;
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!succeeded(BCryptSignHash(key.get(), &padding, input(hash), lengthOf(hash), made.data(), lengthOf(made),
+    if (!succeeded(BCryptSignHash(pkcs1Key.get(), &padding, input(hash), lengthOf(hash), made.data(), lengthOf(made),
                                   &written, BCRYPT_PAD_PKCS1))) {
       return false;
     }
@@ -68,17 +73,17 @@ class CngKey : public PrivateKey {
     // An empty label must not be a null pointer for every implementation of CNG.
     UCHAR emptyLabel[1] = {};
     BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA256_ALGORITHM, emptyLabel, 0};
-    return decryptPadded(&oaep, BCRYPT_PAD_OAEP, cipher, plain) ||
-           decryptPadded(nullptr, BCRYPT_PAD_PKCS1, cipher, plain);
+    return decryptPadded(oaepKey.get(), &oaep, BCRYPT_PAD_OAEP, cipher, plain) ||
+           decryptPadded(pkcs1Key.get(), nullptr, BCRYPT_PAD_PKCS1, cipher, plain);
   }
 
  private:
-  bool decryptPadded(void* padding, ULONG flags, const Bytes& cipher, Bytes& plain) const {
+  bool decryptPadded(BCRYPT_KEY_HANDLE key, void* padding, ULONG flags, const Bytes& cipher, Bytes& plain) const {
     Bytes made(length);
     ULONG written = 0;
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!succeeded(BCryptDecrypt(key.get(), input(cipher), lengthOf(cipher), padding, nullptr, 0, made.data(),
-                                 lengthOf(made), &written, flags))) {
+    if (!succeeded(BCryptDecrypt(key, input(cipher), lengthOf(cipher), padding, nullptr, 0, made.data(), lengthOf(made),
+                                 &written, flags))) {
       return false;
     }
     made.resize(written);
@@ -87,7 +92,9 @@ class CngKey : public PrivateKey {
   }
 
   Algorithm algorithm;
-  Key key;
+  // A handle for each padding: in Wine, one that was used with OAEP keeps to it.
+  Key pkcs1Key;
+  Key oaepKey;
   std::size_t length;
   mutable std::mutex mutex;  // nothing is promised about one key handle in several threads
 };
@@ -98,15 +105,19 @@ void append(Bytes& blob, const Bytes& number, std::size_t length) {
   blob.insert(blob.end(), number.begin(), number.end());
 }
 
+Key importKey(const Algorithm& algorithm, Bytes& blob) {
+  BCRYPT_KEY_HANDLE key = nullptr;
+  const NTSTATUS status =
+      BCryptImportKeyPair(algorithm.get(), nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, &key, blob.data(), lengthOf(blob), 0);
+  return Key(succeeded(status) ? key : nullptr);
+}
+
 }  // namespace
 
 std::shared_ptr<const PrivateKey> makePrivateKey(const RsaNumbers& numbers) {
-  const BCRYPT_RSAKEY_BLOB header{BCRYPT_RSAFULLPRIVATE_MAGIC,
-                                  static_cast<ULONG>(numbers.modulus.size() * 8),
-                                  lengthOf(numbers.publicExponent),
-                                  lengthOf(numbers.modulus),
-                                  lengthOf(numbers.prime1),
-                                  lengthOf(numbers.prime2)};
+  const BCRYPT_RSAKEY_BLOB header{BCRYPT_RSAFULLPRIVATE_MAGIC,      static_cast<ULONG>(numbers.modulus.size() * 8),
+                                  lengthOf(numbers.publicExponent), lengthOf(numbers.modulus),
+                                  lengthOf(numbers.prime1),         lengthOf(numbers.prime2)};
   const UCHAR* const headerBytes = reinterpret_cast<const UCHAR*>(&header);
   Bytes blob(headerBytes, headerBytes + sizeof(header));
   append(blob, numbers.publicExponent, numbers.publicExponent.size());
@@ -121,12 +132,11 @@ std::shared_ptr<const PrivateKey> makePrivateKey(const RsaNumbers& numbers) {
   BCRYPT_ALG_HANDLE openedAlgorithm = nullptr;
   if (!succeeded(BCryptOpenAlgorithmProvider(&openedAlgorithm, BCRYPT_RSA_ALGORITHM, nullptr, 0))) return nullptr;
   Algorithm algorithm(openedAlgorithm);
-  BCRYPT_KEY_HANDLE importedKey = nullptr;
-  if (!succeeded(BCryptImportKeyPair(algorithm.get(), nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, &importedKey, blob.data(),
-                                     lengthOf(blob), 0))) {
-    return nullptr;
-  }
-  return std::make_shared<CngKey>(std::move(algorithm), Key(importedKey), numbers.modulus.size());
+  Key pkcs1Key = importKey(algorithm, blob);
+  Key oaepKey = importKey(algorithm, blob);
+  if (!pkcs1Key || !oaepKey) return nullptr;
+  return std::make_shared<CngKey>(std::move(algorithm), std::move(pkcs1Key), std::move(oaepKey),
+                                  numbers.modulus.size());
 }
 
 }  // namespace orvane::softtoken

@@ -74,9 +74,8 @@ class OpensslKey : public PrivateKey {
     const PkeyContext context(EVP_PKEY_CTX_new(key.get(), nullptr));
     if (!context || EVP_PKEY_decrypt_init(context.get()) != 1) return false;
     if (EVP_PKEY_CTX_set_rsa_padding(context.get(), padding) != 1) return false;
-    if (padding == RSA_PKCS1_OAEP_PADDING &&
-        (EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) != 1 ||
-         EVP_PKEY_CTX_set_rsa_mgf1_md(context.get(), EVP_sha256()) != 1)) {
+    if (padding == RSA_PKCS1_OAEP_PADDING && (EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) != 1 ||
+                                              EVP_PKEY_CTX_set_rsa_mgf1_md(context.get(), EVP_sha256()) != 1)) {
       return false;
     }
     Bytes made(static_cast<std::size_t>(EVP_PKEY_get_size(key.get())));
@@ -97,14 +96,10 @@ std::shared_ptr<const PrivateKey> makePrivateKey(const RsaNumbers& numbers) {
     const char* name;
     const Bytes& value;
   } parameters[] = {
-      {OSSL_PKEY_PARAM_RSA_N, numbers.modulus},
-      {OSSL_PKEY_PARAM_RSA_E, numbers.publicExponent},
-      {OSSL_PKEY_PARAM_RSA_D, numbers.privateExponent},
-      {OSSL_PKEY_PARAM_RSA_FACTOR1, numbers.prime1},
-      {OSSL_PKEY_PARAM_RSA_FACTOR2, numbers.prime2},
-      {OSSL_PKEY_PARAM_RSA_EXPONENT1, numbers.exponent1},
-      {OSSL_PKEY_PARAM_RSA_EXPONENT2, numbers.exponent2},
-      {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, numbers.coefficient},
+      {OSSL_PKEY_PARAM_RSA_N, numbers.modulus},           {OSSL_PKEY_PARAM_RSA_E, numbers.publicExponent},
+      {OSSL_PKEY_PARAM_RSA_D, numbers.privateExponent},   {OSSL_PKEY_PARAM_RSA_FACTOR1, numbers.prime1},
+      {OSSL_PKEY_PARAM_RSA_FACTOR2, numbers.prime2},      {OSSL_PKEY_PARAM_RSA_EXPONENT1, numbers.exponent1},
+      {OSSL_PKEY_PARAM_RSA_EXPONENT2, numbers.exponent2}, {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, numbers.coefficient},
   };
   const ParamBuilder builder(OSSL_PARAM_BLD_new());
   std::vector<Number> values;  // the builder keeps pointers to them

@@ -56,9 +56,8 @@ bool readRsaPrivateKey(const std::vector<std::uint8_t>& der, RsaNumbers& numbers
   std::vector<std::uint8_t> version;
   RsaNumbers read;
   if (!key.readInteger(version) || !version.empty()) return false;
-  for (std::vector<std::uint8_t>* number :
-       {&read.modulus, &read.publicExponent, &read.privateExponent, &read.prime1, &read.prime2, &read.exponent1,
-        &read.exponent2, &read.coefficient}) {
+  for (std::vector<std::uint8_t>* number : {&read.modulus, &read.publicExponent, &read.privateExponent, &read.prime1,
+                                            &read.prime2, &read.exponent1, &read.exponent2, &read.coefficient}) {
     if (!key.readInteger(*number) || number->empty()) return false;
   }
   if (!key.atEnd()) return false;

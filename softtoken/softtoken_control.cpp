@@ -96,8 +96,13 @@ int softtoken_set_tries_left(const char* serial, int userTriesLeft, int soTriesL
 int softtoken_queue(const char* functionName, const SofttokenReaction* reaction) {
   Function function{};
   if (reaction == nullptr || !findFunction(functionName, function)) return 0;
-  Reaction copy{reaction->kind, reaction->delayMs, reaction->result, reaction->attempts, reaction->length,
-                reaction->output != nullptr, {}};
+  Reaction copy{reaction->kind,
+                reaction->delayMs,
+                reaction->result,
+                reaction->attempts,
+                reaction->length,
+                reaction->output != nullptr,
+                {}};
   if (copy.hasOutput) copy.output.assign(reaction->output, reaction->output + reaction->outputLength);
   callScript().queue(function, std::move(copy));
   return 1;

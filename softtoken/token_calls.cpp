@@ -97,8 +97,8 @@ bool softtokenInit(int reserved, void* cardHandle, int mode, int* result) noexce
   bool completed = true;
   *result = kSofttokenOk;
   prepared(Function::kInit,
-           callText("orvane_init", {std::to_string(reserved), pointerText(cardHandle), std::to_string(mode)}), completed,
-           [&](const Reaction& reaction) { *result = static_cast<int>(reaction.result); });
+           callText("orvane_init", {std::to_string(reserved), pointerText(cardHandle), std::to_string(mode)}),
+           completed, [&](const Reaction& reaction) { *result = static_cast<int>(reaction.result); });
   return completed;
 }
 
@@ -227,10 +227,9 @@ bool softtokenSignHash(const char* serial, const unsigned char* credentialId, co
                        bool reserved0, void* libraryContext, bool reserved1, int* result) noexcept {
   bool completed = true;
   if (prepared(Function::kSignHash,
-               callText("orvane_signHash",
-                        {quotedText(serial), bytesText(credentialId, 16), quotedText(pin), bytesText(hash, hashLength),
-                         std::to_string(hashLength), boolText(reserved0), pointerText(libraryContext),
-                         boolText(reserved1)}),
+               callText("orvane_signHash", {quotedText(serial), bytesText(credentialId, 16), quotedText(pin),
+                                            bytesText(hash, hashLength), std::to_string(hashLength),
+                                            boolText(reserved0), pointerText(libraryContext), boolText(reserved1)}),
                completed, [&](const Reaction& reaction) {
                  *result = static_cast<int>(reaction.result);
                  if (signature != nullptr) std::copy(reaction.output.begin(), reaction.output.end(), signature);
@@ -255,9 +254,9 @@ bool softtokenDecrypt(const char* serial, const unsigned char* credentialId, con
                       bool reserved, void* libraryContext, int* result) noexcept {
   bool completed = true;
   if (prepared(Function::kDecrypt,
-               callText("orvane_decrypt",
-                        {quotedText(serial), bytesText(credentialId, 16), quotedText(pin), bytesText(input, inputLength),
-                         std::to_string(inputLength), boolText(reserved), pointerText(libraryContext)}),
+               callText("orvane_decrypt", {quotedText(serial), bytesText(credentialId, 16), quotedText(pin),
+                                           bytesText(input, inputLength), std::to_string(inputLength),
+                                           boolText(reserved), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) {
                  *result = static_cast<int>(reaction.result);
                  if (output != nullptr) *output = reaction.hasOutput ? mallocCopy(reaction.output) : nullptr;

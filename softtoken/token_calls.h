@@ -1,6 +1,6 @@
 // The thirteen calls as C functions with plain data: what maker_exports.cpp (compiled for the maker's binary interface)
-// and the rest of the software token (compiled like everything else) share. Each returns false when the exported function
-// is to throw. Nothing is thrown from here. Arguments are those of the exported functions.
+// and the rest of the software token (compiled like everything else) share. Each returns false when the exported
+// function is to throw. Nothing is thrown from here. Arguments are those of the exported functions.
 #pragma once
 
 #include <cstddef>

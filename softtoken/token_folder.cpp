@@ -123,9 +123,9 @@ bool readTokenFolder(const std::string& folder, Token& token, std::string& probl
     if (line.empty() || line.front() == '#') continue;
     const std::size_t equals = line.find('=');
     const std::string name = line.substr(0, equals);
-    const std::string value = equals == std::string::npos ? std::string() : line.substr(equals + 1);
-    if (!readSetting(folder, name, value, token, description)) {
-      problem = path + ": line " + std::to_string(number) + " (" + name + "): not understood, or its files cannot be used";
+    if (equals == std::string::npos || !readSetting(folder, name, line.substr(equals + 1), token, description)) {
+      problem =
+          path + ": line " + std::to_string(number) + " (" + name + "): not understood, or its files cannot be used";
       return false;
     }
   }

@@ -77,7 +77,8 @@ void TokenStore::refreshFolder() {
   for (const auto& [serial, token] : inFolder) serials.insert(serial);
   if (!folder.empty()) {
     std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
       serials.insert(entry->path().filename().string());
     }
   }

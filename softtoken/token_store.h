@@ -12,8 +12,8 @@
 
 namespace orvane::softtoken {
 
-// Every member function may be called by any thread; one mutex guards all tokens and is held only inside them, also while
-// the callable of withToken runs.
+// Every member function may be called by any thread; one mutex guards all tokens and is held only inside them, also
+// while the callable of withToken runs.
 class TokenStore {
  public:
   // The serials of the connected tokens, in ascending order.

@@ -1,7 +1,7 @@
-// The only file that calls the maker's library. It is compiled for the maker's C++ binary interface: by the maker's kind
-// of compiler with its own <string> and <vector>, by the cross compiler with the stand-ins in maker_abi/, and on other
-// systems, where there is no such library, like every other file. It must therefore use no more of the standard library
-// than the stand-ins offer, and pass nothing but plain data to the outside.
+// The only file that calls the maker's library. It is compiled for the maker's C++ binary interface: by the maker's
+// kind of compiler with its own <string> and <vector>, by the cross compiler with the stand-ins in maker_abi/, and on
+// other systems, where there is no such library, like every other file. It must therefore use no more of the standard
+// library than the stand-ins offer, and pass nothing but plain data to the outside.
 #include "tokenlib/maker_boundary.h"
 
 namespace {
@@ -97,8 +97,8 @@ bool orvaneBoundaryGetKeyPairList(const char* serial, void* libraryContext, Orva
   }
 }
 
-bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin, int* attemptsRemaining,
-                                      bool* result) noexcept {
+bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin,
+                                      int* attemptsRemaining, bool* result) noexcept {
   try {
     int attempts = *attemptsRemaining;
     *result = orvane_changeUserPassword(serial, oldPin, newPin, &attempts, false, false, nullptr);
@@ -127,8 +127,7 @@ bool orvaneBoundarySignHash(const char* serial, const unsigned char* credentialI
                             int* result) noexcept {
   try {
     int length = *signatureLength;
-    *result =
-        orvane_signHash(serial, credentialId, pin, hash, hashLength, signature, &length, false, nullptr, false);
+    *result = orvane_signHash(serial, credentialId, pin, hash, hashLength, signature, &length, false, nullptr, false);
     *signatureLength = length;
     return true;
   } catch (...) {

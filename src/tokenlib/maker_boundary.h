@@ -42,8 +42,8 @@ bool orvaneBoundaryGetTokenInfo(const char* serial, OrvaneTokenInfoReceiver rece
 bool orvaneBoundaryValidatePassword(const char* serial, const char* pin, int* attemptsRemaining, int* result) noexcept;
 bool orvaneBoundaryGetKeyPairList(const char* serial, void* libraryContext, OrvaneKeyPairReceiver receive,
                                   void* receiver) noexcept;
-bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin, int* attemptsRemaining,
-                                      bool* result) noexcept;
+bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin,
+                                      int* attemptsRemaining, bool* result) noexcept;
 bool orvaneBoundaryChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin,
                                     bool* result) noexcept;
 bool orvaneBoundarySignHash(const char* serial, const unsigned char* credentialId, const char* pin,

@@ -13,8 +13,8 @@ void require(bool completed, const char* function) {
   if (!completed) throw TokenLibraryError(std::string(function) + ": exception in the token library");
 }
 
-// What a receiver fills. An exception must not pass through the boundary's frames, so that a lack of memory is noted and
-// raised again after the call.
+// What a receiver fills. An exception must not pass through the boundary's frames, so that a lack of memory is noted
+// and raised again after the call.
 template <typename Value>
 struct Received {
   Value value{};
@@ -117,9 +117,9 @@ bool changeSOPassword(const std::string& serial, const char* oldSoPin, const cha
 int signHash(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* hash,
              int hashLength, unsigned char* signature, int& signatureLength) {
   int result = 0;
-  require(orvaneBoundarySignHash(serial.c_str(), credentialId, pin, hash, hashLength, signature, &signatureLength,
-                                 &result),
-          "orvane_signHash");
+  require(
+      orvaneBoundarySignHash(serial.c_str(), credentialId, pin, hash, hashLength, signature, &signatureLength, &result),
+      "orvane_signHash");
   return result;
 }
 

@@ -48,12 +48,12 @@ std::vector<OrvaneKeyPair> keyPairList(const std::string& serial, void* libraryC
 // Replaces the user PIN. true = changed. The library may change attemptsRemaining (in and out).
 bool changeUserPassword(const std::string& serial, const char* oldPin, const char* newPin, int& attemptsRemaining);
 
-// Replaces the security officer's PIN. true = changed. Copies of the PINs that the call needs are overwritten, except for
-// those that the library itself destroys.
+// Replaces the security officer's PIN. true = changed. Copies of the PINs that the call needs are overwritten, except
+// for those that the library itself destroys.
 bool changeSOPassword(const std::string& serial, const char* oldSoPin, const char* newSoPin);
 
-// Signs a hash of hashLength bytes. The buffer must hold as many bytes as the key's modulus; signatureLength (in and out)
-// receives the number written. 0 = success, 51 = refused by a FIPS 140-3 token, others are error codes.
+// Signs a hash of hashLength bytes. The buffer must hold as many bytes as the key's modulus; signatureLength (in and
+// out) receives the number written. 0 = success, 51 = refused by a FIPS 140-3 token, others are error codes.
 int signHash(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* hash,
              int hashLength, unsigned char* signature, int& signatureLength);
 
@@ -62,7 +62,8 @@ int signHash(const std::string& serial, const unsigned char* credentialId, const
 int decrypt(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* input,
             int inputLength, unsigned char*& output, int& outputLength);
 
-// The certificate of a key, or null when it has none. The record belongs to the library and is never freed by the caller.
+// The certificate of a key, or null when it has none. The record belongs to the library and is never freed by the
+// caller.
 const OrvaneCertificate* findCertificateForKey(const std::string& serial, const unsigned char* credentialId,
                                                void* libraryContext);
 

@@ -1,8 +1,8 @@
 // The maker's token library, OrvaneDSCLibrary.dll: the records and the thirteen functions that it exports.
 //
-// The functions have C++ linkage, the maker's decorated names and the maker's binary interface: 32-byte strings, 24-byte
-// vectors, class results through a hidden pointer, by-value strings destroyed by the callee, and exceptions. Only
-// maker_boundary.cpp calls them, because it is the only file compiled for that interface; everybody else uses the
+// The functions have C++ linkage, the maker's decorated names and the maker's binary interface: 32-byte strings,
+// 24-byte vectors, class results through a hidden pointer, by-value strings destroyed by the callee, and exceptions.
+// Only maker_boundary.cpp calls them, because it is the only file compiled for that interface; everybody else uses the
 // wrappers in token_client.h and takes nothing but the records from here.
 //
 // The library addresses a token by its serial, a zero-terminated text. The trailing void* of the functions is null.
@@ -21,12 +21,12 @@
 // One RSA key pair of a token, as the library lays it out. Integers are little-endian. Plain data, copied freely.
 struct OrvaneKeyPair {
   std::uint8_t unread0[4];
-  std::uint8_t credentialId[16];    // names the key in every later call
-  std::uint8_t modulus[1024];       // most significant byte first, modulusLength of them valid
-  std::uint32_t modulusLength;      // in bytes
+  std::uint8_t credentialId[16];  // names the key in every later call
+  std::uint8_t modulus[1024];     // most significant byte first, modulusLength of them valid
+  std::uint32_t modulusLength;    // in bytes
   std::uint8_t unreadAttributes[264];
-  std::int32_t keyUsage;            // 1 signature, 2 key exchange, 3 both
-  std::uint32_t algorithm;          // 1, 2, 3, 4 for RSA with 1024, 2048, 3072, 4096 bits
+  std::int32_t keyUsage;    // 1 signature, 2 key exchange, 3 both
+  std::uint32_t algorithm;  // 1, 2, 3, 4 for RSA with 1024, 2048, 3072, 4096 bits
   std::uint8_t unread1320[4];
 };
 
@@ -41,18 +41,19 @@ static_assert(offsetof(OrvaneKeyPair, algorithm) == 1316);
 // The certificate of one key. Records of this type belong to the library; callers neither change nor free them.
 struct OrvaneCertificate {
   std::uint8_t unread0[20];
-  std::uint8_t certData[3072];      // DER, certLength bytes of it valid
-  std::uint32_t certLength;         // in bytes; 0 for an empty certificate
+  std::uint8_t certData[3072];  // DER, certLength bytes of it valid
+  std::uint32_t certLength;     // in bytes; 0 for an empty certificate
 };
 
 static_assert(offsetof(OrvaneCertificate, certData) == 20);
 static_assert(offsetof(OrvaneCertificate, certLength) == 3092);
 static_assert(sizeof(OrvaneCertificate) == 3096);
 
-// What the library tells about one token. Its size depends on the string of the compiling runtime: the maker's is 32 bytes.
+// What the library tells about one token. Its size depends on the string of the compiling runtime: the maker's is 32
+// bytes.
 struct TokenInfo {
   std::string unreadTexts[5];
-  std::string firmwareVersion;      // dotted, for example "2.0.0"
+  std::string firmwareVersion;  // dotted, for example "2.0.0"
   std::string unreadText6;
   std::uint8_t unreadNumbers0[16];
   std::uint32_t passwordValidated;  // non-zero: the token holds the user PIN as validated
@@ -105,8 +106,8 @@ ORVANE_TOKENLIB_API int orvane_signHash(const char* serial, const unsigned char*
                                         const unsigned char* hash, int hashLength, unsigned char* signature,
                                         int* signatureLength, bool reserved0, void* libraryContext, bool reserved1);
 
-// Decrypts a big-endian cipher text with the key named by 16 bytes and removes the padding. 0 = success: *output is then
-// a block from malloc that the caller frees.
+// Decrypts a big-endian cipher text with the key named by 16 bytes and removes the padding. 0 = success: *output is
+// then a block from malloc that the caller frees.
 ORVANE_TOKENLIB_API int orvane_decrypt(const char* serial, const unsigned char* credentialId, const char* pin,
                                        const unsigned char* input, int inputLength, unsigned char** output,
                                        int* outputLength, bool reserved, void* libraryContext);
@@ -116,6 +117,7 @@ ORVANE_TOKENLIB_API const OrvaneCertificate* orvane_findCertificateForKey(const 
                                                                           const unsigned char* credentialId,
                                                                           void* libraryContext);
 
-// The library holds one current card handle for the process: set before a call that talks to the card, cleared after it.
+// The library holds one current card handle for the process: set before a call that talks to the card, cleared after
+// it.
 ORVANE_TOKENLIB_API void orvane_setExternalSmartcardHandle(void* cardHandle);
 ORVANE_TOKENLIB_API void orvane_clearExternalSmartcardHandle();

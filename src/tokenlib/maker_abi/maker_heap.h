@@ -1,5 +1,5 @@
-// How the maker's runtime gets and returns the memory of its strings and vectors: from the process's C heap, which is the
-// same one for both sides.
+// How the maker's runtime gets and returns the memory of its strings and vectors: from the process's C heap, which is
+// the same one for both sides.
 //
 // On x64 that runtime aligns blocks of 4096 bytes and more to 32 and stores the pointer that the heap gave in the word
 // below the block; on Arm64 it takes them from the heap as they are. Blocks are released by what is found: a word below
