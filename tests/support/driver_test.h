@@ -1,0 +1,126 @@
+// The fixture that tests drive the minidriver with: through its CARD_DATA table, against the software token.
+//
+// The same tests run in three ways: natively, with the product's objects linked in; and as a Windows program (Arm and
+// x64) against the loaded OrvaneMinidriver.dll, with the real registry and real log files.
+#ifndef ORVANE_TESTS_SUPPORT_DRIVER_TEST_H
+#define ORVANE_TESTS_SUPPORT_DRIVER_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/card_module.h"
+#include "softtoken/softtoken_control.h"
+
+namespace orvane::test {
+
+using Lines = std::vector<std::string>;
+using Bytes = std::vector<std::uint8_t>;
+
+// The value of "logLevel": a number, a text, other bytes, or absent.
+struct LogLevelValue {
+  enum class Type { kAbsent, kNumber, kText, kBinary } type = Type::kAbsent;
+  std::uint32_t number = 0;
+  Bytes bytes;  // of a text (with its NUL) or of a binary value
+};
+
+// A key record with readable bytes: credentialId = 16 times `id`, modulus = 01 02 03 ... FF 00 01 ..., the algorithm code
+// and the modulus length of `bits` (1024, 2048, 3072, 4096), and the usage.
+OrvaneKeyPair makeKey(std::uint8_t id, int usage, unsigned bits = 2048);
+// The 32 hexadecimal digits of such a key's credentialId.
+std::string guidOf(std::uint8_t id);
+// A certificate record whose bytes count up from `first`.
+OrvaneCertificate makeCertificate(std::uint8_t first, std::uint32_t length);
+
+// What the pretended resource manager answers to the minidriver (SCardStatusA, SCardTransmit) and what it was sent. Used
+// natively and, through hooks in the loaded DLL's import table, on Windows.
+struct ResourceManager {
+  LONG statusResult = SCARD_S_SUCCESS;
+  std::string readerName;
+  LONG transmitResult = SCARD_S_SUCCESS;
+  Bytes reply;
+};
+
+// DriverTest gives every test a freshly loaded minidriver (all process-wide state new), a reset software token, the log at
+// DEBUG in an empty, existing folder, and the monitor thread held inside its first library call (see openMonitor), so that
+// log and calls are exactly those of the test. Tear-down unloads the minidriver, frees what is left, and fails the test
+// if a log ever contained one of the PINs used (addPin), an unfreed buffer is left, or the caller's allocator was misused.
+class DriverTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // --- the minidriver ---
+  // A record as the base provider hands it over: version 7, the right ATR, a card name, the allocator callbacks, hScard 0,
+  // and recognisable values in every slot that is not the caller's to fill.
+  CARD_DATA newRecord();
+  // Calls CardAcquireContext, the export.
+  DWORD acquire(CARD_DATA& record, DWORD flags = 0);
+  // Acquires with success (asserted), then forgets the log lines and calls so far.
+  void acquireQuietly(CARD_DATA& record);
+  // Unloads and loads the minidriver (DLL: FreeLibrary and LoadLibrary), leaving the software token as it is.
+  void reloadDriver();
+  // Address of an export by name; on the host of the function itself. Null when there is none.
+  void* exportNamed(const char* name);
+
+  // --- the token ---
+  // Defines a token in memory with PIN "1234", SO PIN "12345678", 3 tries each, firmware "2.1.0", and these keys.
+  void defineToken(const char* serial, const std::vector<OrvaneKeyPair>& keys = {});
+  // Queues a plain result (and attempts / length / output) for the next call of the function.
+  void queueResult(const char* function, long long result, int attempts = kSofttokenKeep, int length = kSofttokenKeep,
+                   const Bytes& output = {});
+  // Queues an exception for the next call of the function.
+  void queueThrow(const char* function);
+
+  // --- what happened ---
+  // The log lines of all threads since the last call, oldest first, as "D text", "E text" ("?" for another tag); each line's
+  // prefix is checked for its form. UTF-8 as in the file.
+  Lines takeLog();
+  // The library calls made by the test's own thread since the last call, as softtoken_calls writes them.
+  Lines takeCalls();
+  // takeLog and takeCalls, thrown away.
+  void forget();
+  // The commands sent through SCardTransmit since the last call, as "handle=0x2A protocol=2 pci=8 recv=64 FFFF00D5000000".
+  Lines takeTransmissions();
+
+  // --- the caller's memory ---
+  // The next `count` requests succeed and all after them fail; no value: none fails.
+  void failAllocationsAfter(std::optional<unsigned> count);
+  // Number of requests to the caller's allocator since the last call, and their sizes.
+  std::vector<std::size_t> takeAllocations();
+  // The bytes of a buffer that the minidriver returned; frees it.
+  Bytes takeBuffer(void* buffer, std::size_t size);
+  // Frees a buffer.
+  void freeBuffer(void* buffer);
+
+  // --- the machine ---
+  ResourceManager resourceManager;  // read by the hooks at each call
+  void setLogLevel(const LogLevelValue& value);
+  void setDebugLog(bool on);  // number 3, or absent
+  // A fixed local time for the log; no value: the machine's clock.
+  void setLocalTime(const std::optional<SYSTEMTIME>& time);
+  // The folder that stands for the temporary folder (host path syntax of the running tier, without separator at the end).
+  std::string tempFolder() const;
+  void setTempFolder(const std::optional<std::string>& folder);
+  // Path of today's log file (or of the fixed date's) below tempFolder(), and of its folder.
+  std::string logFile() const;
+  std::string logFolder() const;
+
+  // --- the monitor ---
+  // The monitor thread is held in orvane_getConnectedDeviceList. pollMonitor lets one poll happen and returns when the
+  // monitor is held again in the next one; it takes at most about a second (the poll period).
+  void pollMonitor();
+  // Opens the gate for good: the monitor polls freely.
+  void openMonitor();
+
+  // Registers a PIN that the logs must never contain ("1234" style PINs of fewer than 6 characters are looked for only
+  // when `searchShort`).
+  void addPin(const std::string& pin);
+};
+
+}  // namespace orvane::test
+
+#endif  // ORVANE_TESTS_SUPPORT_DRIVER_TEST_H
