@@ -98,12 +98,16 @@ TEST(Documents, ResultAndErrorHaveTheirWholeForm) {
   EXPECT_EQ(resultDocument("read", {{"size", 6}}).dump(), R"({"command":"read","ok":true,"result":{"size":6}})");
   ToolError error("CardReadFile", 0x80101234);
   error.withAttempts(3);
-  EXPECT_EQ(errorDocument("read", error).dump(),
-            R"({"command":"read","ok":false,"exitCode":9,"error":{"message":"CardReadFile failed: 0x80101234",)"
-            R"("advice":null,"status":{"name":null,"code":2148536884,"label":"0x80101234"},"attemptsRemaining":3}})");
+  EXPECT_EQ(
+      errorDocument("read", error).dump(),
+      R"({"command":"read","ok":false,"exitCode":9,"error":{"message":"CardReadFile failed: 0x80101234",)"
+      R"("advice":null,"status":{"name":null,"code":2148536884,"label":"0x80101234"},"attemptsRemaining":3},"result":null})");
   EXPECT_EQ(errorDocument("", ToolError(ExitCode::kUsage, "what", "do")).dump(),
             R"({"command":"","ok":false,"exitCode":2,"error":{"message":"what","advice":"do","status":null,)"
-            R"("attemptsRemaining":null}})");
+            R"("attemptsRemaining":null},"result":null})");
+  EXPECT_EQ(errorDocument("sign", PartialFailure(ToolError(ExitCode::kRefused, "what"), {{"done", 1}})).dump(),
+            R"({"command":"sign","ok":false,"exitCode":9,"error":{"message":"what","advice":null,"status":null,)"
+            R"("attemptsRemaining":null},"result":{"done":1}})");
 }
 
 }  // namespace

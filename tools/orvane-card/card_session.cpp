@@ -177,6 +177,8 @@ void CardSession::changePin(PIN_ID pin, const Secret& current, const Secret& rep
                                                   &attempts);
   });
   if (status == SCARD_S_SUCCESS) return;
+  // A minidriver may take a failed change as a failed verification.
+  pinVerified_ = false;
   ToolError error("CardChangeAuthenticatorEx", status);
   if (attempts != CARD_DATA_VALUE_UNKNOWN) error.withAttempts(attempts);
   throw error;

@@ -89,26 +89,28 @@ Json runFiles(Environment& environment) {
 Json runProperties(Environment& environment) {
   CardSession& card = environment.card();
   const CardSession::Transaction transaction(card);
-  TextTable table({"Property", "For", ">Size", "Value", "Raw"});
+  std::vector<std::pair<std::string, std::string>> fields;
   Json list = Json::array();
   for (const PropertyQuery& query : cardPropertyQueries()) {
     const PropertyAnswer answer = card.cardProperty(std::wstring(query.name), query.flags);
     const std::string name = toUtf8(query.name);
-    Json entry = {{"name", name}, {"flags", query.flags}, {"status", statusJson(answer.status)}};
+    Json entry = {{"name", name},
+                  {"flags", query.flags},
+                  {"status", statusJson(answer.status)},
+                  {"value", nullptr},
+                  {"raw", nullptr}};
+    std::string text = statusLabel(answer.status);
     if (answer.status == ERROR_SUCCESS) {
-      const Json value = decodeProperty(query.form, answer.data);
-      entry["value"] = value;
+      entry["value"] = decodeProperty(query.form, answer.data);
       entry["raw"] = toHex(answer.data);
-      table.addRow({name, std::string(query.flagsMeaning), std::to_string(answer.data.size()), propertyText(value),
-                    toHex(answer.data)});
-    } else {
-      entry["value"] = nullptr;
-      entry["raw"] = nullptr;
-      table.addRow({name, std::string(query.flagsMeaning), "", statusLabel(answer.status)});
+      text = propertyText(entry["value"]) + "\n[" + std::to_string(answer.data.size()) +
+             " bytes: " + toHex(answer.data) + "]";
     }
+    const std::string purpose = query.flagsMeaning.empty() ? "" : " (" + std::string(query.flagsMeaning) + ")";
+    fields.emplace_back(name + purpose, std::move(text));
     list.push_back(std::move(entry));
   }
-  environment.output().text(table.text());
+  environment.output().text(fieldList(fields));
   return {{"properties", std::move(list)}};
 }
 
@@ -139,10 +141,14 @@ Json runContainers(Environment& environment) {
                     {"pinIdentifier", pinText}});
   }
   environment.output().text(list.empty() ? "The card has no key containers.\n" : table.text());
-  if (different)
-    throw ToolError(ExitCode::kCheckFailed, "a container's public key is not the one in its certificate",
-                    "Such a key cannot be used with that certificate. The certificate on the token must be replaced.");
-  return {{"containers", std::move(list)}};
+  Json result = {{"containers", std::move(list)}};
+  if (different) {
+    const ToolError error(
+        ExitCode::kCheckFailed, "a container's public key is not the one in its certificate",
+        "Such a key cannot be used with that certificate. The certificate on the token must be replaced.");
+    throw PartialFailure(error, std::move(result));
+  }
+  return result;
 }
 
 }  // namespace orvane::tool

@@ -60,15 +60,34 @@ std::string ownerOf(const Container& container) {
   }
 }
 
+std::string titleOf(const Container& container) {
+  return "Container " + std::to_string(container.record.index) + " (" + ownerOf(container) + ")";
+}
+
 std::string resultLine(const Container& container, const Json& result) {
-  std::string line = "Container " + std::to_string(container.record.index) + " (" + ownerOf(container) +
-                     "): signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
+  std::string line =
+      titleOf(container) + ": signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
   if (!result["signatureFile"].is_null()) line += " -> " + result["signatureFile"].get<std::string>();
   if (!result["certificateFile"].is_null()) line += ", certificate -> " + result["certificateFile"].get<std::string>();
   if (!result["verified"].is_null()) line += result["verified"].get<bool>() ? ", verified" : ", DOES NOT VERIFY";
   line += "\n";
   if (result["signatureFile"].is_null()) line += "  " + result["signature"].get<std::string>() + "\n";
   return line;
+}
+
+Json signWith(Environment& environment, const Container& container, const HashAlgorithm& algorithm, const Bytes& hash,
+              const SignOptions& options) {
+  const Bytes signature = environment.card().sign(container.record.index, AT_SIGNATURE, algorithm, hash);
+  Json result = {{"container", container.record.index},
+                 {"size", signature.size()},
+                 {"signature", toHex(signature)},
+                 {"verified", nullptr}};
+  if (options.check) result["verified"] = verifySignature(container.certificate, algorithm, hash, signature);
+  writeResults(options, container, signature, result);
+  environment.output().text(resultLine(container, result));
+  if (result["verified"] == false)
+    throw ToolError(ExitCode::kCheckFailed, "the signature does not verify with the container's certificate");
+  return result;
 }
 
 }  // namespace
@@ -83,25 +102,20 @@ Json runSign(Environment& environment, const SignOptions& options) {
   const CardSession::Transaction transaction(card);
   ensurePin(environment, options.pin);
   Json signatures = Json::array();
-  bool allVerified = true;
+  std::optional<ToolError> firstFailure;
   for (const Container& container : containers) {
-    const Bytes signature = card.sign(container.record.index, AT_SIGNATURE, algorithm, hash);
-    Json result = {{"container", container.record.index},
-                   {"size", signature.size()},
-                   {"signature", toHex(signature)},
-                   {"verified", nullptr}};
-    if (options.check) {
-      const bool verified = verifySignature(container.certificate, algorithm, hash, signature);
-      allVerified = allVerified && verified;
-      result["verified"] = verified;
+    try {
+      signatures.push_back(signWith(environment, container, algorithm, hash, options));
+    } catch (const ToolError& error) {
+      // One key that cannot sign says nothing about the others.
+      if (!firstFailure) firstFailure = error;
+      signatures.push_back({{"container", container.record.index}, {"error", errorJson(error)}});
+      if (options.all) environment.output().text(titleOf(container) + ": " + error.what() + "\n");
     }
-    writeResults(options, container, signature, result);
-    environment.output().text(resultLine(container, result));
-    signatures.push_back(std::move(result));
   }
-  if (!allVerified)
-    throw ToolError(ExitCode::kCheckFailed, "a signature does not verify with its container's certificate");
-  return {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
+  Json result = {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
+  if (firstFailure) throw PartialFailure(*firstFailure, std::move(result));
+  return result;
 }
 
 Json runDecrypt(Environment& environment, const DecryptOptions& options) {

@@ -1,7 +1,5 @@
 #include "core/json.h"
 
-#include <utility>
-
 #include "core/status_names.h"
 
 namespace orvane::tool {
@@ -11,19 +9,24 @@ Json statusJson(std::uint32_t status) {
   return {{"name", name.empty() ? Json(nullptr) : Json(name)}, {"code", status}, {"label", statusLabel(status)}};
 }
 
+Json errorJson(const ToolError& error) {
+  return {{"message", error.what()},
+          {"advice", error.advice().empty() ? Json(nullptr) : Json(error.advice())},
+          {"status", error.status() ? statusJson(*error.status()) : Json(nullptr)},
+          {"attemptsRemaining", error.attempts() ? Json(*error.attempts()) : Json(nullptr)}};
+}
+
 Json resultDocument(const std::string& command, Json result) {
   return {{"command", command}, {"ok", true}, {"result", std::move(result)}};
 }
 
 Json errorDocument(const std::string& command, const ToolError& error) {
-  Json details = {{"message", error.what()}};
-  details["advice"] = error.advice().empty() ? Json(nullptr) : Json(error.advice());
-  details["status"] = error.status() ? statusJson(*error.status()) : Json(nullptr);
-  details["attemptsRemaining"] = error.attempts() ? Json(*error.attempts()) : Json(nullptr);
+  const auto* partial = dynamic_cast<const PartialFailure*>(&error);
   return {{"command", command},
           {"ok", false},
           {"exitCode", static_cast<int>(error.exitCode())},
-          {"error", std::move(details)}};
+          {"error", errorJson(error)},
+          {"result", partial ? partial->result() : Json(nullptr)}};
 }
 
 }  // namespace orvane::tool

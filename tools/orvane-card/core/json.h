@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "core/tool_error.h"
 
@@ -16,10 +17,23 @@ using Json = nlohmann::ordered_json;
 // statusJson gives {"name", "code", "label"}: name is null for an unknown code.
 Json statusJson(std::uint32_t status);
 
+// PartialFailure is a failure of a command that nevertheless has a result worth keeping.
+class PartialFailure : public ToolError {
+ public:
+  PartialFailure(const ToolError& error, Json result) : ToolError(error), result_(std::move(result)) {}
+
+  const Json& result() const { return result_; }
+
+ private:
+  Json result_;
+};
+
+// errorJson gives {"message", "advice", "status", "attemptsRemaining"}: the last three are null when there are none.
+Json errorJson(const ToolError& error);
+
 // resultDocument and errorDocument are the whole output of a command with --json:
 //   {"command", "ok": true, "result"} or
-//   {"command", "ok": false, "exitCode", "error": {"message", "advice", "status", "attemptsRemaining"}},
-// where advice, status and attemptsRemaining are null when there are none.
+//   {"command", "ok": false, "exitCode", "error", "result"}, where the result is null unless it is a PartialFailure.
 Json resultDocument(const std::string& command, Json result);
 Json errorDocument(const std::string& command, const ToolError& error);
 

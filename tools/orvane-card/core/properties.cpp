@@ -134,9 +134,10 @@ bool wellFormed(Form form, ByteView data) {
 void appendText(std::string& line, const Json& value) {
   if (value.is_object() && value.size() == 2 && value.contains("value") && value.contains("means")) {
     line += value["value"].dump();
-    if (!value["means"].is_null()) line += " (";
-    if (!value["means"].is_null()) appendText(line, value["means"]);
-    if (!value["means"].is_null()) line += ")";
+    if (value["means"].is_null()) return;
+    line += " (";
+    appendText(line, value["means"]);
+    line += ")";
     return;
   }
   if (value.is_string()) {

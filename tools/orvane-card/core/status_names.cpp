@@ -95,7 +95,9 @@ constexpr Advice kAdvice[] = {
     {"CardRSADecrypt", 0x80100004,
      "The token refused to decrypt. Verify the PIN in the same run, and check that the file was encrypted for this "
      "container's certificate with the padding asked for."},
-    {"CardRSADecrypt", 0x80100022, "OAEP needs token firmware 2.0.0 or newer. Use PKCS #1 v1.5 padding instead."},
+    {"CardRSADecrypt", 0x80100022,
+     "OAEP needs token firmware 2.0.0 or newer, and the minidriver learns the firmware only when it looks at the token "
+     "again, as after a PIN change in the same run. PKCS #1 v1.5 padding always works."},
     {"CardRSADecrypt", 0x80100030,
      "The container does not exist or its key is not meant for this. \"orvane-card list\" shows what each key is for."},
     {"LoadLibrary", 126,
