@@ -28,15 +28,73 @@ asRoot() {
   fi
 }
 
+# stoppable COMMAND ARGS...: runs a command or function so that an interrupt of the script, by the keyboard or by a signal
+# to the script alone, ends it at once with everything that it started. Returns its status.
+JOB=
+stoppable() {
+  local status=0
+  # Job control gives the command a process group of its own, by which all of it can be reached.
+  set -m
+  { catchSignals; "$@"; } <&0 &
+  JOB=$!
+  set +m
+  wait "$JOB" || status=$?
+  JOB=
+  return "$status"
+}
+
+# stopJob STATUS: what an interrupt does; ends the script with STATUS.
+stopJob() {
+  local job=$JOB
+  JOB=
+  trap '' INT TERM HUP
+  if [ -n "$job" ]; then
+    asRoot kill -TERM -- "-$job" 2>/dev/null
+    wait "$job" 2>/dev/null
+  fi
+  exit "$1"
+}
+# catchSignals: what the script itself and every part of it that goes on in the background begins with.
+catchSignals() {
+  JOB=
+  trap 'stopJob 130' INT
+  trap 'stopJob 143' TERM
+  trap 'stopJob 129' HUP
+}
+catchSignals
+
+# together COMMAND -- ARGS...: runs the command in the background and the rest in the foreground; fails if either does.
+together() {
+  local background status=0
+  { catchSignals; "$1"; } &
+  background=$!
+  shift 2
+  "$@" || status=$?
+  wait "$background" || status=$?
+  return "$status"
+}
+
 # whileSaying TEXT LOGFILE COMMAND ARGS...: runs a long command with its output in LOGFILE and says every 20 seconds
 # that it is still at work. On failure the end of the log is shown. Returns the command's status.
 whileSaying() {
-  local text=$1 log=$2 status=0 begun=$SECONDS
+  local text=$1 log=$2 status=0
   shift 2
   mkdir -p "$(dirname "$log")"
   say "$text"
+  stoppable withTicker "$log" "$@" || status=$?
+  if [ "$status" -ne 0 ]; then
+    say "failed with status $status: $text (log: $log)"
+    tail -n 25 "$log" >&2
+  fi
+  return "$status"
+}
+
+withTicker() {
+  local log=$1 status=0 begun=$SECONDS
+  shift
   (
-    while sleep 20; do
+    # Its sleep must hold nobody's pipe open when the ticker is ended.
+    while sleep 20 >/dev/null 2>&1; do
       say "  ... still at it ($((SECONDS - begun)) s): $(tail -n 1 "$log" 2>/dev/null | tr -d '\r' | cut -c -100)"
     done
   ) &
@@ -44,10 +102,6 @@ whileSaying() {
   "$@" >"$log" 2>&1 </dev/null || status=$?
   kill "$ticker" 2>/dev/null
   wait "$ticker" 2>/dev/null
-  if [ "$status" -ne 0 ]; then
-    say "failed with status $status: $text (log: $log)"
-    tail -n 25 "$log" >&2
-  fi
   return "$status"
 }
 
