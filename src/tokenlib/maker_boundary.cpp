@@ -21,16 +21,19 @@ OrvaneBoundaryTokenInfo view(const TokenInfo& info) {
   return plain;
 }
 
-// Not inlined: the string arguments then live below the caller's frame, where overwriteStack can reach what is left of
-// them. (The callee destroys them, so that nobody here can name them after the call.)
-[[gnu::noinline]] bool callChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin) {
+bool callChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin) {
   return orvane_changeSOPassword(serial, oldSoPin, newSoPin, nullptr);
 }
 
-[[gnu::noinline]] void overwriteStack() noexcept {
+void overwriteStack() noexcept {
   volatile unsigned char unused[1024];
   for (std::size_t i = 0; i < sizeof(unused); ++i) unused[i] = 0;
 }
+
+// Volatile, so that neither is inlined: the string arguments then live below the caller's frame, where the second one
+// reaches what is left of them. (The callee destroys them, so that nobody here can name them after the call.)
+bool (*const volatile changeSoPasswordBelow)(const char*, const char*, const char*) = callChangeSoPassword;
+void (*const volatile overwriteStackBelow)() noexcept = overwriteStack;
 
 }  // namespace
 
@@ -113,12 +116,12 @@ bool orvaneBoundaryChangeSoPassword(const char* serial, const char* oldSoPin, co
                                     bool* result) noexcept {
   bool completed = false;
   try {
-    *result = callChangeSoPassword(serial, oldSoPin, newSoPin);
+    *result = changeSoPasswordBelow(serial, oldSoPin, newSoPin);
     completed = true;
   } catch (...) {
     completed = false;
   }
-  overwriteStack();
+  overwriteStackBelow();
   return completed;
 }
 

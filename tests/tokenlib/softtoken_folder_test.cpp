@@ -33,6 +33,14 @@ fs::path programFolder() {
 #endif
 }
 
+void setVariable(const char* name, const std::string& value) {
+#if defined(_WIN32)
+  _putenv_s(name, value.c_str());
+#else
+  setenv(name, value.c_str(), 1);
+#endif
+}
+
 Bytes modulusOf(const OrvaneKeyPair& keyPair) {
   return Bytes(keyPair.modulus, keyPair.modulus + keyPair.modulusLength);
 }
@@ -165,6 +173,14 @@ TEST_F(SofttokenFolderTest, TokensAppearVanishAndStartAnew) {
   EXPECT_EQ(tokenlib::validatePassword("NEW1", "9999", attempts), kSofttokenWrongPin);
   EXPECT_EQ(attempts, 4) << "PIN counters live as long as the token is there";
   EXPECT_EQ(tokenlib::initDevice("../test-tokens/REAL1", false), kSofttokenNoToken);
+}
+
+TEST_F(SofttokenFolderTest, FindsTheFolderInTheEnvironment) {
+  softtoken_reset();
+  setVariable("ORVANE_SOFTTOKEN_DIR", tokens.string());
+  EXPECT_EQ(tokenlib::connectedDeviceList(), (std::vector<std::string>{"FIPS1", "REAL1"}));
+  setVariable("ORVANE_SOFTTOKEN_DIR", "");
+  EXPECT_TRUE(tokenlib::connectedDeviceList().empty());
 }
 
 TEST_F(SofttokenFolderTest, BrokenTokensAreNotThere) {
