@@ -1,6 +1,5 @@
 // The commands about PINs: pin verify, pin change, pin forget.
 #include "commands.h"
-#include "core/status_names.h"
 #include "core/tool_error.h"
 #include "input.h"
 
@@ -13,27 +12,16 @@ std::string nameOf(const PinCommandOptions& options) {
   return options.administrator ? "Administrator PIN" : "User PIN";
 }
 
-// Says how many attempts are left, if the failed call told.
-[[noreturn]] void failWithAttempts(Environment& environment, const ToolError& error) {
-  if (error.attempts()) environment.output().text("Attempts left: " + std::to_string(*error.attempts()) + "\n");
-  throw error;
-}
-
 }  // namespace
 
 Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();
   Secret pin;
   Input::readSecret(pin, nameOf(options) + ": ");
-  try {
-    const std::uint32_t attempts = card.verifyPin(roleOf(options), pin);
-    environment.output().text(nameOf(options) + " verified. Attempts left: " + std::to_string(attempts) + "\n");
-    return {{"role", options.administrator ? "administrator" : "user"},
-            {"verified", true},
-            {"attemptsRemaining", attempts}};
-  } catch (const ToolError& error) {
-    failWithAttempts(environment, error);
-  }
+  const std::uint32_t attempts = card.verifyPin(roleOf(options), pin);
+  environment.output().text(nameOf(options) + " verified. Attempts left: " + std::to_string(attempts) + "\n");
+  return {
+      {"role", options.administrator ? "administrator" : "user"}, {"verified", true}, {"attemptsRemaining", attempts}};
 }
 
 Json runPinChange(Environment& environment, const PinCommandOptions& options) {
@@ -48,11 +36,7 @@ Json runPinChange(Environment& environment, const PinCommandOptions& options) {
     Input::readSecret(repeated, "New " + nameOf(options) + " again: ");
     if (!(repeated == replacement)) throw ToolError(ExitCode::kUsage, "the two new PINs differ; nothing was changed");
   }
-  try {
-    card.changePin(roleOf(options), current, replacement);
-  } catch (const ToolError& error) {
-    failWithAttempts(environment, error);
-  }
+  card.changePin(roleOf(options), current, replacement);
   environment.output().text(nameOf(options) + " changed.\n");
   return {{"role", options.administrator ? "administrator" : "user"}, {"changed", true}};
 }

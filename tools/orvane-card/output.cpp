@@ -58,6 +58,7 @@ void Output::message(std::string_view utf8) const { writeText(STD_ERROR_HANDLE, 
 
 void Output::failure(const std::string& command, const ToolError& error) const {
   message("orvane-card: " + std::string(error.what()));
+  if (error.attempts()) message("  Attempts left: " + std::to_string(*error.attempts()));
   if (!error.advice().empty()) message("  " + error.advice());
   document(errorDocument(command, error));
 }

@@ -76,7 +76,9 @@ Reader SmartCardService::readerWithCard(const std::optional<std::string>& name) 
   const auto fits = [&name](const Reader& reader) { return name ? reader.name == *name : reader.cardPresent; };
   const auto found = std::find_if(all.begin(), all.end(), fits);
   if (found == all.end()) {
-    if (name) throw ToolError("SCardConnect", static_cast<std::uint32_t>(SCARD_E_UNKNOWN_READER));
+    if (name)
+      throw ToolError(ExitCode::kNoCard, "there is no reader \"" + *name + "\"",
+                      "\"orvane-card info\" lists the readers; write the name exactly as shown there.");
     throw ToolError(ExitCode::kNoCard, "no reader holds a card", "Plug the token in and try again.");
   }
   if (!found->cardPresent)
