@@ -5,7 +5,7 @@
 namespace orvane::tool {
 namespace {
 
-TEST(AtrMatches, ComparesUnderTheMask) {
+TEST(ToolAtrMatches, ComparesUnderTheMask) {
   const Bytes atr = {0x3B, 0x8E, 0x4C};
   struct Case {
     const char* what;
@@ -26,7 +26,7 @@ TEST(AtrMatches, ComparesUnderTheMask) {
   for (const Case& row : cases) EXPECT_EQ(atrMatches(atr, row.type), row.matches) << row.what;
 }
 
-TEST(AtrMatches, NoCardMatchesNothing) { EXPECT_FALSE(atrMatches({}, {"", {}, {}, ""})); }
+TEST(ToolAtrMatches, NoCardMatchesNothing) { EXPECT_FALSE(atrMatches({}, {"", {}, {}, ""})); }
 
 }  // namespace
 }  // namespace orvane::tool

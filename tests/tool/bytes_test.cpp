@@ -9,14 +9,14 @@
 namespace orvane::tool {
 namespace {
 
-TEST(Bytes, ToHexWritesUpperCaseDigitsWithTheSeparatorBetween) {
+TEST(ToolBytes, ToHexWritesUpperCaseDigitsWithTheSeparatorBetween) {
   const Bytes data = {0x00, 0x3B, 0xAF};
   EXPECT_EQ(toHex(data), "003BAF");
   EXPECT_EQ(toHex(data, " "), "00 3B AF");
   EXPECT_EQ(toHex({}, " "), "");
 }
 
-TEST(Bytes, FromHexReadsPairsInEitherCaseWithSeparators) {
+TEST(ToolBytes, FromHexReadsPairsInEitherCaseWithSeparators) {
   struct Case {
     const char* text;
     Bytes bytes;
@@ -27,7 +27,7 @@ TEST(Bytes, FromHexReadsPairsInEitherCaseWithSeparators) {
   for (const Case& row : cases) EXPECT_EQ(fromHex(row.text), row.bytes) << row.text;
 }
 
-TEST(Bytes, FromHexRefusesAnythingElseAsAWrongCommandLine) {
+TEST(ToolBytes, FromHexRefusesAnythingElseAsAWrongCommandLine) {
   for (const char* text : {"0", "0G", "0 0", "0x00", "00 0", "--0-"}) {
     try {
       fromHex(text);
@@ -38,7 +38,7 @@ TEST(Bytes, FromHexRefusesAnythingElseAsAWrongCommandLine) {
   }
 }
 
-TEST(Bytes, HexDumpShowsOffsetDigitsAndCharacters) {
+TEST(ToolBytes, HexDumpShowsOffsetDigitsAndCharacters) {
   Bytes data(18);
   std::iota(data.begin(), data.end(), std::uint8_t{0x3C});
   EXPECT_EQ(hexDump(data),
@@ -47,12 +47,12 @@ TEST(Bytes, HexDumpShowsOffsetDigitsAndCharacters) {
   EXPECT_EQ(hexDump({}), "");
 }
 
-TEST(Bytes, PrintableAsciiReplacesTheRest) {
+TEST(ToolBytes, PrintableAsciiReplacesTheRest) {
   const Bytes data = {0x1F, 0x20, 0x41, 0x7E, 0x7F, 0xFF};
   EXPECT_EQ(printableAscii(data), ". A~..");
 }
 
-TEST(Bytes, LittleEndianReadersStopAtTheEnd) {
+TEST(ToolBytes, LittleEndianReadersStopAtTheEnd) {
   const Bytes data = {0x78, 0x56, 0x34, 0x92};
   EXPECT_EQ(readLittleEndian16(data, 0), 0x5678);
   EXPECT_EQ(readLittleEndian16(data, 2), 0x9234);
@@ -62,7 +62,7 @@ TEST(Bytes, LittleEndianReadersStopAtTheEnd) {
   EXPECT_THROW(readLittleEndian32(data, static_cast<std::size_t>(-1)), std::out_of_range);
 }
 
-TEST(Bytes, ReversedTurnsTheOrderRound) {
+TEST(ToolBytes, ReversedTurnsTheOrderRound) {
   EXPECT_EQ(reversed(Bytes{1, 2, 3}), (Bytes{3, 2, 1}));
   EXPECT_EQ(reversed(Bytes{}), Bytes{});
 }

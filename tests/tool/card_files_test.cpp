@@ -19,7 +19,7 @@ Bytes mapRecord(std::string_view guid, std::uint8_t flags, std::uint16_t signatu
   return record;
 }
 
-TEST(CardPath, TakesTheUsualPlaceWithoutADirectory) {
+TEST(ToolCardPath, TakesTheUsualPlaceWithoutADirectory) {
   struct Case {
     const char* text;
     CardPath path;
@@ -34,19 +34,19 @@ TEST(CardPath, TakesTheUsualPlaceWithoutADirectory) {
   EXPECT_THROW(parseCardPath("mscp/"), ToolError);
 }
 
-TEST(CardPath, CertificateFilesHaveTwoDigits) {
+TEST(ToolCardPath, CertificateFilesHaveTwoDigits) {
   EXPECT_EQ(certificateFile(0, true), (CardPath{"mscp", "ksc00"}));
   EXPECT_EQ(certificateFile(7, false), (CardPath{"mscp", "kxc07"}));
   EXPECT_EQ(certificateFile(12, false), (CardPath{"mscp", "kxc12"}));
 }
 
-TEST(Freshness, IsSixBytesLittleEndian) {
+TEST(ToolFreshness, IsSixBytesLittleEndian) {
   EXPECT_EQ(decodeFreshness(Bytes{1, 2, 0x34, 0x12, 0xFF, 0xFF}), (Freshness{1, 2, 0x1234, 0xFFFF}));
   EXPECT_THROW(decodeFreshness(Bytes(5)), ToolError);
   EXPECT_THROW(decodeFreshness(Bytes(7)), ToolError);
 }
 
-TEST(ContainerMap, EveryRecordKeepsItsIndexUsedOrNot) {
+TEST(ToolContainerMap, EveryRecordKeepsItsIndexUsedOrNot) {
   Bytes map = mapRecord("", 0, 0, 0);
   for (const Bytes& record : {mapRecord("0123456789ABCDEF", 3, 2048, 0), mapRecord("A", 1, 4096, 4096)})
     map.insert(map.end(), record.begin(), record.end());
@@ -59,30 +59,30 @@ TEST(ContainerMap, EveryRecordKeepsItsIndexUsedOrNot) {
   EXPECT_TRUE(records[2].valid() && !records[2].isDefault());
 }
 
-TEST(ContainerMap, NameWithoutTerminatorEndsWithItsField) {
+TEST(ToolContainerMap, NameWithoutTerminatorEndsWithItsField) {
   const std::string guid(40, 'G');
   EXPECT_EQ(decodeContainerMap(mapRecord(guid, 1, 0, 0))[0].guid, guid);
 }
 
-TEST(ContainerMap, EmptyFileHasNoContainersAndAPartialRecordIsDamage) {
+TEST(ToolContainerMap, EmptyFileHasNoContainersAndAPartialRecordIsDamage) {
   EXPECT_TRUE(decodeContainerMap({}).empty());
   EXPECT_THROW(decodeContainerMap(Bytes(85)), ToolError);
   EXPECT_THROW(decodeContainerMap(Bytes(87)), ToolError);
 }
 
-TEST(KeyUse, FollowsTheKeySizes) {
+TEST(ToolKeyUse, FollowsTheKeySizes) {
   EXPECT_EQ(keyUse({0, "", 1, 2048, 0}), "sign");
   EXPECT_EQ(keyUse({0, "", 1, 0, 2048}), "exchange");
   EXPECT_EQ(keyUse({0, "", 1, 2048, 2048}), "sign+exchange");
   EXPECT_EQ(keyUse({0, "", 0, 0, 0}), "-");
 }
 
-TEST(PublicKey, IsReadFromItsBlobAndTurnedRound) {
+TEST(ToolPublicKey, IsReadFromItsBlobAndTurnedRound) {
   const Bytes blob = {6, 2, 0, 0, 0x00, 0xA4, 0, 0, 'R', 'S', 'A', '1', 16, 0, 0, 0, 1, 0, 1, 0, 0x01, 0xC5};
   EXPECT_EQ(decodePublicKey(blob), (PublicKey{0xA400, 16, 65537, {0xC5, 0x01}}));
 }
 
-TEST(PublicKey, AnythingElseIsDamage) {
+TEST(ToolPublicKey, AnythingElseIsDamage) {
   const Bytes good = {6, 2, 0, 0, 0x00, 0xA4, 0, 0, 'R', 'S', 'A', '1', 0, 0, 0, 0, 1, 0, 1, 0};
   EXPECT_EQ(decodePublicKey(good), (PublicKey{0xA400, 0, 65537, {}}));
   Bytes wrongType = good;
@@ -93,7 +93,7 @@ TEST(PublicKey, AnythingElseIsDamage) {
     EXPECT_THROW(decodePublicKey(blob), ToolError);
 }
 
-TEST(NameList, EndsAtTheEmptyName) {
+TEST(ToolNameList, EndsAtTheEmptyName) {
   const std::string list("cardcf\0cmapfile\0\0more\0", 22);
   const Bytes data(list.begin(), list.end());
   EXPECT_EQ(decodeNameList(data), (std::vector<std::string>{"cardcf", "cmapfile"}));
@@ -101,7 +101,7 @@ TEST(NameList, EndsAtTheEmptyName) {
   EXPECT_TRUE(decodeNameList({}).empty());
 }
 
-TEST(AccessCondition, HasItsPublishedName) {
+TEST(ToolAccessCondition, HasItsPublishedName) {
   EXPECT_EQ(accessConditionName(0), "InvalidAc");
   EXPECT_EQ(accessConditionName(1), "EveryoneReadUserWriteAc");
   EXPECT_EQ(accessConditionName(3), "EveryoneReadAdminWriteAc");
@@ -109,7 +109,7 @@ TEST(AccessCondition, HasItsPublishedName) {
   EXPECT_EQ(accessConditionName(7), "7");
 }
 
-TEST(IsoTime, CountsFrom1601) {
+TEST(ToolIsoTime, CountsFrom1601) {
   struct Case {
     std::uint64_t fileTime;
     const char* text;

@@ -9,7 +9,7 @@
 namespace orvane::tool {
 namespace {
 
-TEST(HashAlgorithms, AreFoundByNameInAnySpelling) {
+TEST(ToolHashAlgorithms, AreFoundByNameInAnySpelling) {
   struct Case {
     const char* name;
     const char* found;
@@ -26,7 +26,7 @@ TEST(HashAlgorithms, AreFoundByNameInAnySpelling) {
   }
 }
 
-TEST(HashAlgorithms, OthersAreAWrongCommandLine) {
+TEST(ToolHashAlgorithms, OthersAreAWrongCommandLine) {
   for (const char* name : {"", "md5", "sha", "sha256x", "sha 256"}) {
     try {
       findHashAlgorithm(name);
@@ -37,7 +37,7 @@ TEST(HashAlgorithms, OthersAreAWrongCommandLine) {
   }
 }
 
-TEST(HashAlgorithms, TheDefaultIsSha256) { EXPECT_EQ(hashAlgorithms().front().name, "sha256"); }
+TEST(ToolHashAlgorithms, TheDefaultIsSha256) { EXPECT_EQ(hashAlgorithms().front().name, "sha256"); }
 
 }  // namespace
 }  // namespace orvane::tool

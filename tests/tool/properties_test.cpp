@@ -21,7 +21,7 @@ struct Case {
   const char* text;
 };
 
-TEST(Properties, AreDecodedByTheirForm) {
+TEST(ToolProperties, AreDecodedByTheirForm) {
   const Case cases[] = {
       {"bytes", Form::kBytes, {0x41, 0x42}, R"("4142")", "4142"},
       {"true", Form::kBoolean, words({1}), "true", "true"},
@@ -66,7 +66,7 @@ TEST(Properties, AreDecodedByTheirForm) {
   }
 }
 
-TEST(Properties, DataOfTheWrongSizeIsShownAsItIs) {
+TEST(ToolProperties, DataOfTheWrongSizeIsShownAsItIs) {
   struct Malformed {
     Form form;
     std::size_t size;
@@ -80,7 +80,7 @@ TEST(Properties, DataOfTheWrongSizeIsShownAsItIs) {
   }
 }
 
-TEST(Properties, EveryQueryWithFlagsSaysWhatTheyMean) {
+TEST(ToolProperties, EveryQueryWithFlagsSaysWhatTheyMean) {
   for (const PropertyQuery& query : cardPropertyQueries()) {
     EXPECT_FALSE(query.name.empty());
     EXPECT_EQ(query.flags == 0, query.flagsMeaning.empty());

@@ -10,7 +10,7 @@
 namespace orvane::tool {
 namespace {
 
-TEST(StatusNames, TableHasEachCodeAndEachNameOnceWithAMeaning) {
+TEST(ToolStatusNames, TableHasEachCodeAndEachNameOnceWithAMeaning) {
   std::set<std::uint32_t> codes;
   std::set<std::string_view> names;
   for (const StatusText& row : statusTexts()) {
@@ -21,7 +21,7 @@ TEST(StatusNames, TableHasEachCodeAndEachNameOnceWithAMeaning) {
   }
 }
 
-TEST(StatusNames, LabelIsNameAndNumber) {
+TEST(ToolStatusNames, LabelIsNameAndNumber) {
   struct Case {
     std::uint32_t status;
     const char* label;
@@ -39,7 +39,7 @@ TEST(StatusNames, LabelIsNameAndNumber) {
   for (const Case& row : cases) EXPECT_EQ(statusLabel(row.status), row.label);
 }
 
-TEST(StatusNames, StatusIsFoundByNameAndNumber) {
+TEST(ToolStatusNames, StatusIsFoundByNameAndNumber) {
   struct Case {
     const char* text;
     std::uint32_t status;
@@ -53,17 +53,17 @@ TEST(StatusNames, StatusIsFoundByNameAndNumber) {
     EXPECT_THROW(statusFromText(text), ToolError) << text;
 }
 
-TEST(StatusNames, EveryNameLeadsBackToItsCode) {
+TEST(ToolStatusNames, EveryNameLeadsBackToItsCode) {
   for (const StatusText& row : statusTexts()) EXPECT_EQ(statusFromText(row.name), row.code);
 }
 
-TEST(StatusNames, AdviceForOneCallComesBeforeAdviceForAnyCall) {
+TEST(ToolStatusNames, AdviceForOneCallComesBeforeAdviceForAnyCall) {
   EXPECT_NE(adviceFor("CardAcquireContext", 0x8010000C), adviceFor("SCardConnect", 0x8010000C));
   EXPECT_EQ(adviceFor("SCardConnect", 0x8010000C), "Plug the token in and try again.");
   EXPECT_EQ(adviceFor("CardSignData", 0x80101234), "");
 }
 
-TEST(StatusNames, ExitCodesGroupTheStatuses) {
+TEST(ToolStatusNames, ExitCodesGroupTheStatuses) {
   struct Case {
     std::uint32_t status;
     ExitCode exitCode;
@@ -94,7 +94,7 @@ TEST(ToolError, UnknownStatusIsItsNumber) {
   EXPECT_STREQ(ToolError("CardReadFile", 0x80101234).what(), "CardReadFile failed: 0x80101234");
 }
 
-TEST(Documents, ResultAndErrorHaveTheirWholeForm) {
+TEST(ToolDocuments, ResultAndErrorHaveTheirWholeForm) {
   EXPECT_EQ(resultDocument("read", {{"size", 6}}).dump(), R"({"command":"read","ok":true,"result":{"size":6}})");
   ToolError error("CardReadFile", 0x80101234);
   error.withAttempts(3);

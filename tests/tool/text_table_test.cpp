@@ -5,7 +5,7 @@
 namespace orvane::tool {
 namespace {
 
-TEST(TextTable, ColumnsAreAsWideAsTheirWidestCell) {
+TEST(ToolTextTable, ColumnsAreAsWideAsTheirWidestCell) {
   TextTable table({">#", "Subject", "Use"});
   table.addRow({"0", "M\xC3\xBCller", "sign"});
   table.addRow({"10", "A longer name"});
@@ -16,9 +16,9 @@ TEST(TextTable, ColumnsAreAsWideAsTheirWidestCell) {
             "10  A longer name\n");
 }
 
-TEST(TextTable, WithoutRowsThereAreTheHeaders) { EXPECT_EQ(TextTable({"A", ">B"}).text(), "A  B\n-  -\n"); }
+TEST(ToolTextTable, WithoutRowsThereAreTheHeaders) { EXPECT_EQ(TextTable({"A", ">B"}).text(), "A  B\n-  -\n"); }
 
-TEST(Shortened, CutsAtCodePointsAndMarksTheCut) {
+TEST(ToolShortened, CutsAtCodePointsAndMarksTheCut) {
   struct Case {
     const char* text;
     std::size_t width;
@@ -35,7 +35,7 @@ TEST(Shortened, CutsAtCodePointsAndMarksTheCut) {
   for (const Case& row : cases) EXPECT_EQ(shortened(row.text, row.width), row.expected) << row.text;
 }
 
-TEST(FieldList, ValuesStandInOneColumnAndContinueBelowThemselves) {
+TEST(ToolFieldList, ValuesStandInOneColumnAndContinueBelowThemselves) {
   EXPECT_EQ(fieldList({{"ATR", "3B"}, {"Readers", "one\ntwo"}, {"Empty", ""}}),
             "ATR:      3B\n"
             "Readers:  one\n"

@@ -5,7 +5,7 @@
 namespace orvane::tool {
 namespace {
 
-TEST(Utf, WellFormedTextsConvertBothWays) {
+TEST(ToolUtf, WellFormedTextsConvertBothWays) {
   struct Case {
     std::wstring wide;
     std::string narrow;
@@ -24,7 +24,7 @@ TEST(Utf, WellFormedTextsConvertBothWays) {
   }
 }
 
-TEST(Utf, HalfPairsBecomeTheReplacementCharacter) {
+TEST(ToolUtf, HalfPairsBecomeTheReplacementCharacter) {
   struct Case {
     std::wstring wide;
     std::string narrow;
@@ -38,7 +38,7 @@ TEST(Utf, HalfPairsBecomeTheReplacementCharacter) {
   for (const Case& row : cases) EXPECT_EQ(toUtf8(row.wide), row.narrow);
 }
 
-TEST(Utf, BytesThatAreNoUtf8BecomeTheReplacementCharacter) {
+TEST(ToolUtf, BytesThatAreNoUtf8BecomeTheReplacementCharacter) {
   struct Case {
     std::string narrow;
     std::wstring wide;
