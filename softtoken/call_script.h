@@ -1,5 +1,6 @@
 // What tests prepare and read back: the record of calls, the reactions queued for functions, and the gates.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_CALL_SCRIPT_H
+#define ORVANE_SOFTTOKEN_CALL_SCRIPT_H
 
 #include <array>
 #include <chrono>
@@ -100,3 +101,5 @@ class CallScript {
 CallScript& callScript();
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_CALL_SCRIPT_H

@@ -1,5 +1,6 @@
 // Texts of recorded calls, in the notation that softtoken_control.h describes.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_CALL_TEXT_H
+#define ORVANE_SOFTTOKEN_CALL_TEXT_H
 
 #include <cstdint>
 #include <initializer_list>
@@ -26,3 +27,5 @@ std::string counterText(const int* counter);
 std::string callText(const char* name, std::initializer_list<std::string> arguments);
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_CALL_TEXT_H

@@ -1,6 +1,7 @@
 // RSA private keys for tokens that are described by a folder. The arithmetic is the operating system's: OpenSSL on the
 // host (private_key_openssl.cpp), CNG on Windows (private_key_cng.cpp).
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_PRIVATE_KEY_H
+#define ORVANE_SOFTTOKEN_PRIVATE_KEY_H
 
 #include <cstdint>
 #include <memory>
@@ -30,3 +31,5 @@ class PrivateKey {
 std::shared_ptr<const PrivateKey> makePrivateKey(const RsaNumbers& numbers);
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_PRIVATE_KEY_H

@@ -1,8 +1,5 @@
-// The second header needs the first.
-// clang-format off
 #include <windows.h>
 #include <bcrypt.h>
-// clang-format on
 
 #include <algorithm>
 #include <memory>

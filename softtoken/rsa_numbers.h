@@ -1,5 +1,6 @@
 // The numbers of an RSA private key, read from the PKCS #1 form (RSAPrivateKey, DER).
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_RSA_NUMBERS_H
+#define ORVANE_SOFTTOKEN_RSA_NUMBERS_H
 
 #include <cstdint>
 #include <vector>
@@ -22,3 +23,5 @@ struct RsaNumbers {
 bool readRsaPrivateKey(const std::vector<std::uint8_t>& der, RsaNumbers& numbers);
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_RSA_NUMBERS_H

@@ -6,7 +6,8 @@
 // Functions of the token library are named by their plain names, for example "orvane_signHash". Texts are
 // zero-terminated, byte blocks are copied. Unless said otherwise a function returns 1 when it did its work and 0 when
 // an argument names nothing (an unknown serial or function); then nothing is changed.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_SOFTTOKEN_CONTROL_H
+#define ORVANE_SOFTTOKEN_SOFTTOKEN_CONTROL_H
 
 #include <climits>
 #include <cstddef>
@@ -189,3 +190,5 @@ SOFTTOKEN_API int softtoken_gate_pass(const char* function, unsigned count);
 SOFTTOKEN_API int softtoken_wait_held(const char* function, unsigned timeoutMs);
 
 }  // extern "C"
+
+#endif  // ORVANE_SOFTTOKEN_SOFTTOKEN_CONTROL_H

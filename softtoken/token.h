@@ -1,5 +1,6 @@
 // One token of the software token: its keys, certificates and PINs.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_TOKEN_H
+#define ORVANE_SOFTTOKEN_TOKEN_H
 
 #include <array>
 #include <cstdint>
@@ -66,3 +67,5 @@ int signWithKey(const TokenKey& key, const Bytes& hash, Bytes& signature);
 int decryptWithKey(const TokenKey& key, const Bytes& cipher, Bytes& plain);
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_TOKEN_H

@@ -1,7 +1,8 @@
 // The thirteen calls as C functions with plain data: what maker_exports.cpp (compiled for the maker's binary interface)
 // and the rest of the software token (compiled like everything else) share. Each returns false when the exported
 // function is to throw. Nothing is thrown from here. Arguments are those of the exported functions.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_TOKEN_CALLS_H
+#define ORVANE_SOFTTOKEN_TOKEN_CALLS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -49,3 +50,5 @@ bool softtokenClearExternalSmartcardHandle() noexcept;
 void softtokenKeepKeyList(void* list, void (*destroy)(void* list)) noexcept;
 
 }  // extern "C"
+
+#endif  // ORVANE_SOFTTOKEN_TOKEN_CALLS_H

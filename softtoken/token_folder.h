@@ -1,5 +1,6 @@
 // Reading a token from its folder; the format is described in README.md.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_TOKEN_FOLDER_H
+#define ORVANE_SOFTTOKEN_TOKEN_FOLDER_H
 
 #include <string>
 
@@ -15,3 +16,5 @@ bool isTokenFolder(const std::string& folder);
 bool readTokenFolder(const std::string& folder, Token& token, std::string& problem);
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_TOKEN_FOLDER_H

@@ -1,5 +1,6 @@
 // All tokens of the process: those defined in memory and those found in the token folder.
-#pragma once
+#ifndef ORVANE_SOFTTOKEN_TOKEN_STORE_H
+#define ORVANE_SOFTTOKEN_TOKEN_STORE_H
 
 #include <map>
 #include <memory>
@@ -70,3 +71,5 @@ class TokenStore {
 TokenStore& tokenStore();
 
 }  // namespace orvane::softtoken
+
+#endif  // ORVANE_SOFTTOKEN_TOKEN_STORE_H

@@ -4,7 +4,8 @@
 // Every function returns true when the library's function returned, and false when it threw an exception; outputs are
 // then unchanged. Nothing is thrown from here. Receivers are called before the library's result is destroyed, at most
 // once a call; what they are shown is valid only meanwhile, and they must not throw.
-#pragma once
+#ifndef ORVANE_TOKENLIB_MAKER_BOUNDARY_H
+#define ORVANE_TOKENLIB_MAKER_BOUNDARY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -58,3 +59,5 @@ bool orvaneBoundarySetExternalSmartcardHandle(void* cardHandle) noexcept;
 bool orvaneBoundaryClearExternalSmartcardHandle() noexcept;
 
 }  // extern "C"
+
+#endif  // ORVANE_TOKENLIB_MAKER_BOUNDARY_H

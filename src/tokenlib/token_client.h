@@ -7,7 +7,8 @@
 // - no lock is taken here: who must hold the library lock around a call holds it himself;
 // - serials are narrow texts; PINs are zero-terminated and belong to the caller, who wipes them;
 // - numbers (hashes, signatures, cipher texts, moduli) are big-endian, credential ids are 16 bytes.
-#pragma once
+#ifndef ORVANE_TOKENLIB_TOKEN_CLIENT_H
+#define ORVANE_TOKENLIB_TOKEN_CLIENT_H
 
 #include <cstdint>
 #include <stdexcept>
@@ -74,3 +75,5 @@ void setExternalSmartcardHandle(CardHandle cardHandle);
 void clearExternalSmartcardHandle();
 
 }  // namespace orvane::tokenlib
+
+#endif  // ORVANE_TOKENLIB_TOKEN_CLIENT_H

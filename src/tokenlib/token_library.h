@@ -6,7 +6,8 @@
 // wrappers in token_client.h and takes nothing but the records from here.
 //
 // The library addresses a token by its serial, a zero-terminated text. The trailing void* of the functions is null.
-#pragma once
+#ifndef ORVANE_TOKENLIB_TOKEN_LIBRARY_H
+#define ORVANE_TOKENLIB_TOKEN_LIBRARY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -121,3 +122,5 @@ ORVANE_TOKENLIB_API const OrvaneCertificate* orvane_findCertificateForKey(const 
 // it.
 ORVANE_TOKENLIB_API void orvane_setExternalSmartcardHandle(void* cardHandle);
 ORVANE_TOKENLIB_API void orvane_clearExternalSmartcardHandle();
+
+#endif  // ORVANE_TOKENLIB_TOKEN_LIBRARY_H

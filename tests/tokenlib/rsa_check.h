@@ -1,11 +1,12 @@
 // RSA with public keys, to check what the software token does with the private ones: OpenSSL on the host
 // (rsa_check_openssl.cpp), CNG on Windows (rsa_check_cng.cpp). The public exponent is 65537.
-#pragma once
+#ifndef ORVANE_TESTS_TOKENLIB_RSA_CHECK_H
+#define ORVANE_TESTS_TOKENLIB_RSA_CHECK_H
 
 #include <cstdint>
 #include <vector>
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -17,4 +18,6 @@ bool verifyRsaSignature(const Bytes& modulus, const Bytes& hash, const Bytes& si
 // Encrypts for the key (OAEP with an empty label); the result is big-endian, and empty on failure.
 Bytes encryptRsa(const Bytes& modulus, RsaPadding padding, const Bytes& plain);
 
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest
+
+#endif  // ORVANE_TESTS_TOKENLIB_RSA_CHECK_H

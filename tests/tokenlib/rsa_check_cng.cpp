@@ -1,14 +1,11 @@
-// The second header needs the first.
-// clang-format off
 #include <windows.h>
 #include <bcrypt.h>
-// clang-format on
 
 #include <iterator>
 
 #include "rsa_check.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 namespace {
 
 // A public key imported into CNG, closed at the end of the scope.
@@ -85,4 +82,4 @@ Bytes encryptRsa(const Bytes& modulus, RsaPadding padding, const Bytes& plain) {
   return status >= 0 ? cipher : Bytes();
 }
 
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest

@@ -8,7 +8,7 @@
 
 #include "rsa_check.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 namespace {
 
 struct Release {
@@ -82,4 +82,4 @@ Bytes encryptRsa(const Bytes& modulus, RsaPadding padding, const Bytes& plain) {
   return encrypted ? cipher : Bytes();
 }
 
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest

@@ -18,7 +18,7 @@
 #include "softtoken_tools.h"
 #include "tokenlib/token_client.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 namespace {
 
 namespace fs = std::filesystem;
@@ -196,4 +196,4 @@ TEST_F(SofttokenFolderTest, BrokenTokensAreNotThere) {
 }
 
 }  // namespace
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest

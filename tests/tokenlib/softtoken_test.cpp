@@ -11,7 +11,7 @@
 #include "softtoken_tools.h"
 #include "tokenlib/token_client.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 namespace {
 
 constexpr unsigned kLongMs = 60000;  // bounds a test that fails; one that works never waits so long
@@ -257,4 +257,4 @@ TEST_F(SofttokenBehaviourTest, WorksInSeveralThreads) {
 }
 
 }  // namespace
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest

@@ -1,5 +1,6 @@
 // Small helpers over the software token's control interface, for tests.
-#pragma once
+#ifndef ORVANE_TESTS_TOKENLIB_SOFTTOKEN_TOOLS_H
+#define ORVANE_TESTS_TOKENLIB_SOFTTOKEN_TOOLS_H
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,7 @@
 
 #include "softtoken/softtoken_control.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 
 // Every test starts and ends with a software token that knows nothing; held calls go on at the end.
 class SofttokenTest : public ::testing::Test {
@@ -73,4 +74,6 @@ inline SofttokenReaction makeReaction(std::string_view output, long long result 
   return reaction;
 }
 
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest
+
+#endif  // ORVANE_TESTS_TOKENLIB_SOFTTOKEN_TOOLS_H

@@ -12,7 +12,7 @@
 
 #include "softtoken_tools.h"
 
-namespace orvane::testing {
+namespace orvane::tokentest {
 namespace {
 
 constexpr const char* kSerial = "A1";
@@ -251,4 +251,4 @@ TEST_F(TokenClientTest, PassesPreparedAnswersOn) {
 }
 
 }  // namespace
-}  // namespace orvane::testing
+}  // namespace orvane::tokentest

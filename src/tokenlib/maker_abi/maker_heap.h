@@ -4,7 +4,8 @@
 // On x64 that runtime aligns blocks of 4096 bytes and more to 32 and stores the pointer that the heap gave in the word
 // below the block; on Arm64 it takes them from the heap as they are. Blocks are released by what is found: a word below
 // the block that can be such a stored pointer is one (nothing else there can point at the few bytes before the block).
-#pragma once
+#ifndef ORVANE_MAKER_ABI_MAKER_HEAP_H
+#define ORVANE_MAKER_ABI_MAKER_HEAP_H
 
 #include <cstddef>
 #include <cstdint>
@@ -54,3 +55,5 @@ inline void release(void* block, std::size_t size) noexcept {
 }
 
 }  // namespace orvane::makerabi
+
+#endif  // ORVANE_MAKER_ABI_MAKER_HEAP_H
