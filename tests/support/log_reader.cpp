@@ -1,0 +1,64 @@
+#include "log_reader.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string_view>
+#include <system_error>
+
+namespace orvane::test {
+namespace {
+
+// 'd' stands for a digit, everything else for itself.
+constexpr std::string_view kPrefixForm = "dd/dd::dd:dd:dd:ddd-> ->";
+constexpr std::string_view kDebugTag = "DEBUG ::=>";
+constexpr std::string_view kErrorTag = "ERROR ::=>";
+
+bool hasPrefixForm(std::string_view line) {
+  if (line.size() < kPrefixForm.size()) return false;
+  return std::equal(kPrefixForm.begin(), kPrefixForm.end(), line.begin(),
+                    [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; });
+}
+
+}  // namespace
+
+std::string logLineText(const std::string& line) {
+  if (!hasPrefixForm(line)) return "? " + line;
+  const std::string rest = line.substr(kPrefixForm.size());
+  for (const std::string_view tag : {kDebugTag, kErrorTag}) {
+    if (rest.compare(0, tag.size(), tag) == 0) return rest.substr(0, 1) + " " + rest.substr(tag.size());
+  }
+  return "? " + line;
+}
+
+void LogReader::open(const std::filesystem::path& folder) {
+  folder_ = folder;
+  read_.clear();
+}
+
+Lines LogReader::take() {
+  std::set<std::filesystem::path> files;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) files.insert(entry.path());
+  Lines lines;
+  for (const auto& path : files) {
+    const std::string bytes = fileBytes(path);
+    std::size_t begin = read_[path];
+    while (begin < bytes.size()) {
+      const std::size_t end = bytes.find('\n', begin);
+      const std::string line = bytes.substr(begin, end == std::string::npos ? end : end - begin);
+      lines.push_back(end == std::string::npos ? "? " + line : logLineText(line));
+      begin = end == std::string::npos ? bytes.size() : end + 1;
+    }
+    read_[path] = begin;
+  }
+  return lines;
+}
+
+std::string fileBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace orvane::test

@@ -1,0 +1,67 @@
+#include "machine.h"
+#include "platform/host/host_control.h"
+#include "support/hex_text.h"
+#include "transmission_text.h"
+
+namespace orvane::test::machine {
+namespace {
+
+// Applies a change while the minidriver looks elsewhere.
+template <typename Change>
+void change(const Change& apply) {
+  host::HostMachine& machine = host::hostMachine();
+  const std::lock_guard lock(machine.mutex);
+  apply(machine);
+}
+
+}  // namespace
+
+void divertCalls(void*) {}
+
+void setLogLevel(const LogLevelValue& value) {
+  std::optional<Bytes> data;
+  if (value.type == LogLevelValue::Type::kNumber) {
+    data = Bytes{static_cast<std::uint8_t>(value.number), static_cast<std::uint8_t>(value.number >> 8),
+                 static_cast<std::uint8_t>(value.number >> 16), static_cast<std::uint8_t>(value.number >> 24)};
+  } else if (value.type != LogLevelValue::Type::kAbsent) {
+    data = value.bytes;
+  }
+  change([&](host::HostMachine& machine) { machine.logLevel = data; });
+}
+
+void setLocalTime(const std::optional<SYSTEMTIME>& time) {
+  change([&](host::HostMachine& machine) { machine.localTime = time; });
+}
+
+void setTempFolder(const std::optional<std::string>& folder) {
+  change([&](host::HostMachine& machine) {
+    machine.tempPath.reset();
+    if (folder) machine.tempPath = *folder + "/";
+  });
+}
+
+void setResourceManager(const ResourceManager& manager) {
+  change([&](host::HostMachine& machine) {
+    machine.statusResult = manager.statusResult;
+    machine.readerName = manager.readerName;
+    machine.transmitResult = manager.transmitResult;
+    machine.reply = manager.reply;
+  });
+}
+
+std::string processName() { return "hosttest"; }
+
+Lines takeTransmissions() {
+  std::vector<host::SentCommand> sent;
+  change([&](host::HostMachine& machine) { sent.swap(machine.sent); });
+  Lines lines;
+  for (const host::SentCommand& command : sent) {
+    lines.push_back(transmissionText(command.cardHandle, command.protocol, command.headerLength,
+                                     command.hasReceiveHeader, command.receiveLength, command.bytes));
+  }
+  return lines;
+}
+
+void startThreads() {}
+
+}  // namespace orvane::test::machine

@@ -1,0 +1,189 @@
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "machine.h"
+#include "transmission_text.h"
+
+namespace orvane::test::machine {
+namespace {
+
+// What the diverted calls answer.
+struct Diverted {
+  std::mutex mutex;
+  std::optional<SYSTEMTIME> localTime;
+  bool hasTempFolder = true;
+  ResourceManager manager;
+  Lines sent;
+  std::vector<HANDLE> heldThreads;
+};
+
+// Never destroyed: the minidriver may call until the process ends.
+Diverted& diverted() {
+  static auto* const instance = new Diverted;
+  return *instance;
+}
+
+LONG WINAPI divertedStatus(SCARDHANDLE, LPSTR readerName, LPDWORD readerNameLength, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
+  const std::lock_guard lock(diverted().mutex);
+  const ResourceManager& manager = diverted().manager;
+  if (manager.statusResult != SCARD_S_SUCCESS) return manager.statusResult;
+  const std::size_t size = manager.readerName.size() + 1;
+  if (size > *readerNameLength) return SCARD_E_INSUFFICIENT_BUFFER;
+  std::memcpy(readerName, manager.readerName.c_str(), size);
+  *readerNameLength = static_cast<DWORD>(size);
+  return SCARD_S_SUCCESS;
+}
+
+LONG WINAPI divertedTransmit(SCARDHANDLE card, LPCSCARD_IO_REQUEST sendHeader, LPCBYTE command, DWORD commandLength,
+                             LPSCARD_IO_REQUEST receiveHeader, LPBYTE reply, LPDWORD replyLength) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().sent.push_back(transmissionText(card, sendHeader->dwProtocol, sendHeader->cbPciLength,
+                                             receiveHeader != nullptr, *replyLength,
+                                             Bytes(command, command + commandLength)));
+  const ResourceManager& manager = diverted().manager;
+  if (manager.transmitResult != SCARD_S_SUCCESS) return manager.transmitResult;
+  if (manager.reply.size() > *replyLength) return SCARD_E_INSUFFICIENT_BUFFER;
+  std::copy(manager.reply.begin(), manager.reply.end(), reply);
+  *replyLength = static_cast<DWORD>(manager.reply.size());
+  return SCARD_S_SUCCESS;
+}
+
+void WINAPI divertedLocalTime(LPSYSTEMTIME time) {
+  const std::lock_guard lock(diverted().mutex);
+  if (diverted().localTime) {
+    *time = *diverted().localTime;
+  } else {
+    GetLocalTime(time);
+  }
+}
+
+DWORD WINAPI divertedTempPath(DWORD size, LPSTR buffer) {
+  {
+    const std::lock_guard lock(diverted().mutex);
+    if (!diverted().hasTempFolder) return 0;
+  }
+  return GetTempPathA(size, buffer);
+}
+
+// The thread stands still until the test lets it go, so that its first log line does not fall between those of the call
+// that starts it.
+DWORD WINAPI divertedResume(HANDLE thread) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().heldThreads.push_back(thread);
+  return 1;
+}
+
+struct Diversion {
+  std::string_view function;
+  ULONG_PTR target;
+};
+
+template <typename Function>
+Diversion divert(std::string_view name, Function* function) {
+  return {name, reinterpret_cast<ULONG_PTR>(function)};
+}
+
+void replaceEntry(IMAGE_THUNK_DATA& entry, ULONG_PTR target) {
+  DWORD protection = 0;
+  if (VirtualProtect(&entry, sizeof(entry), PAGE_READWRITE, &protection) == FALSE) {
+    throw std::runtime_error("the import table cannot be written");
+  }
+  entry.u1.Function = target;
+  VirtualProtect(&entry, sizeof(entry), protection, &protection);
+}
+
+LogLevelValue numberValue(const LogLevelValue& value) {
+  LogLevelValue stored = value;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&value.number);
+  stored.bytes.assign(bytes, bytes + sizeof(value.number));
+  return stored;
+}
+
+}  // namespace
+
+void divertCalls(void* module) {
+  const Diversion diversions[] = {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
+                                  divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
+                                  divert("ResumeThread", divertedResume)};
+  auto* const base = static_cast<BYTE*>(module);
+  const auto at = [base](auto* typed, DWORD offset) {
+    return reinterpret_cast<decltype(typed)>(reinterpret_cast<void*>(base + offset));
+  };
+  const auto* const dosHeader = at(static_cast<const IMAGE_DOS_HEADER*>(nullptr), 0);
+  const auto* const headers =
+      at(static_cast<const IMAGE_NT_HEADERS*>(nullptr), static_cast<DWORD>(dosHeader->e_lfanew));
+  const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  std::size_t replaced = 0;
+  for (auto* imported = at(static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(nullptr), directory.VirtualAddress);
+       imported->Name != 0; ++imported) {
+    auto* entry = at(static_cast<IMAGE_THUNK_DATA*>(nullptr), imported->FirstThunk);
+    for (auto* name = at(static_cast<const IMAGE_THUNK_DATA*>(nullptr), imported->OriginalFirstThunk);
+         name->u1.AddressOfData != 0; ++name, ++entry) {
+      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
+      const auto* const byName =
+          at(static_cast<const IMAGE_IMPORT_BY_NAME*>(nullptr), static_cast<DWORD>(name->u1.AddressOfData));
+      const auto* const found = std::find_if(
+          std::begin(diversions), std::end(diversions),
+          [&](const Diversion& diversion) { return diversion.function == static_cast<const char*>(byName->Name); });
+      if (found == std::end(diversions)) continue;
+      replaceEntry(*entry, found->target);
+      ++replaced;
+    }
+  }
+  if (replaced != std::size(diversions)) throw std::runtime_error("the minidriver does not import what is diverted");
+}
+
+void setLogLevel(const LogLevelValue& value) {
+  constexpr const char* kKey = "Software\\Brightfold\\Orvane";
+  using Type = LogLevelValue::Type;
+  if (value.type == Type::kAbsent) {
+    RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kKey, "logLevel");
+    return;
+  }
+  const LogLevelValue stored = value.type == Type::kNumber ? numberValue(value) : value;
+  const DWORD type = value.type == Type::kNumber ? REG_DWORD : value.type == Type::kText ? REG_SZ : REG_BINARY;
+  const LONG result = RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, "logLevel", type, stored.bytes.data(),
+                                      static_cast<DWORD>(stored.bytes.size()));
+  if (result != ERROR_SUCCESS) throw std::runtime_error("the registry cannot be written");
+}
+
+void setLocalTime(const std::optional<SYSTEMTIME>& time) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().localTime = time;
+}
+
+void setTempFolder(const std::optional<std::string>& folder) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().hasTempFolder = folder.has_value();
+  if (folder) SetEnvironmentVariableA("TMP", folder->c_str());
+}
+
+void setResourceManager(const ResourceManager& manager) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().manager = manager;
+}
+
+std::string processName() {
+  char program[MAX_PATH] = {};
+  GetModuleFileNameA(nullptr, program, MAX_PATH);
+  const std::string path(program);
+  const std::string name = path.substr(path.find_last_of("\\/") + 1);
+  return name.substr(0, name.find('.'));
+}
+
+Lines takeTransmissions() {
+  const std::lock_guard lock(diverted().mutex);
+  return std::exchange(diverted().sent, {});
+}
+
+void startThreads() {
+  const std::lock_guard lock(diverted().mutex);
+  for (const HANDLE thread : diverted().heldThreads) ResumeThread(thread);
+  diverted().heldThreads.clear();
+}
+
+}  // namespace orvane::test::machine

@@ -1,0 +1,27 @@
+// The text of one command sent to the card.
+#ifndef ORVANE_TESTS_SUPPORT_TRANSMISSION_TEXT_H
+#define ORVANE_TESTS_SUPPORT_TRANSMISSION_TEXT_H
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "driver_test.h"
+#include "support/hex_text.h"
+
+namespace orvane::test {
+
+// See DriverTest::takeTransmissions. A receive header, which is never wanted, is shown at the end.
+inline std::string transmissionText(std::uint64_t cardHandle, std::uint32_t protocol, std::uint32_t headerLength,
+                                    bool hasReceiveHeader, std::uint32_t receiveLength, const Bytes& command) {
+  std::ostringstream text;
+  text << "handle=0x" << std::hex << std::uppercase << cardHandle << std::dec << " protocol=" << protocol
+       << " pci=" << headerLength << " recv=" << receiveLength << " "
+       << hexText<std::string>(command.data(), command.size());
+  if (hasReceiveHeader) text << " with receive header";
+  return text.str();
+}
+
+}  // namespace orvane::test
+
+#endif  // ORVANE_TESTS_SUPPORT_TRANSMISSION_TEXT_H
