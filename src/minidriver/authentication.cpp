@@ -71,7 +71,7 @@ DWORD authenticateOnToken(const CARD_DATA& cardData, ProviderContext& context, P
   devices.storeValidatedPassword(serial, pin);
   outputs.store(attempts);
   setAuthenticated(context, pinId, 1);
-  return decline(SCARD_S_SUCCESS, "CardAuthenticateEx: returning SCARD_S_SUCCESS [", serial, "]");
+  return succeed("CardAuthenticateEx: returning SCARD_S_SUCCESS [", serial, "]");
 }
 
 // The PIN that was validated before counts for this call as well; what the caller supplied is deliberately not looked

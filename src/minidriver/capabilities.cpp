@@ -14,7 +14,7 @@ DWORD WINAPI CardQueryCapabilities(PCARD_DATA pCardData, PCARD_CAPABILITIES pCar
       return refuse(ERROR_INVALID_PARAMETER, "CardQueryCapabilities: invalid parameter(s)");
     }
     *pCardCapabilities = cardCapabilities();
-    return decline(SCARD_S_SUCCESS, "CardQueryCapabilities: populated with RSA support, keygen disabled");
+    return succeed("CardQueryCapabilities: populated with RSA support, keygen disabled");
   });
 }
 
@@ -27,7 +27,7 @@ DWORD WINAPI CardQueryFreeSpace(PCARD_DATA pCardData, DWORD, PCARD_FREE_SPACE_IN
     if (!contextOf(*pCardData)) return refuse(ERROR_INVALID_PARAMETER, "CardQueryFreeSpace: null provider context");
     const CARD_FREE_SPACE_INFO info = freeSpaceInfo(processState().keySlotsUsed);
     *pCardFreeSpaceInfo = info;
-    return decline(SCARD_S_SUCCESS, "CardQueryFreeSpace: BytesAvailable=", info.dwBytesAvailable,
+    return succeed("CardQueryFreeSpace: BytesAvailable=", info.dwBytesAvailable,
                    " MaxContainers=", info.dwMaxKeyContainers, " ContainersAvailable=", info.dwKeyContainersAvailable);
   });
 }
@@ -39,7 +39,7 @@ DWORD WINAPI CardQueryKeySizes(PCARD_DATA pCardData, DWORD dwKeySpec, DWORD, PCA
     }
     const CARD_KEY_SIZES sizes = keySizes(2048);
     *pKeySizes = sizes;
-    return decline(SCARD_S_SUCCESS, "CardQueryKeySizes: dwKeySpec=", dwKeySpec, " min=", sizes.dwMinimumBitlen,
+    return succeed("CardQueryKeySizes: dwKeySpec=", dwKeySpec, " min=", sizes.dwMinimumBitlen,
                    " default=", sizes.dwDefaultBitlen, " max=", sizes.dwMaximumBitlen);
   });
 }

@@ -44,8 +44,7 @@ DWORD getContainerInfo(const CARD_DATA& cardData, const ContainerEntry& containe
     logError("CardGetContainerInfo: keyex blob failed, status=0x", hex8(status));
     return status;
   }
-  return decline(SCARD_S_SUCCESS, "CardGetContainerInfo exit: SigLen=", info.cbSigPublicKey,
-                 ", KeyExLen=", info.cbKeyExPublicKey);
+  return succeed("CardGetContainerInfo exit: SigLen=", info.cbSigPublicKey, ", KeyExLen=", info.cbKeyExPublicKey);
 }
 
 // The same for the property, which logs the keys that are there and speaks of failures at DEBUG.
@@ -66,7 +65,7 @@ DWORD fillContainerInfoProperty(const CARD_DATA& cardData, const ContainerEntry&
   if (info.pbKeyExPublicKey != nullptr) {
     logDebug("CardGetContainerProperty: KeyEx public key length = ", info.cbKeyExPublicKey);
   }
-  return decline(SCARD_S_SUCCESS, "CardGetContainerProperty: returning CONTAINER_INFO for index ", index);
+  return succeed("CardGetContainerProperty: returning CONTAINER_INFO for index ", index);
 }
 
 // The caller's buffer need not be aligned for the record, so the record is made here and copied, also on failure.
@@ -82,7 +81,7 @@ DWORD getContainerInfoProperty(const CARD_DATA& cardData, const ContainerEntry& 
 DWORD getPinIdentifierProperty(PBYTE data) {
   const PIN_ID pinId = ROLE_USER;
   std::memcpy(data, &pinId, sizeof(pinId));
-  return decline(SCARD_S_SUCCESS, "CardGetContainerProperty: CCP_PIN_IDENTIFIER = ROLE_USER");
+  return succeed("CardGetContainerProperty: CCP_PIN_IDENTIFIER = ROLE_USER");
 }
 
 // Takes over the process-wide list of the token, if there is one: a context acquired before the token's keys changed
@@ -178,7 +177,6 @@ DWORD WINAPI CardSetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
     }
     std::memcpy(&pinId, pbData, sizeof(pinId));
     // Accepted and only logged: the container stays bound to the user PIN.
-    return decline(SCARD_S_SUCCESS, "CardSetContainerProperty: set PIN identifier for container ", bContainerIndex,
-                   " = ", pinId);
+    return succeed("CardSetContainerProperty: set PIN identifier for container ", bContainerIndex, " = ", pinId);
   });
 }

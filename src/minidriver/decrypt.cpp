@@ -80,7 +80,7 @@ DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const
   }
   std::reverse_copy(plaintext.bytes, plaintext.bytes + plaintext.length, info.pbData);
   info.cbData = static_cast<DWORD>(plaintext.length);
-  return decline(SCARD_S_SUCCESS, "CardRSADecrypt: decryption successful, length=", plaintext.length);
+  return succeed("CardRSADecrypt: decryption successful, length=", plaintext.length);
 }
 
 DWORD decrypt(const CARD_DATA& cardData, const ProviderContext& context, CARD_RSA_DECRYPT_INFO& info) {

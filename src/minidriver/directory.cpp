@@ -47,7 +47,7 @@ DWORD returnNames(const CARD_DATA& cardData, const std::vector<std::string>& nam
   }
   *fileNames = reinterpret_cast<LPSTR>(contents);
   *fileNamesSize = static_cast<DWORD>(totalSize);
-  return decline(SCARD_S_SUCCESS, "CardEnumFiles: returned ", names.size(), " files, size=", totalSize);
+  return succeed("CardEnumFiles: returned ", names.size(), " files, size=", totalSize);
 }
 
 // Size and access condition of a file in "mscp" that exists.
@@ -93,8 +93,7 @@ DWORD getFileInfo(const ProviderContext& context, LPCSTR directoryName, LPCSTR f
     }
     describeMscpFile(*file, context.containers.size(), info);
   }
-  return decline(SCARD_S_SUCCESS, "CardGetFileInfo: size=", info.cbFileSize,
-                 " ac=", static_cast<int>(info.AccessCondition));
+  return succeed("CardGetFileInfo: size=", info.cbFileSize, " ac=", static_cast<int>(info.AccessCondition));
 }
 
 }  // namespace

@@ -31,7 +31,13 @@ DWORD cardEntry(std::string_view entryLine, Body&& body) noexcept {
 // statusCode turns a published status, signed in the system's headers, into what entry points return.
 constexpr DWORD statusCode(LONG status) noexcept { return static_cast<DWORD>(status); }
 
-// refuse logs why at ERROR and returns `status`; decline does the same at DEBUG.
+// The three ways to end with a log line: succeed logs what was done at DEBUG and returns 0, refuse logs why not at
+// ERROR and returns `status`, decline does the same at DEBUG.
+template <typename... Parts>
+DWORD succeed(const Parts&... message) noexcept {
+  logDebug(message...);
+  return statusCode(SCARD_S_SUCCESS);
+}
 template <typename... Parts>
 DWORD refuse(LONG status, const Parts&... message) noexcept {
   logError(message...);

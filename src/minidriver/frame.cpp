@@ -103,10 +103,10 @@ DWORD WINAPI CardDeleteContext(PCARD_DATA pCardData) {
   return cardEntry("CardDeleteContext :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
     {
       const ContextRef context = pCardData != nullptr ? takeContext(*pCardData) : ContextRef();
-      if (!context) return decline(SCARD_S_SUCCESS, "pcard data or vendor specific is null");
+      if (!context) return succeed("pcard data or vendor specific is null");
     }
     // The entries have gone with the context (or will, when a call that still runs on it has ended), so none is left.
     logDebug("contaier list clear :: ", 0);
-    return decline(SCARD_S_SUCCESS, "Delete Context Success");
+    return succeed("Delete Context Success");
   });
 }

@@ -62,14 +62,13 @@ DWORD writeConstant(const PropertyQuery& query) {
 DWORD writeCardIdentifier(const PropertyQuery& query) {
   const std::string& serial = query.context.serialNumber;
   fillCardIdentifier(serial, query.data);
-  return decline(SCARD_S_SUCCESS, "CP_CARD_GUID: returning per-device GUID for serial=[", serial,
-                 "] len=", serial.size());
+  return succeed("CP_CARD_GUID: returning per-device GUID for serial=[", serial, "] len=", serial.size());
 }
 
 DWORD writeFreeSpace(const PropertyQuery& query) {
   const DWORD keySlotsUsed = processState().keySlotsUsed;
   storeValue(query, freeSpaceInfo(keySlotsUsed));
-  return decline(SCARD_S_SUCCESS, "CP_CARD_FREE_SPACE: key slots = ", keySlotsUsed);
+  return succeed("CP_CARD_FREE_SPACE: key slots = ", keySlotsUsed);
 }
 
 // Deliberately another maximum than CardQueryKeySizes states.
@@ -135,7 +134,7 @@ DWORD writeAuthenticatedState(const PropertyQuery& query) {
   const PIN_SET state =
       (query.context.userAuthenticated != 0 ? 1u : 0u) | (query.context.adminAuthenticated != 0 ? 2u : 0u);
   storeValue(query, state);
-  return decline(SCARD_S_SUCCESS, "CP_CARD_AUTHENTICATED_STATE: returning ", state);
+  return succeed("CP_CARD_AUTHENTICATED_STATE: returning ", state);
 }
 
 DWORD testAsymmetric(const PropertyQuery& query) {

@@ -35,7 +35,7 @@ DWORD readCardId(const CARD_DATA& cardData, const ProviderContext& context, cons
   if (contents == nullptr) return refuse(SCARD_E_NO_MEMORY, "CardReadFile: allocation failed for CardId");
   fillCardIdentifier(context.serialNumber, contents);
   output.store(contents, kCardIdentifierSize);
-  return decline(SCARD_S_SUCCESS, "CardReadFile: CardId returned for serial=[", context.serialNumber,
+  return succeed("CardReadFile: CardId returned for serial=[", context.serialNumber,
                  "] len=", context.serialNumber.size());
 }
 
@@ -52,9 +52,9 @@ DWORD readCardCf(const CARD_DATA& cardData, const ProviderContext& context, cons
   file.wFilesFreshness = freshness.files;
   std::memcpy(contents, &file, sizeof(file));
   output.store(contents, sizeof(file));
-  return decline(SCARD_S_SUCCESS, "=== CardReadFile cardcf: serial=[", context.serialNumber, "]",
-                 " Version=", file.bVersion, " PinsFresh=", file.bPinsFreshness,
-                 " ContainersFresh=", file.wContainersFreshness, " FilesFresh=", file.wFilesFreshness);
+  return succeed("=== CardReadFile cardcf: serial=[", context.serialNumber, "]", " Version=", file.bVersion,
+                 " PinsFresh=", file.bPinsFreshness, " ContainersFresh=", file.wContainersFreshness,
+                 " FilesFresh=", file.wFilesFreshness);
 }
 
 // Both kinds of certificate file go through here: a container has one certificate, that of its first key, whatever the
@@ -79,7 +79,7 @@ DWORD readCertificate(const CARD_DATA& cardData, const ProviderContext& context,
   }
   std::copy_n(certificate->certData, length, contents);
   output.store(contents, length);
-  return decline(SCARD_S_SUCCESS, "CardReadFile: returned key exchange cert length=", length);
+  return succeed("CardReadFile: returned key exchange cert length=", length);
 }
 
 // Reads the key pairs anew when the process-wide list of a token is gone (its monitor saw the token disappear).
@@ -134,7 +134,7 @@ DWORD readContainerMap(const CARD_DATA& cardData, const ProviderContext& context
     logContainer(index, container, record);
   }
   output.store(contents, static_cast<DWORD>(totalSize));
-  return decline(SCARD_S_SUCCESS, "CMAP: Returned ", containers->size(), " containers");
+  return succeed("CMAP: Returned ", containers->size(), " containers");
 }
 
 // A certificate may have been replaced on the token, so the device is opened anew before one is read.

@@ -58,7 +58,7 @@ DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const Or
   if (info.pbSignedData == nullptr) return refuse(SCARD_E_NO_MEMORY, "CardSignData: allocation failed");
   if ((info.dwSigningFlags & CARD_BUFFER_SIZE_ONLY) != 0) {
     info.cbSignedData = modulusSize;
-    return decline(SCARD_S_SUCCESS, "CardSignData: buffer size only -> ", modulusSize);
+    return succeed("CardSignData: buffer size only -> ", modulusSize);
   }
   logDebug("CardSignData: hash length=", info.cbData);
   if (key.algorithm == kAlgorithmRsa1024 && processState().deviceCache.hasRecord(serial)) {
@@ -77,7 +77,7 @@ DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const Or
   // The library's signature is big-endian, the provider expects the least significant byte first.
   std::reverse(info.pbSignedData, info.pbSignedData + signatureLength);
   info.cbSignedData = static_cast<DWORD>(signatureLength);
-  return decline(SCARD_S_SUCCESS, "CardSignData: success, signature length=", signatureLength);
+  return succeed("CardSignData: success, signature length=", signatureLength);
 }
 
 }  // namespace
