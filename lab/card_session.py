@@ -6,6 +6,10 @@ Called by lab/in-system as "card_session.py ROOT READERS-AND-COMMAND": for each 
 (see virtual_card.py for control lines: they are carried out before the command starts), then "--" and the command, which
 runs inside ROOT. SERIAL "-" leaves the reader empty. Reader number N, from 0, listens for control lines on localhost port
 35970 + N. pcscd appends " 00 00" to the name. The status is the command's.
+
+If a folder of the machine is shown inside as /out, the first card can also be controlled from the machine, through the
+local socket card-control in it, and what every card was asked is found there afterwards, as hex, in card-commands.txt:
+one line a reader, the commands separated by blanks, or "none".
 """
 
 import os
@@ -26,8 +30,12 @@ def fail(text):
     sys.exit(125)
 
 
+def reader_port(number):
+    return FIRST_PORT + 2 * number  # the reader driver gives each reader two slots, with a port each
+
+
 def reader_config(number, name):
-    port = FIRST_PORT + number
+    port = reader_port(number)
     return (
         f'FRIENDLYNAME "{name}"\nDEVICENAME /dev/null:{port:#x}\n'
         f"LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\nCHANNELID {port:#x}\n"
@@ -54,8 +62,8 @@ def main():
     cards = []
     for number, (name, serial, _) in enumerate(readers):
         (folder / f"reader{number}").write_text(reader_config(number, name))
-        cards.append(virtual_card.VirtualCard(FIRST_PORT + number, serial))
-        virtual_card.serve_control(cards[-1], FIRST_CONTROL + number)
+        cards.append(virtual_card.VirtualCard(reader_port(number), serial))
+        virtual_card.serve_control(cards[-1], ("127.0.0.1", FIRST_CONTROL + number))
 
     (root / "run/pcscd").mkdir(parents=True, exist_ok=True)
     with open(root / "run/pcscd.log", "wb") as log:
@@ -75,9 +83,18 @@ def main():
             if answer.startswith("error"):
                 fail(answer)
 
+    out = root / "out"
+    if os.path.ismount(out):
+        virtual_card.serve_control(cards[0], str(out / "card-control"))
+        (out / "card-control").chmod(0o666)
+
     directory = os.environ.pop("IN_SYSTEM_DIRECTORY", "/")
     inside = ["chroot", root, "/bin/sh", "-c", 'cd "$0" && exec "$@"', directory, *command]
-    sys.exit(subprocess.run(inside, check=False).returncode)
+    status = subprocess.run(inside, check=False).returncode
+    if os.path.ismount(out):
+        (out / "card-control").unlink()
+        (out / "card-commands.txt").write_text("".join(card.control("commands") + "\n" for card in cards))
+    sys.exit(status)
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@ answered by "ok", a result, or "error: ..." once it has taken effect:
 
     serial TEXT      the serial from now on
     status XXXX      the serial commands answer only this status word (9000: with the serial again)
-    raw HEX          the serial commands answer exactly these bytes (no bytes: an empty answer)
+    raw HEX          the serial commands answer exactly these bytes, at least one (the driver waits on without)
     pull             the card leaves the reader when the next serial command arrives, without an answer
     normal           back to the serial and 90 00
     remove, insert   the card leaves the reader; comes back
@@ -138,8 +138,8 @@ class VirtualCard:
         return data
 
 
-def serve_control(card, port):
-    """Answers control lines on localhost:PORT, on threads of its own."""
+def serve_control(card, address):
+    """Answers control lines on threads of its own; address: (host, port), or the path of a local socket."""
 
     class Handler(socketserver.StreamRequestHandler):
         def handle(self):
@@ -150,12 +150,13 @@ def serve_control(card, port):
                     answer = f"error: {problem}"
                 self.wfile.write(answer.encode("latin-1") + b"\n")
 
-    class Server(socketserver.ThreadingTCPServer):
+    local = isinstance(address, str)
+
+    class Server(socketserver.ThreadingUnixStreamServer if local else socketserver.ThreadingTCPServer):
         allow_reuse_address = True
         daemon_threads = True
 
-    server = Server(("127.0.0.1", port), Handler)
-    threading.Thread(target=server.serve_forever, daemon=True).start()
+    threading.Thread(target=Server(address, Handler).serve_forever, daemon=True).start()
 
 
 def main():
@@ -165,7 +166,7 @@ def main():
     parser.add_argument("--control", type=int, default=35970, help="the port for control lines")
     options = parser.parse_args()
     card = VirtualCard(options.port, options.serial)
-    serve_control(card, options.control)
+    serve_control(card, ("127.0.0.1", options.control))
     card.insert()
     threading.Event().wait()
 

@@ -1,0 +1,225 @@
+#!/usr/bin/env python3
+"""The runs through the real PC/SC stack: orvane-card and the DLL in the emulated system, with a virtual card.
+
+    lab/card_tests.py ARCH REPORT.xml     ARCH: arm64 or x64; the report is of the JUnit kind
+
+Each case starts a stack of its own. It looks at what the tool reports, at the commands that reached the card and at the
+minidriver's log. Two tokens are connected: 0012AB, the first of the list, and 77CC01.
+"""
+
+import concurrent.futures
+import json
+import pathlib
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import xml.etree.ElementTree as ElementTree
+
+LAB = pathlib.Path(__file__).resolve().parent
+REPOSITORY = LAB.parent
+SERIAL_IN_NAME = "Brightfold Orvane 0012AB"
+LONG_COMMAND = "Brightfold Orvane OrvaneDSC"
+SHORT_COMMAND = "Brightfold Smart Token"
+LONG, SHORT = "FFFF00D5000000", "FFFF00A200"
+PIN = "24681357"
+
+# name: reader name, the card's serial, control lines, serial bound to, commands the card saw, a line of the log
+SERIAL_CASES = {
+    "SerialInReaderName": (SERIAL_IN_NAME, "FFFFFF", [], "0012AB", "none", "Using serial=0012AB for hScard="),
+    "LongCommand": (LONG_COMMAND, "77CC01", [], "77CC01", LONG, "SLE serial via APDU: 77CC01"),
+    "ShortCommand": (SHORT_COMMAND, "77CC01", [], "77CC01", SHORT, "OrvaneKey serial via APDU: 77CC01"),
+    "LongCommandRefused": (
+        LONG_COMMAND, "77CC01", ["status 6A82"], "0012AB", LONG, "SLE serial APDU failed, falling back to index: 0"),
+    "LongCommandOddStatus": (
+        LONG_COMMAND, "77CC01", ["raw 41429001"], "0012AB", LONG, "SLE serial APDU failed, falling back to index: 0"),
+    "LongCommandNothingButStatus": (
+        LONG_COMMAND, "77CC01", ["raw 9000"], "0012AB", LONG, "SLE serial APDU failed, falling back to index: 0"),
+    "ShortCommandRefused": (
+        SHORT_COMMAND, "77CC01", ["status 6A82"], "0012AB", SHORT, "Serial APDU failed, falling back to index: 0"),
+    "ShortCommandStatusNotLookedAt": (
+        SHORT_COMMAND, "FFFFFF", ["raw 3737434330316A82"], "77CC01", SHORT, "OrvaneKey serial via APDU: 77CC01"),
+}
+
+
+class Run:
+    """One stack with one virtual card, in a folder of its own."""
+
+    def __init__(self, arch, folder, tokens):
+        self.folder = folder
+        self._arch = arch
+        self._tokens = tokens
+        self.out = folder / "out"
+        self.temp = folder / "temp"
+        for each in (self.out, self.temp):
+            each.mkdir(parents=True)
+
+    def start(self, reader, serial, lines, *arguments):
+        """Starts orvane-card there."""
+        command = [LAB / "run-windows", "--timeout", "180", "--registry", LAB / "orvane.reg", "--out", self.out]
+        command += ["--temp", self.temp, "--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
+        command += ["--reader", reader, "--serial", serial]
+        for line in lines:
+            command += ["--card", line]
+        pipe = subprocess.PIPE
+        return subprocess.Popen(
+            [*command, self._arch, "orvane-card.exe", *arguments], stdin=pipe, stdout=pipe, stderr=pipe, text=True)
+
+    def tool(self, reader, serial, lines, *arguments, stdin=""):
+        """Runs orvane-card there; returns its status and its JSON documents."""
+        process = self.start(reader, serial, lines, "--json", *arguments)
+        output, errors = process.communicate(stdin)
+        documents = [json.loads(line) for line in output.splitlines() if line.startswith("{")] \
+            if arguments[0] == "session" else [json.loads(output)] if output.strip() else []
+        if not documents:
+            raise AssertionError(f"status {process.returncode}, no JSON; standard error:\n{errors}")
+        return process.returncode, documents
+
+    def log(self):
+        """The text of all of the minidriver's log files."""
+        return "\n".join(path.read_text(errors="replace") for path in sorted(self.temp.rglob("*.LOG")))
+
+    def card_commands(self):
+        """What the card was asked."""
+        return (self.out / "card-commands.txt").read_text().strip()
+
+    def control(self, line):
+        """Has the card carry out a control line while the tool runs."""
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(str(self.out / "card-control"))
+            connection.sendall(line.encode() + b"\n")
+            equal(connection.makefile().readline().strip(), "ok", f"control line '{line}'")
+
+
+def equal(actual, expected, what):
+    if actual != expected:
+        raise AssertionError(f"{what}: expected {expected!r}, got {actual!r}")
+
+
+def contains(text, part, what):
+    if part not in text:
+        raise AssertionError(f"{what}: '{part}' is missing in\n{text}")
+
+
+def serial_case(run, reader, serial, lines, bound, commands, log_line):
+    status, documents = run.tool(reader, serial, lines, "read", "cardid")
+    equal(status, 0, f"exit status, {documents}")
+    equal(documents[0]["result"]["hex"].replace(" ", "").upper(), ((bound * 3)[:16]).encode().hex().upper(), "cardid")
+    equal(set(run.card_commands().split()), {commands}, "commands that reached the card")
+    contains(run.log(), log_line, "log")
+
+
+def empty_reader(run):
+    status, documents = run.tool(LONG_COMMAND, "-", [], "info")
+    equal((status, documents[0]["ok"]), (3, False), f"exit status and success, {documents}")
+    equal(run.log(), "", "log")
+
+
+def pulled_during_serial_command(run):
+    """The card leaves while the minidriver waits for its answer: the first connected token serves."""
+    status, documents = run.tool(LONG_COMMAND, "77CC01", ["pull"], "read", "cardid")
+    equal(run.card_commands(), LONG, "commands that reached the card")
+    contains(run.log(), "SLE serial APDU failed, falling back to index: 0", "log")
+    contains(run.log(), "resolved serial number :: 0012AB", "log")
+    if status not in (0, 3):
+        raise AssertionError(f"exit status {status}: {documents}")
+
+
+def pulled_during_session(run):
+    """The card leaves between two commands: the tool says so, nothing hangs, and the minidriver is torn down."""
+    process = run.start(SHORT_COMMAND, "77CC01", [], "--json", "session")
+    process.stdin.write("read cardid\n")
+    process.stdin.flush()
+    first = json.loads(process.stdout.readline())
+    equal(first["ok"], True, f"before, {first}")
+    run.control("remove")
+    deadline = time.monotonic() + 60
+    answer = first
+    while answer["ok"] and time.monotonic() < deadline:
+        process.stdin.write("-read cardid\n")
+        process.stdin.flush()
+        answer = json.loads(process.stdout.readline())
+    process.stdin.close()
+    process.stdout.read()
+    process.wait()
+    equal((answer["ok"], answer["error"]["status"]["name"]), (False, "SCARD_W_REMOVED_CARD"), f"after, {answer}")
+    contains(run.log(), "Delete Context Success", "log")
+
+
+def signs(run):
+    """A wrong PIN, the right one, and a signature with every signing key that OpenSSL verifies."""
+    (run.out / "text").write_bytes(bytes(range(256)) * 40)
+    (run.out / "signed").mkdir()
+    status, documents = run.tool(
+        LONG_COMMAND, "0012AB", [], "session", "-c", "-pin verify", "-c", "pin verify", "-c",
+        "sign --all --no-pin Z:/out/text --output-dir Z:/out/signed", stdin=f"11111111\n{PIN}\n")
+    equal(status, 0, f"exit status, {documents}")
+    equal([document["ok"] for document in documents], [False, True, True], "success of the commands")
+    equal(documents[0]["error"]["status"]["name"], "SCARD_W_WRONG_CHV", "wrong PIN")
+    equal(documents[0]["error"]["attemptsRemaining"], 7, "attempts left")
+    signatures = sorted((run.out / "signed").glob("signature-*.bin"))
+    equal([path.name for path in signatures], ["signature-0.bin", "signature-2.bin"], "signatures")
+    for signature in signatures:
+        certificate = signature.with_name(signature.name.replace("signature", "certificate")).with_suffix(".der")
+        key = subprocess.run(["openssl", "x509", "-inform", "DER", "-in", certificate, "-noout", "-pubkey"],
+                             check=True, capture_output=True).stdout
+        key_file = run.folder / "key.pem"
+        key_file.write_bytes(key)
+        verified = subprocess.run(
+            ["openssl", "dgst", "-sha256", "-verify", key_file, "-signature", signature, run.out / "text"],
+            check=False, capture_output=True, text=True)
+        equal(verified.stdout.strip(), "Verified OK", signature.name)
+    for secret in (PIN, "11111111"):
+        if secret in run.log():
+            raise AssertionError("a PIN stands in the log")
+
+
+def make_tokens(folder):
+    maker = REPOSITORY / "softtoken/make_token.sh"
+    for serial, keys in (("0012AB", "2048:sig,2048:kx,2048:both"), ("77CC01", "2048:sig")):
+        subprocess.run([maker, "--folder", folder, "--serial", serial, "--keys", keys, "--pin", PIN],
+                       check=True, stdout=subprocess.DEVNULL)
+
+
+def main():
+    arch, report = sys.argv[1], pathlib.Path(sys.argv[2])
+    cases = {name: (lambda run, values=values: serial_case(run, *values)) for name, values in SERIAL_CASES.items()}
+    cases["EmptyReader"] = empty_reader
+    cases["PulledDuringSerialCommand"] = pulled_during_serial_command
+    cases["PulledDuringSession"] = pulled_during_session
+    cases["Signs"] = signs
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
+    suite = ElementTree.Element("testsuite", name="CardTests", tests=str(len(cases)))
+
+    def carry_out(name):
+        begun, problem = time.monotonic(), None
+        try:
+            cases[name](Run(arch, folder / name, folder / "tokens"))
+        except Exception as exception:  # whatever goes wrong is this case's failure
+            problem = f"{type(exception).__name__}: {exception}"
+        return name, time.monotonic() - begun, problem
+
+    failed = 0
+    try:
+        make_tokens(folder / "tokens")
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            for name, seconds, problem in pool.map(carry_out, cases):
+                case = ElementTree.SubElement(suite, "testcase", classname="CardTests", name=name, time=f"{seconds:.1f}")
+                print(f"{'FAILED' if problem else 'passed'} {name} ({seconds:.1f} s)", flush=True)
+                if problem:
+                    failed += 1
+                    print(problem, flush=True)
+                    ElementTree.SubElement(case, "failure", message=problem)
+        ElementTree.ElementTree(suite).write(report, encoding="utf-8", xml_declaration=True)
+    finally:
+        # The files of the emulated system belong to root.
+        shutil.rmtree(folder, ignore_errors=True)
+        if folder.exists():
+            subprocess.run(["sudo", "-n", "rm", "-rf", folder], check=False)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
