@@ -31,6 +31,7 @@ struct DeviceState {
   bool contextOpen = false;
   // Number of key pairs that the last acquisition saw.
   std::uint64_t keyCount = 0;
+  // The token's counters, as "cardcf" states them.
   std::uint8_t pinsFreshness = 0;
   std::uint16_t containersFreshness = 0;
   std::uint16_t filesFreshness = 0;
@@ -52,13 +53,16 @@ class DeviceCache {
   // `libraryMutex` is named only for the lock order that the compiler checks.
   explicit DeviceCache(Mutex& libraryMutex) : libraryMutex_(libraryMutex) {}
 
+  // A copy of the cached PIN, empty when there is none.
   SecretText getCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
+  // Whether this process validated the cached PIN.
   bool isPasswordValidatedLocal(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed, stores the PIN and marks it validated.
   void storeValidatedPassword(const std::string& serial, const SecretText& password) ORVANE_EXCLUDES(deviceCacheMutex);
   // Forgets the PIN and its validation, if there is a record.
   void clearValidatedPassword(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
 
+  // Whether a context of this process opened the device before.
   bool isDeviceInitialized(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed.
   void markDeviceInitialized(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
@@ -90,6 +94,7 @@ class DeviceCache {
     bool reconnectSeen = false;
     bool passwordValidatedLocal = false;
   };
+  // Reads both of the record's flags at once.
   PinsBumpState pinsBumpState(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed, counts its PIN counter on and sets `reconnectSeen`.
   void firstPinsBump(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);

@@ -84,8 +84,8 @@ void DeviceMonitor::pollUntilStopped() {
   while (!monitorStopRequested) {
     try {
       knownDevices = pollDevices(knownDevices);
-    } catch (const std::exception&) {
-      // Out of memory: the devices known so far stay known, the next poll sees what changed.
+    } catch (...) {
+      // Out of memory, most likely: the devices known so far stay known, the next poll sees what changed.
     }
     thread_.pause(kPollPeriodMilliseconds);
   }

@@ -25,9 +25,9 @@ class DeviceMonitor {
   // again.
   void startDeviceMonitor();
 
-  // stopDeviceMonitor asks the thread to stop and waits for it: one library call at the most, since the pause between
-  // two polls ends at once. Nothing is waited for or logged when no thread was started, or when the thread itself
-  // calls.
+  // stopDeviceMonitor asks the thread to stop and waits for it: the library calls of one poll at the most, since the
+  // pause between two polls ends at once, and WorkerThread::kJoinBoundMilliseconds in any case. Nothing is waited for
+  // or logged when no thread was started, or when the thread itself calls.
   void stopDeviceMonitor() noexcept;
 
   // One poll, given the tokens of the poll before: returns the tokens of this one. All disconnections are handled

@@ -28,7 +28,9 @@ constexpr std::uint16_t nextFreshness(std::uint16_t value) noexcept { return sta
 template <typename Value>
 class FreshnessCounter {
  public:
+  // value returns the counter as some thread left it.
   Value value() const noexcept { return value_.load(std::memory_order_relaxed); }
+  // bump counts on by nextFreshness; no count is lost when several threads do it at once.
   void bump() noexcept {
     Value seen = value();
     while (!value_.compare_exchange_weak(seen, nextFreshness(seen), std::memory_order_relaxed)) {

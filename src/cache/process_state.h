@@ -17,8 +17,10 @@ namespace orvane {
 // ProcessState owns the process-wide objects. The members are destroyed from the last to the first, so the monitor
 // thread has ended before anything that it uses goes.
 struct ProcessState {
-  // The library lock. It serialises the token library's initialisation, device listing, key lists, PIN validation,
-  // signing, decryption and certificate reads over all contexts. Taken before `deviceCacheMutex`, never after it.
+  // The library lock. It serialises the token library's initialisation, device listing and key list of an acquisition,
+  // the PIN validation of CardAuthenticateEx, signing, decryption, and the opening of the device before a certificate
+  // is read, over all contexts. The certificate itself and the key list of a re-populated "cmapfile" are read without
+  // it. Taken before `deviceCacheMutex`, never after it.
   Mutex libraryMutex;
   // Guards the `pvVendorSpecific` slot of every record, for the few instructions that read, fill or empty it. No other
   // lock is taken while it is held.
@@ -41,6 +43,7 @@ struct ProcessState {
   std::atomic<bool> deviceConnected{false};
   std::atomic<bool> deviceRemoved{false};
 
+  // The thread that watches the tokens; last, so that it has ended before anything that it uses goes.
   DeviceMonitor monitor;
 };
 

@@ -2,15 +2,11 @@
 
 #include <charconv>
 #include <cstdio>
-#include <exception>
-#include <memory>
+
+#include "platform/append_file.h"
 
 namespace orvane {
 namespace {
-
-struct FileCloser {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
 
 // Appends `value` in decimal, filled up with zeros on the left to at least `width` digits.
 void appendPadded(std::string& target, unsigned value, std::size_t width) {
@@ -44,16 +40,6 @@ void cutToPathSize(std::string& path) {
   if (path.size() >= kLogPathSize) path.resize(kLogPathSize - 1);
 }
 
-void appendLine(const std::string& path, const std::string& line) noexcept {
-  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "ab"));
-  if (!file) {
-    std::fputs("\nUnable to write log", stdout);
-    return;
-  }
-  std::fwrite(line.data(), 1, line.size(), file.get());
-  std::fflush(file.get());
-}
-
 }  // namespace
 
 void writeLogLine(LogLevel level, std::string_view message) noexcept {
@@ -65,7 +51,7 @@ void writeLogLine(LogLevel level, std::string_view message) noexcept {
     GetLocalTime(&now);
     path.append(logFileName(now));
     cutToPathSize(path);
-    appendLine(path, logLine(now, level, message));
+    if (!appendToFile(path.c_str(), logLine(now, level, message))) std::fputs("\nUnable to write log", stdout);
   } catch (...) {
     // Out of memory for the path or the line: the line is lost.
   }

@@ -59,13 +59,6 @@ class LogPart {
 // joinText puts the pieces together, in order. Throws std::bad_alloc.
 std::string joinText(std::span<const LogPart> parts);
 
-// text is joinText for pieces given one by one: text("index=", 3) is "index=3".
-template <typename... Parts>
-std::string text(const Parts&... parts) {
-  const LogPart list[] = {LogPart(parts)...};
-  return joinText(list);
-}
-
 }  // namespace orvane
 
 #endif  // ORVANE_LOG_LOG_TEXT_H

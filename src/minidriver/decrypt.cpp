@@ -4,7 +4,7 @@
 // block, so that its padding cannot be told from outside.
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
+#include <iterator>
 #include <vector>
 
 #include "cache/process_state.h"
@@ -20,19 +20,26 @@
 namespace orvane {
 namespace {
 
-// The plaintext that the library allocated; overwritten before it is given back.
+// The plaintext that the library allocated; overwritten before it is given back. A length that the library states is
+// believed only up to the cipher text's: no plaintext is longer.
 class LibraryPlaintext {
  public:
-  LibraryPlaintext() = default;
+  explicit LibraryPlaintext(DWORD cipherTextLength) : maximumLength_(cipherTextLength) {}
   ~LibraryPlaintext() {
-    if (bytes != nullptr && length > 0) wipe(bytes, static_cast<std::size_t>(length));
+    if (bytes != nullptr && isLengthPossible()) wipe(bytes, static_cast<std::size_t>(length));
     std::free(bytes);
   }
   LibraryPlaintext(const LibraryPlaintext&) = delete;
   LibraryPlaintext& operator=(const LibraryPlaintext&) = delete;
 
+  // As an unsigned number a negative length is too large as well.
+  bool isLengthPossible() const noexcept { return static_cast<DWORD>(length) <= maximumLength_; }
+
   unsigned char* bytes = nullptr;
   int length = 0;
+
+ private:
+  DWORD maximumLength_;
 };
 
 void logPaddingType(DWORD paddingType) noexcept {
@@ -62,7 +69,7 @@ DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const
   const std::vector<BYTE> cipherTextBigEndian(std::make_reverse_iterator(info.pbData + info.cbData),
                                               std::make_reverse_iterator(info.pbData));
   const SecretText pin = processState().deviceCache.getCachedPassword(serial);
-  LibraryPlaintext plaintext;
+  LibraryPlaintext plaintext(info.cbData);
   const int result = [&] {
     const CardHandover handover(cardData.hScard);
     return tokenlib::decrypt(serial, key.credentialId, pin.c_str(),
@@ -74,8 +81,7 @@ DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const
     plaintext.bytes = nullptr;
     return refuse(SCARD_E_INVALID_PARAMETER, "CardRSADecrypt: orvane_decrypt failed, ret=", result);
   }
-  // As an unsigned number a negative length is too large as well.
-  if (static_cast<DWORD>(plaintext.length) > info.cbData || (plaintext.bytes == nullptr && plaintext.length != 0)) {
+  if (!plaintext.isLengthPossible() || (plaintext.bytes == nullptr && plaintext.length != 0)) {
     return refuse(SCARD_E_INSUFFICIENT_BUFFER, "CardRSADecrypt: decrypted length larger than buffer");
   }
   std::reverse_copy(plaintext.bytes, plaintext.bytes + plaintext.length, info.pbData);

@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
+#include "minidriver/card_identifier.h"
 #include "minidriver/container_map.h"
 #include "minidriver/csp_buffer.h"
 #include "minidriver/entry.h"
 #include "minidriver/file_names.h"
 #include "minidriver/provider_context.h"
-#include "minidriver/serial_bytes.h"
 #include "platform/card_module.h"
 
 namespace orvane {

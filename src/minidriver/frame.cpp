@@ -1,8 +1,8 @@
 // The beginning and the end of a context: CardAcquireContext and CardDeleteContext.
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <new>
+#include <utility>
 
 #include "cache/process_state.h"
 #include "minidriver/device_binding.h"
@@ -61,7 +61,8 @@ DWORD acquireContext(CARD_DATA& cardData, DWORD dwFlags) {
   if (dwFlags == CARD_SECURE_KEY_INJECTION_NO_CARD_MODE) {
     return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardAcquireContext: CARD_SECURE_KEY_INJECTION_NO_CARD_MODE");
   }
-  std::unique_ptr<ProviderContext> context(new (std::nothrow) ProviderContext(&cardData));
+  // From here on the reference destroys the context and detaches it from its token, unless it is handed to the record.
+  ContextRef context(new (std::nothrow) ProviderContext(&cardData));
   if (!context) return refuse(ERROR_OUTOFMEMORY, "Allocation failed for provider context");
 
   const SCARDHANDLE cardHandle = cardData.hScard;
@@ -73,12 +74,11 @@ DWORD acquireContext(CARD_DATA& cardData, DWORD dwFlags) {
   context->contextReady = 1;
   context->sessionAuthValid = 1;
 
-  // The version is granted, never negotiated: the record is always filled as version 7.
+  // First what can fail. The version is granted, never negotiated: the record is always filled as version 7.
+  publishContext(cardData, std::move(context));
   cardData.dwVersion = CARD_DATA_VERSION_SEVEN;
   fillFunctionTable(cardData);
-  publishContext(cardData, std::move(context));
-  logDebug("CardAcquireContext completed successfully");
-  return statusCode(SCARD_S_SUCCESS);
+  return succeed("CardAcquireContext completed successfully");
 }
 
 }  // namespace

@@ -8,10 +8,10 @@
 
 #include "cache/process_state.h"
 #include "minidriver/capabilities.h"
+#include "minidriver/card_identifier.h"
 #include "minidriver/entry.h"
 #include "minidriver/firmware.h"
 #include "minidriver/provider_context.h"
-#include "minidriver/serial_bytes.h"
 #include "platform/card_module.h"
 
 namespace orvane {

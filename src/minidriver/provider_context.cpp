@@ -1,5 +1,6 @@
 #include "minidriver/provider_context.h"
 
+#include <memory>
 #include <utility>
 
 #include "cache/process_state.h"
@@ -25,6 +26,8 @@ ContextRef& ContextRef::operator=(ContextRef&& other) noexcept {
   return *this;
 }
 
+ProviderContext* ContextRef::release() noexcept { return std::exchange(context_, nullptr); }
+
 ContextRef contextOf(const CARD_DATA& cardData) {
   const LockGuard lock(processState().contextSlotMutex);
   auto* context = static_cast<ProviderContext*>(cardData.pvVendorSpecific);
@@ -32,7 +35,7 @@ ContextRef contextOf(const CARD_DATA& cardData) {
   return ContextRef(context);
 }
 
-void publishContext(CARD_DATA& cardData, std::unique_ptr<ProviderContext> context) {
+void publishContext(CARD_DATA& cardData, ContextRef context) {
   const LockGuard lock(processState().contextSlotMutex);
   cardData.pvVendorSpecific = context.release();
 }

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "cache/container_entry.h"
@@ -60,6 +59,9 @@ class ContextRef {
   explicit operator bool() const noexcept { return context_ != nullptr; }
   ProviderContext& operator*() const noexcept { return *context_; }
   ProviderContext* operator->() const noexcept { return context_; }
+
+  // release gives the reference up without letting it go: whoever takes the pointer now holds it.
+  ProviderContext* release() noexcept;
 
  private:
   ProviderContext* context_ = nullptr;

@@ -7,12 +7,12 @@
 
 #include "cache/process_state.h"
 #include "minidriver/card_handover.h"
+#include "minidriver/card_identifier.h"
 #include "minidriver/container_map.h"
 #include "minidriver/csp_buffer.h"
 #include "minidriver/entry.h"
 #include "minidriver/file_names.h"
 #include "minidriver/provider_context.h"
-#include "minidriver/serial_bytes.h"
 #include "platform/card_module.h"
 #include "tokenlib/token_client.h"
 

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <system_error>
+#include <utility>
 
 #include "platform/windows_api.h"
 #include "platform/worker_thread.h"
@@ -7,21 +8,28 @@
 namespace orvane {
 namespace {
 
-// Owns one kernel object.
+// Owns one kernel object, or none.
 class UniqueHandle {
  public:
+  UniqueHandle() = default;
+  // `handle` is what a creating call returned: null means that it failed.
   explicit UniqueHandle(HANDLE handle) : handle_(handle) {
     if (handle_ == nullptr) {
       throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "WorkerThread");
     }
   }
-  ~UniqueHandle() { CloseHandle(handle_); }
-  UniqueHandle(const UniqueHandle&) = delete;
-  UniqueHandle& operator=(const UniqueHandle&) = delete;
+  ~UniqueHandle() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+  }
+  UniqueHandle(UniqueHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  UniqueHandle& operator=(UniqueHandle&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
   HANDLE get() const noexcept { return handle_; }
 
  private:
-  HANDLE handle_;
+  HANDLE handle_ = nullptr;
 };
 
 UniqueHandle newEvent() { return UniqueHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr)); }
@@ -29,8 +37,7 @@ UniqueHandle newEvent() { return UniqueHandle(CreateEventA(nullptr, TRUE, FALSE,
 }  // namespace
 
 struct WorkerThread::Held {
-  explicit Held(void (*threadProcedure)())
-      : procedure(threadProcedure), thread(CreateThread(nullptr, 0, run, this, CREATE_SUSPENDED, &threadId)) {}
+  explicit Held(void (*threadProcedure)()) : procedure(threadProcedure) {}
 
   // The start decides between the thread, which goes to work, and a join that came first, which cancels the work. A
   // thread that was created during unloading cannot pass the loader's lock and would otherwise be waited for in vain.
@@ -51,7 +58,6 @@ struct WorkerThread::Held {
   UniqueHandle finished = newEvent();
   UniqueHandle never = newEvent();
   DWORD threadId = 0;
-  // Created last and suspended, so that the thread finds everything in place.
   UniqueHandle thread;
 };
 
@@ -59,8 +65,14 @@ WorkerThread::WorkerThread() = default;
 WorkerThread::~WorkerThread() = default;
 
 void WorkerThread::start(void (*procedure)()) {
+  // The thread looks at held_ (through pause) as soon as it runs, so it is created after the assignment.
   held_ = std::make_unique<Held>(procedure);
-  ResumeThread(held_->thread.get());
+  try {
+    held_->thread = UniqueHandle(CreateThread(nullptr, 0, Held::run, held_.get(), 0, &held_->threadId));
+  } catch (...) {
+    held_.reset();
+    throw;
+  }
 }
 
 bool WorkerThread::holdsThread() const noexcept { return held_ != nullptr; }

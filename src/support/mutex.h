@@ -25,7 +25,8 @@ class ORVANE_CAPABILITY("mutex") Mutex {
     const std::thread::id self = std::this_thread::get_id();
     // Only this thread can have stored its own id, so a relaxed read cannot mistake another holder for it.
     if (holder_.load(std::memory_order_relaxed) == self) {
-      throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+      throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
+                              "resource deadlock would occur");
     }
     mutex_.lock();
     holder_.store(self, std::memory_order_relaxed);
@@ -42,24 +43,16 @@ class ORVANE_CAPABILITY("mutex") Mutex {
   std::atomic<std::thread::id> holder_{};
 };
 
-// LockGuard holds a Mutex for its own lifetime. release() gives it back early, at most once.
+// LockGuard holds a Mutex for its own lifetime.
 class ORVANE_SCOPED_CAPABILITY LockGuard {
  public:
-  explicit LockGuard(Mutex& mutex) ORVANE_ACQUIRE(mutex) : mutex_(&mutex) { mutex.lock(); }
-  ~LockGuard() ORVANE_RELEASE() {
-    if (mutex_ != nullptr) mutex_->unlock();
-  }
+  explicit LockGuard(Mutex& mutex) ORVANE_ACQUIRE(mutex) : mutex_(mutex) { mutex.lock(); }
+  ~LockGuard() ORVANE_RELEASE() { mutex_.unlock(); }
   LockGuard(const LockGuard&) = delete;
   LockGuard& operator=(const LockGuard&) = delete;
 
-  // release unlocks before the end of the scope.
-  void release() ORVANE_RELEASE() {
-    mutex_->unlock();
-    mutex_ = nullptr;
-  }
-
  private:
-  Mutex* mutex_;
+  Mutex& mutex_;
 };
 
 }  // namespace orvane

@@ -19,6 +19,5 @@
 #define ORVANE_RELEASE(...) ORVANE_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define ORVANE_REQUIRES(...) ORVANE_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ORVANE_EXCLUDES(...) ORVANE_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
-#define ORVANE_NO_THREAD_SAFETY_ANALYSIS ORVANE_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 #endif  // ORVANE_SUPPORT_THREAD_ANNOTATIONS_H

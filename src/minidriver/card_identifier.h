@@ -1,6 +1,6 @@
 // The card identifier that is made from a token's serial.
-#ifndef ORVANE_MINIDRIVER_SERIAL_BYTES_H
-#define ORVANE_MINIDRIVER_SERIAL_BYTES_H
+#ifndef ORVANE_MINIDRIVER_CARD_IDENTIFIER_H
+#define ORVANE_MINIDRIVER_CARD_IDENTIFIER_H
 
 #include <cstddef>
 #include <string_view>
@@ -20,4 +20,4 @@ inline void fillCardIdentifier(std::string_view serial, unsigned char* identifie
 
 }  // namespace orvane
 
-#endif  // ORVANE_MINIDRIVER_SERIAL_BYTES_H
+#endif  // ORVANE_MINIDRIVER_CARD_IDENTIFIER_H
