@@ -72,7 +72,7 @@ ContextRef contextOf(const CARD_DATA& cardData);
 
 // publishContext stores the context in `pvVendorSpecific`, which takes over its reference. Whatever stood there before
 // is the caller's leftover and is not looked at.
-void publishContext(CARD_DATA& cardData, std::unique_ptr<ProviderContext> context);
+void publishContext(CARD_DATA& cardData, ContextRef context);
 
 // takeContext empties `pvVendorSpecific` and returns the reference that stood there, or a null one.
 ContextRef takeContext(CARD_DATA& cardData);
