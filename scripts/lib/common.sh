@@ -30,7 +30,6 @@ asRoot() {
 
 # stoppable COMMAND ARGS...: runs a command or function so that an interrupt of the script, by the keyboard or by a signal
 # to the script alone, ends it at once with everything that it started. Returns its status.
-JOB=
 stoppable() {
   local status=0
   # Job control gives the command a process group of its own, by which all of it can be reached.
@@ -43,36 +42,40 @@ stoppable() {
   return "$status"
 }
 
-# stopJob STATUS: what an interrupt does; ends the script with STATUS.
-stopJob() {
-  local job=$JOB
-  JOB=
-  trap '' INT TERM HUP
-  if [ -n "$job" ]; then
-    asRoot kill -TERM -- "-$job" 2>/dev/null
-    wait "$job" 2>/dev/null
-  fi
-  exit "$1"
-}
-# catchSignals: what the script itself and every part of it that goes on in the background begins with.
-catchSignals() {
-  JOB=
-  trap 'stopJob 130' INT
-  trap 'stopJob 143' TERM
-  trap 'stopJob 129' HUP
-}
-catchSignals
-
-# together COMMAND -- ARGS...: runs the command in the background and the rest in the foreground; fails if either does.
+# together COMMAND -- ARGS...: runs the first in the background, stoppable, and the rest in the foreground; fails if
+# either does.
 together() {
-  local background status=0
-  { catchSignals; "$1"; } &
-  background=$!
+  local status=0
+  set -m
+  { catchSignals; "$1"; } </dev/null &
+  BACKGROUND=$!
+  set +m
   shift 2
   "$@" || status=$?
-  wait "$background" || status=$?
+  wait "$BACKGROUND" || status=$?
+  BACKGROUND=
   return "$status"
 }
+
+# stopJobs STATUS: what an interrupt does; ends the script with STATUS.
+stopJobs() {
+  local job
+  trap '' INT TERM HUP
+  for job in $JOB $BACKGROUND; do
+    asRoot kill -TERM -- "-$job" 2>/dev/null
+    wait "$job" 2>/dev/null
+  done
+  exit "$1"
+}
+
+# catchSignals: what the script itself and every part of it that goes on in the background begins with.
+catchSignals() {
+  JOB='' BACKGROUND=''
+  trap 'stopJobs 130' INT
+  trap 'stopJobs 143' TERM
+  trap 'stopJobs 129' HUP
+}
+catchSignals
 
 # whileSaying TEXT LOGFILE COMMAND ARGS...: runs a long command with its output in LOGFILE and says every 20 seconds
 # that it is still at work. On failure the end of the log is shown. Returns the command's status.
