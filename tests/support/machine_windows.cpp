@@ -69,12 +69,14 @@ DWORD WINAPI divertedTempPath(DWORD size, LPSTR buffer) {
   return GetTempPathA(size, buffer);
 }
 
-// The thread stands still until the test lets it go, so that its first log line does not fall between those of the call
-// that starts it.
-DWORD WINAPI divertedResume(HANDLE thread) {
+// A new thread stands still until the test lets it go, so that its first log line does not fall between those of the
+// call that starts it.
+HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE procedure,
+                                   LPVOID argument, DWORD flags, LPDWORD threadId) {
   const std::lock_guard lock(diverted().mutex);
-  diverted().heldThreads.push_back(thread);
-  return 1;
+  const HANDLE thread = CreateThread(attributes, stackSize, procedure, argument, flags | CREATE_SUSPENDED, threadId);
+  if (thread != nullptr) diverted().heldThreads.push_back(thread);
+  return thread;
 }
 
 struct Diversion {
@@ -108,7 +110,7 @@ LogLevelValue numberValue(const LogLevelValue& value) {
 void divertCalls(void* module) {
   const Diversion diversions[] = {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
                                   divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
-                                  divert("ResumeThread", divertedResume)};
+                                  divert("CreateThread", divertedCreateThread)};
   auto* const base = static_cast<BYTE*>(module);
   const auto at = [base](auto* typed, DWORD offset) {
     return reinterpret_cast<decltype(typed)>(reinterpret_cast<void*>(base + offset));
