@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <exception>
 
 #include "platform/append_file.h"
 
