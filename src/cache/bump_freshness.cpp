@@ -1,3 +1,5 @@
+#include <new>
+
 #include "cache/process_state.h"
 #include "log/log.h"
 #include "tokenlib/token_client.h"
@@ -5,17 +7,19 @@
 namespace orvane {
 namespace {
 
-// Asks the token whether it still holds its PIN as validated, and keeps its record. A library that throws gives no
-// record to keep and counts as "not validated", so that the provider rather forgets a PIN than trusts a stale one.
+// Asks the token whether it still holds its PIN as validated, and keeps its record. A library that throws, or a lack
+// of memory, gives no record to keep and counts as "not validated", so that the provider rather forgets a PIN than
+// trusts a stale one. What the caller asked for has been done by then and must not look as if it had failed.
 std::uint32_t refreshTokenInfo(const std::string& serial) {
-  TokenInfo tokenInfo{};
   try {
-    tokenInfo = tokenlib::getTokenInfo(serial);
+    const TokenInfo tokenInfo = tokenlib::getTokenInfo(serial);
+    processState().deviceCache.storeTokenInfo(serial, tokenInfo);
+    return tokenInfo.passwordValidated;
   } catch (const tokenlib::TokenLibraryError&) {
     return 0;
+  } catch (const std::bad_alloc&) {
+    return 0;
   }
-  processState().deviceCache.storeTokenInfo(serial, tokenInfo);
-  return tokenInfo.passwordValidated;
 }
 
 void bumpPins(const std::string& serial) {

@@ -21,10 +21,10 @@ bool DeviceCache::isPasswordValidatedLocal(const std::string& serial) const {
   return state != nullptr && state->passwordValidatedLocal;
 }
 
-void DeviceCache::storeValidatedPassword(const std::string& serial, const SecretText& password) {
+void DeviceCache::storeValidatedPassword(const std::string& serial, SecretText&& password) {
   const LockGuard lock(deviceCacheMutex);
   DeviceState& state = devices_[serial];
-  state.cachedPassword = password;
+  state.cachedPassword = std::move(password);
   state.passwordValidatedLocal = true;
 }
 

@@ -1,4 +1,6 @@
 // PIN verification: CardAuthenticatePin and CardAuthenticateEx.
+#include <utility>
+
 #include "cache/process_state.h"
 #include "minidriver/card_handover.h"
 #include "minidriver/entry.h"
@@ -53,7 +55,7 @@ DWORD authenticateOnToken(const CARD_DATA& cardData, ProviderContext& context, P
   if (pinData == nullptr || !isPinLengthValid(pinLength)) {
     return refuse(SCARD_E_INVALID_PARAMETER, "CardAuthenticateEx: PIN length invalid, size=", pinLength);
   }
-  const SecretText pin(pinData, pinLength);
+  SecretText pin(pinData, pinLength);
   int attempts = kDefaultAttempts;
   const int result = [&] {
     const CardHandover handover(cardData.hScard);
@@ -68,7 +70,7 @@ DWORD authenticateOnToken(const CARD_DATA& cardData, ProviderContext& context, P
     if (attempts != 0) return refuse(SCARD_W_WRONG_CHV, "CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV");
     return refuse(SCARD_W_CHV_BLOCKED, "CardAuthenticateEx: PIN blocked, returning SCARD_W_CHV_BLOCKED");
   }
-  devices.storeValidatedPassword(serial, pin);
+  devices.storeValidatedPassword(serial, std::move(pin));
   outputs.store(attempts);
   setAuthenticated(context, pinId, 1);
   return succeed("CardAuthenticateEx: returning SCARD_S_SUCCESS [", serial, "]");
@@ -112,7 +114,7 @@ DWORD WINAPI CardAuthenticatePin(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE 
     if (cbPin == 0) return refuse(ERROR_INVALID_PASSWORD, "CardAuthenticatePin: PIN length is zero");
 
     const std::string& serial = context->serialNumber;
-    const SecretText pin(pbPin, cbPin);
+    SecretText pin(pbPin, cbPin);
     int attempts = 0;
     // Deliberately without the library lock and the card handle: callers of this older entry point rely on not waiting
     // for another context's signature.
@@ -123,7 +125,7 @@ DWORD WINAPI CardAuthenticatePin(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE 
       devices.clearValidatedPassword(serial);
       status = refuse(SCARD_W_WRONG_CHV, "CardAuthenticatePin: wrong PIN [", serial, "]");
     } else {
-      devices.storeValidatedPassword(serial, pin);
+      devices.storeValidatedPassword(serial, std::move(pin));
       logDebug("CardAuthenticatePin: PIN verified successfully [", serial, "]");
     }
     if (pcAttemptsRemaining != nullptr) *pcAttemptsRemaining = static_cast<DWORD>(attempts);

@@ -1,5 +1,6 @@
 // Changing the token's PINs: CardChangeAuthenticator and CardChangeAuthenticatorEx.
 #include <string_view>
+#include <utility>
 
 #include "cache/process_state.h"
 #include "minidriver/entry.h"
@@ -29,12 +30,12 @@ struct ChangeResult {
 // The calls below are deliberately made without the library lock and the card handle.
 
 // Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
-ChangeResult changeUserPin(const std::string& serial, const SecretText& currentPin, const SecretText& newPin) {
+ChangeResult changeUserPin(const std::string& serial, const SecretText& currentPin, SecretText&& newPin) {
   int attempts = kUnknownAttempts;
   const bool isChanged = tokenlib::changeUserPassword(serial, currentPin.c_str(), newPin.c_str(), attempts);
   DeviceCache& devices = processState().deviceCache;
   if (isChanged) {
-    devices.storeValidatedPassword(serial, newPin);
+    devices.storeValidatedPassword(serial, std::move(newPin));
   } else {
     devices.clearValidatedPassword(serial);
   }
@@ -78,9 +79,9 @@ DWORD WINAPI CardChangeAuthenticator(PCARD_DATA pCardData, LPWSTR pwszUserId, PB
     }
     const std::string& serial = context->serialNumber;
     const SecretText currentPin(pbCurrentAuthenticator, cbCurrentAuthenticator);
-    const SecretText newPin(pbNewAuthenticator, cbNewAuthenticator);
+    SecretText newPin(pbNewAuthenticator, cbNewAuthenticator);
     const ChangeResult result =
-        isUser ? changeUserPin(serial, currentPin, newPin) : changeAdminPin(serial, currentPin, newPin);
+        isUser ? changeUserPin(serial, currentPin, std::move(newPin)) : changeAdminPin(serial, currentPin, newPin);
     storeAttempts(pcAttemptsRemaining, result.attempts);
     if (!result.isChanged) {
       return refuse(refusedChangeStatus(result.attempts),
@@ -118,9 +119,9 @@ DWORD WINAPI CardChangeAuthenticatorEx(PCARD_DATA pCardData, DWORD dwFlags, PIN_
     }
     const std::string& serial = context->serialNumber;
     const SecretText currentPin(pbAuthenticatingPinData, cbAuthenticatingPinData);
-    const SecretText newPin(pbTargetData, cbTargetData);
+    SecretText newPin(pbTargetData, cbTargetData);
     const ChangeResult result =
-        isUser ? changeUserPin(serial, currentPin, newPin) : changeAdminPin(serial, currentPin, newPin);
+        isUser ? changeUserPin(serial, currentPin, std::move(newPin)) : changeAdminPin(serial, currentPin, newPin);
     storeAttempts(pcAttemptsRemaining, result.attempts);
     if (!result.isChanged) {
       return refuse(refusedChangeStatus(result.attempts),

@@ -1,0 +1,167 @@
+// The replaced operator new, and the wrappers that the linker puts around the boundary of the token library
+// (--wrap): what happens below them belongs to the library.
+#include "faults/failing_new.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "tokenlib/maker_boundary.h"
+
+namespace orvane::test {
+namespace {
+
+struct Switch {
+  bool armed = false;
+  bool suspended = false;
+  bool failed = false;
+  unsigned successesLeft = 0;
+};
+thread_local Switch newSwitch;
+
+bool shallFail() {
+  Switch& state = newSwitch;
+  if (!state.armed || state.suspended) return false;
+  if (state.successesLeft == 0) {
+    state.failed = true;
+    return true;
+  }
+  --state.successesLeft;
+  return false;
+}
+
+}  // namespace
+
+void failNewAfter(unsigned successes) { newSwitch = {true, false, false, successes}; }
+
+bool letNewSucceed() {
+  newSwitch.armed = false;
+  return newSwitch.failed;
+}
+
+NewSucceeds::NewSucceeds() { newSwitch.suspended = true; }
+NewSucceeds::~NewSucceeds() { newSwitch.suspended = false; }
+NewMayFail::NewMayFail() { newSwitch.suspended = false; }
+NewMayFail::~NewMayFail() { newSwitch.suspended = true; }
+
+}  // namespace orvane::test
+
+void* operator new(std::size_t size) {
+  if (orvane::test::shallFail()) throw std::bad_alloc();
+  void* const block = std::malloc(size != 0 ? size : 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return orvane::test::shallFail() ? nullptr : std::malloc(size != 0 ? size : 1);
+}
+
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+
+namespace {
+
+using orvane::test::NewMayFail;
+using orvane::test::NewSucceeds;
+
+// A receiver that hands on to the product's own, where allocations may fail again.
+struct Receiver {
+  void* receiver;
+  OrvaneSerialReceiver receiveSerial = nullptr;
+  OrvaneTokenInfoReceiver receiveInfo = nullptr;
+  OrvaneKeyPairReceiver receiveKeyPairs = nullptr;
+};
+
+void handOnSerial(void* to, const char* serial, std::size_t length) {
+  const NewMayFail mayFail;
+  const auto& receiver = *static_cast<const Receiver*>(to);
+  receiver.receiveSerial(receiver.receiver, serial, length);
+}
+
+void handOnInfo(void* to, const OrvaneBoundaryTokenInfo* info) {
+  const NewMayFail mayFail;
+  const auto& receiver = *static_cast<const Receiver*>(to);
+  receiver.receiveInfo(receiver.receiver, info);
+}
+
+void handOnKeyPairs(void* to, const OrvaneKeyPair* keyPairs, std::size_t count) {
+  const NewMayFail mayFail;
+  const auto& receiver = *static_cast<const Receiver*>(to);
+  receiver.receiveKeyPairs(receiver.receiver, keyPairs, count);
+}
+
+// Names that begin with two underscores are the linker's.
+#define ORVANE_TESTS_WRAPPER(name) __wrap_##name
+#define ORVANE_TESTS_WRAPPED(name) __real_##name
+
+}  // namespace
+
+#define ORVANE_TESTS_WRAP(name, parameters, arguments)            \
+  extern "C" bool ORVANE_TESTS_WRAPPED(name) parameters noexcept; \
+  extern "C" bool ORVANE_TESTS_WRAPPER(name) parameters noexcept; \
+  bool ORVANE_TESTS_WRAPPER(name) parameters noexcept {           \
+    const NewSucceeds succeeds;                                   \
+    return ORVANE_TESTS_WRAPPED(name) arguments;                  \
+  }
+
+ORVANE_TESTS_WRAP(orvaneBoundaryInit, (void* cardHandle, int* result), (cardHandle, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryInitDevice, (const char* serial, bool reopen, int* result), (serial, reopen, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryValidatePassword, (const char* serial, const char* pin, int* attempts, int* result),
+                  (serial, pin, attempts, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryChangeUserPassword,
+                  (const char* serial, const char* oldPin, const char* newPin, int* attempts, bool* result),
+                  (serial, oldPin, newPin, attempts, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryChangeSoPassword,
+                  (const char* serial, const char* oldSoPin, const char* newSoPin, bool* result),
+                  (serial, oldSoPin, newSoPin, result))
+ORVANE_TESTS_WRAP(orvaneBoundarySignHash,
+                  (const char* serial, const unsigned char* id, const char* pin, const unsigned char* hash,
+                   int hashLength, unsigned char* signature, int* signatureLength, int* result),
+                  (serial, id, pin, hash, hashLength, signature, signatureLength, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryDecrypt,
+                  (const char* serial, const unsigned char* id, const char* pin, const unsigned char* input,
+                   int inputLength, unsigned char** output, int* outputLength, int* result),
+                  (serial, id, pin, input, inputLength, output, outputLength, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryFindCertificateForKey,
+                  (const char* serial, const unsigned char* id, void* context, const OrvaneCertificate** result),
+                  (serial, id, context, result))
+ORVANE_TESTS_WRAP(orvaneBoundarySetExternalSmartcardHandle, (void* cardHandle), (cardHandle))
+ORVANE_TESTS_WRAP(orvaneBoundaryClearExternalSmartcardHandle, (), ())
+
+extern "C" {
+
+bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept {
+  const NewSucceeds succeeds;
+  Receiver handOn{receiver};
+  handOn.receiveSerial = receive;
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(handOnSerial, &handOn);
+}
+
+bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
+                                                      void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
+                                                      void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
+                                                      void* receiver) noexcept {
+  const NewSucceeds succeeds;
+  Receiver handOn{receiver};
+  handOn.receiveInfo = receive;
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetTokenInfo)(serial, handOnInfo, &handOn);
+}
+
+bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
+                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
+                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
+                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept {
+  const NewSucceeds succeeds;
+  Receiver handOn{receiver};
+  handOn.receiveKeyPairs = receive;
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetKeyPairList)(serial, context, handOnKeyPairs, &handOn);
+}
+
+}  // extern "C"

@@ -1,0 +1,33 @@
+// A global operator new that fails when it is told to, for the thread that tells it.
+#ifndef ORVANE_TESTS_FAULTS_FAILING_NEW_H
+#define ORVANE_TESTS_FAULTS_FAILING_NEW_H
+
+namespace orvane::test {
+
+// From now on `successes` allocations of this thread succeed and all after them fail, until letNewSucceed. What the
+// token library and the test's own callbacks allocate does not count and never fails.
+void failNewAfter(unsigned successes);
+// Back to normal; true when an allocation has failed.
+bool letNewSucceed();
+
+// Keeps allocations from failing and counting for its own lifetime.
+class NewSucceeds {
+ public:
+  NewSucceeds();
+  ~NewSucceeds();
+  NewSucceeds(const NewSucceeds&) = delete;
+  NewSucceeds& operator=(const NewSucceeds&) = delete;
+};
+
+// The opposite, inside of the former.
+class NewMayFail {
+ public:
+  NewMayFail();
+  ~NewMayFail();
+  NewMayFail(const NewMayFail&) = delete;
+  NewMayFail& operator=(const NewMayFail&) = delete;
+};
+
+}  // namespace orvane::test
+
+#endif  // ORVANE_TESTS_FAULTS_FAILING_NEW_H

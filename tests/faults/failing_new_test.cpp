@@ -1,0 +1,168 @@
+// The module itself runs out of memory: operator new fails at the first, the second, ... allocation of every call.
+#include "faults/failing_new.h"
+
+#include "faults/all_calls.h"
+
+namespace orvane::test {
+namespace {
+
+// More allocations than any call makes; a call that needs more is a mistake of the test.
+constexpr unsigned kMostAllocations = 2000;
+
+LPVOID WINAPI allocate(SIZE_T size) {
+  const NewSucceeds succeeds;
+  return CallerMemory::allocate(size);
+}
+
+// What the process does about a lack of memory, found out for the whole of a call.
+struct Outcome {
+  unsigned refusals = 0;
+  unsigned lostLines = 0;  // calls that succeeded all the same
+};
+
+class FailingNew : public FaultTest {
+ protected:
+  static void expectRefusalOrResult(DWORD status, DWORD result, bool isUntouched, Outcome& outcome) {
+    if (status == code(SCARD_E_NO_MEMORY)) {
+      ++outcome.refusals;
+      EXPECT_TRUE(isUntouched);
+    } else {
+      ++outcome.lostLines;
+      EXPECT_EQ(status, result);
+    }
+  }
+
+  // The PIN that a signature would use now.
+  std::string cachedPin(CARD_DATA& record) {
+    forget();
+    queueResult("orvane_signHash", 1);
+    Bytes hash(32, 0x11);
+    CARD_SIGNING_INFO info{};
+    info.pbData = hash.data();
+    info.cbData = static_cast<DWORD>(hash.size());
+    EXPECT_EQ(record.pfnCardSignData(&record, &info), code(SCARD_E_INVALID_PARAMETER));
+    if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
+    for (const std::string& call : takeCalls()) {
+      if (!call.starts_with("orvane_signHash(")) continue;
+      const std::size_t begin = call.find(", ", call.find(", ") + 2) + 3;
+      return call.substr(begin, call.find('"', begin) - begin);
+    }
+    return "?";
+  }
+};
+
+// Members of a record that is refused stay as they are when the call fills a record step by step.
+bool fillsStepByStep(const std::string& call) {
+  return call.starts_with("CardGetContainerInfo") || call.starts_with("CardGetContainerProperty") ||
+         call.starts_with("CardSignData");
+}
+
+// Each line of the log makes many allocations and is lost when one fails, which is the same everywhere: some calls show
+// it, the others log nothing but errors.
+bool logsEverything(const std::string& call) {
+  return call == "CardDeleteContext" || call == "CardRSADecrypt" || call == "CardAuthenticateEx on the token";
+}
+
+TEST_F(FailingNew, AtEveryAllocationOfEveryCall) {
+  for (const EntryCall& call : allCalls()) {
+    SCOPED_TRACE(call.name);
+    Outcome outcome;
+    bool hasFailed = true;
+    unsigned successes = 0;
+    for (; hasFailed && successes < kMostAllocations; ++successes) {
+      SCOPED_TRACE(successes);
+      CARD_DATA& record = open(call.before);
+      setDebugLog(logsEverything(call.name));
+      record.pfnCspAlloc = allocate;
+      {
+        CallOutputs outputs;
+        const std::function<DWORD()> prepared = call.prepare(record, outputs);
+        outputs.startCall();
+        failNewAfter(successes);
+        const DWORD status = prepared();
+        hasFailed = letNewSucceed();
+        expectRefusalOrResult(status, call.status, outputs.isUntouched() || fillsStepByStep(call.name), outcome);
+      }
+      expectUsable();
+    }
+    EXPECT_LT(successes, kMostAllocations);
+    if (logsEverything(call.name)) EXPECT_GT(outcome.lostLines, 1u);
+    // An end of a context is never refused.
+    if (call.name == "CardDeleteContext") EXPECT_EQ(outcome.refusals, 0u);
+  }
+}
+
+TEST_F(FailingNew, AtEveryAllocationOfAnAcquisition) {
+  struct Row {
+    const char* name;
+    SCARDHANDLE cardHandle;
+    const char* readerName;
+  };
+  const Row rows[] = {
+      {"without a card handle", 0, ""},
+      {"the serial is in the reader's name", kFaultCardHandle, "Reader of 0012AB"},
+      {"the serial is asked for", kFaultCardHandle, "OrvaneDSC 0"},
+      {"the first token is taken", kFaultCardHandle, "Reader 7"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Outcome outcome;
+    bool hasFailed = true;
+    unsigned successes = 0;
+    for (; hasFailed && successes < kMostAllocations; ++successes) {
+      SCOPED_TRACE(successes);
+      startAnew();
+      resourceManager.readerName = row.readerName;
+      CARD_DATA record = newRecord();
+      record.hScard = row.cardHandle;
+      // Hands the resource manager over, and is refused.
+      record.cbAtr = 18;
+      EXPECT_EQ(acquire(record), code(SCARD_E_UNKNOWN_CARD));
+      record.cbAtr = 19;
+      setDebugLog(row.cardHandle == 0);
+      const CARD_DATA before = record;
+      const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+      failNewAfter(successes);
+      const DWORD status = cardAcquireContext(&record, 0);
+      hasFailed = letNewSucceed();
+      if (status == 0) {
+        ++outcome.lostLines;
+        EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+      } else {
+        ++outcome.refusals;
+        EXPECT_TRUE(status == code(SCARD_E_NO_MEMORY) || status == code(ERROR_OUTOFMEMORY)) << status;
+        EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0) << "the record was changed";
+      }
+      expectUsable();
+    }
+    EXPECT_LT(successes, kMostAllocations);
+    EXPECT_GT(outcome.lostLines, 0u);
+    EXPECT_GT(outcome.refusals, 1u);
+  }
+}
+
+// A PIN change that the token made must not leave the old PIN behind: the next signature would use up a try with it.
+TEST_F(FailingNew, AfterAPinChangeLeavesNoOldPin) {
+  for (const EntryCall& call : allCalls()) {
+    if (call.name != "CardChangeAuthenticator user" && call.name != "CardChangeAuthenticatorEx 1") continue;
+    SCOPED_TRACE(call.name);
+    bool hasFailed = true;
+    for (unsigned successes = 0; hasFailed && successes < kMostAllocations; ++successes) {
+      SCOPED_TRACE(successes);
+      CARD_DATA& record = open(call.before);
+      setDebugLog(false);
+      CallOutputs outputs;
+      const std::function<DWORD()> prepared = call.prepare(record, outputs);
+      outputs.startCall();
+      failNewAfter(successes);
+      prepared();
+      hasFailed = letNewSucceed();
+      bool wasChanged = false;
+      for (const std::string& made : takeCalls()) wasChanged |= made.starts_with("orvane_changeUserPassword(");
+      EXPECT_EQ(cachedPin(record), wasChanged ? kFaultNewPin : kFaultPin);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test
