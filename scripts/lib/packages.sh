@@ -6,14 +6,14 @@
 BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googletest
   libcli11-dev nlohmann-json3-dev libssl-dev npm)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
-EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 util-linux python3)
+EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
 
 # ensurePackages PACKAGE...: installs those that are missing; asks the mirror for nothing when all are there.
 # npm counts as present when the program is there, because it also comes in other packages.
 ensurePackages() {
   local missing=() name
-  for name in "$@"; do
+  for name in $(printf '%s\n' "$@" | sort -u); do
     if [ "$name" = npm ] && command -v npm >/dev/null; then continue; fi
     dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'ok installed' || missing+=("$name")
   done
