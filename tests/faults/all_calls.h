@@ -124,9 +124,9 @@ class FaultTest : public DriverTest {
     return {status, outputs.isUntouched()};
   }
 
-  // Nothing is left behind: no card handle is set, and a new context can be acquired, asked, used with a PIN for a
-  // signature, and deleted, which takes every lock there is.
-  void expectUsable();
+  // Nothing is left behind: no card handle is set (unless the library refused to forget it), and a new context can be
+  // acquired, asked, used with a PIN for a signature, and deleted, which takes every lock there is.
+  void expectUsable(bool isHandleForgotten = true);
 
  private:
   std::deque<CARD_DATA> records_;

@@ -43,15 +43,17 @@ Lines LogReader::take() {
   for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) files.insert(entry.path());
   Lines lines;
   for (const auto& path : files) {
-    const std::string bytes = fileBytes(path);
-    std::size_t begin = read_[path];
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(read_[path]));
+    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::size_t begin = 0;
     while (begin < bytes.size()) {
       const std::size_t end = bytes.find('\n', begin);
       const std::string line = bytes.substr(begin, end == std::string::npos ? end : end - begin);
       lines.push_back(end == std::string::npos ? "? " + line : logLineText(line));
       begin = end == std::string::npos ? bytes.size() : end + 1;
     }
-    read_[path] = begin;
+    read_[path] += begin;
   }
   return lines;
 }

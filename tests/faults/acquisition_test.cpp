@@ -1,0 +1,323 @@
+// What an acquisition meets: a failing token library, strange lists and key records, a failing resource manager.
+#include <algorithm>
+#include <climits>
+
+#include "faults/all_calls.h"
+#include "support/hex_text.h"
+
+namespace orvane::test {
+namespace {
+
+const DWORD kInternal = code(SCARD_F_INTERNAL_ERROR);
+
+class AcquisitionFaults : public FaultTest {
+ protected:
+  // Acquires with the library's and the resource manager's prepared answers; a refusal leaves the record as it was, and
+  // nothing else behind. The context, if any, is deleted.
+  DWORD acquireOnce(SCARDHANDLE cardHandle) {
+    CARD_DATA record = newRecord();
+    record.hScard = cardHandle;
+    const CARD_DATA before = record;
+    const DWORD status = acquire(record);
+    if (status == 0) {
+      EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+    } else {
+      EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0) << "the record was changed";
+    }
+    return status;
+  }
+
+  // The serial that the last acquisition resolved; none when it came to none.
+  static std::string resolvedSerial(const Lines& log) {
+    constexpr std::string_view kLine = "D resolved serial number :: ";
+    for (const std::string& line : log) {
+      if (line.starts_with(kLine)) return line.substr(kLine.size());
+    }
+    return "(none)";
+  }
+};
+
+struct LibraryRow {
+  const char* name;
+  const char* function;
+  bool isException;
+  long long result;
+  const char* output;
+  DWORD status;
+  const char* line;  // one that must be logged
+};
+
+constexpr char kCompleted[] = "D CardAcquireContext completed successfully";
+
+TEST_F(AcquisitionFaults, OfTheLibrary) {
+  const LibraryRow rows[] = {
+      {"init fails", "orvane_init", false, -1, "", 0, kCompleted},
+      {"init throws", "orvane_init", true, 0, "", kInternal,
+       "E CardAcquireContext: unhandled exception: orvane_init: exception in the token library"},
+      {"the device list throws", "orvane_getConnectedDeviceList", true, 0, "", kInternal,
+       "E CardAcquireContext: unhandled exception: orvane_getConnectedDeviceList: exception in the token library"},
+      {"no device", "orvane_getConnectedDeviceList", false, 0, "", code(SCARD_E_NO_SMARTCARD),
+       "E No smart card connected"},
+      {"a device without a serial", "orvane_getConnectedDeviceList", false, 0, "\n", 0, "D resolved serial number :: "},
+      {"the device does not open", "orvane_initDevice", false, INT_MIN, "", 0,
+       "E Init device failed for [0012AB]: -2147483648"},
+      {"opening throws", "orvane_initDevice", true, 0, "", kInternal,
+       "E CardAcquireContext: unhandled exception: orvane_initDevice: exception in the token library"},
+      {"clearing the handle throws", "orvane_clearExternalSmartcardHandle", true, 0, "", kInternal,
+       "E CardAcquireContext: unhandled exception: orvane_clearExternalSmartcardHandle: exception in the token "
+       "library"},
+      {"the key list throws", "orvane_getKeyPairList", true, 0, "", kInternal,
+       "E CardAcquireContext: unhandled exception: orvane_getKeyPairList: exception in the token library"},
+      {"the key list is empty at first", "orvane_getKeyPairList", false, 0, "", 0,
+       "D Key list empty for [0012AB], refreshing"},
+  };
+  for (const LibraryRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    startAnew();
+    const std::string output = row.output;
+    if (row.isException) {
+      queueThrow(row.function);
+    } else {
+      queueResult(row.function, row.result, kSofttokenKeep, kSofttokenKeep, Bytes(output.begin(), output.end()));
+    }
+    EXPECT_EQ(acquireOnce(0), row.status);
+    EXPECT_EQ(softtoken_queued(row.function), 0u) << "the function was not called";
+    const Lines log = takeLog();
+    EXPECT_EQ(std::count(log.begin(), log.end(), row.line), 1);
+    expectUsable();
+  }
+}
+
+TEST_F(AcquisitionFaults, WithManyAndLongSerials) {
+  std::string many;
+  for (int i = 0; i < 300; ++i) many += "SERIAL" + std::to_string(i) + "\n";
+  const std::string rows[] = {many, std::string(5000, 'x') + "\n"};
+  for (const std::string& list : rows) {
+    SCOPED_TRACE(list.size());
+    startAnew();
+    queueResult("orvane_getConnectedDeviceList", 0, kSofttokenKeep, kSofttokenKeep, Bytes(list.begin(), list.end()));
+    EXPECT_EQ(acquireOnce(0), 0u);
+    EXPECT_EQ(resolvedSerial(takeLog()), list.substr(0, list.find('\n')));
+    expectUsable();
+  }
+}
+
+// A key record that does not make sense, and what the calls that use it answer.
+struct KeyRow {
+  const char* name;
+  std::uint32_t modulusLength;
+  std::uint32_t algorithm;
+  std::int32_t usage;
+  std::uint16_t mapBits;  // size in the container map, for the usages that state one
+  DWORD infoStatus;
+  DWORD signedLength;  // size-only answer
+};
+
+TEST_F(AcquisitionFaults, WithStrangeKeys) {
+  const KeyRow rows[] = {
+      {"as it should be", 256, 2, 3, 2048, 0, 256},
+      {"no modulus", 0, 2, 3, 0, 0, 256},
+      {"a full modulus", 1024, 2, 3, 8192, 0, 256},
+      {"a modulus longer than the record", 1025, 2, 3, 8200, ERROR_INVALID_PARAMETER, 256},
+      {"the longest modulus", 0xFFFFFFFF, 2, 3, 0xFFF8, ERROR_INVALID_PARAMETER, 256},
+      {"algorithm 0", 256, 0, 3, 2048, 0, 256},
+      {"algorithm 99", 256, 99, 3, 2048, 0, 256},
+      {"algorithm 4 for a short modulus", 128, 4, 3, 1024, 0, 512},
+      {"the largest algorithm", 256, 0xFFFFFFFF, 3, 2048, 0, 256},
+      {"usage 0", 256, 2, 0, 0, 0, 256},
+      {"usage 99", 256, 2, 99, 0, 0, 256},
+      {"usage -1", 256, 2, -1, 0, 0, 256},
+  };
+  for (const KeyRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    startAnew();
+    ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
+    OrvaneKeyPair key = makeKey(1, row.usage);
+    key.modulusLength = row.modulusLength;
+    key.algorithm = row.algorithm;
+    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
+    CARD_DATA record = newRecord();
+    ASSERT_EQ(acquire(record), 0u);
+    record.hScard = kFaultCardHandle;
+    const bool hasUse = row.usage == 3;
+
+    char mapName[] = "cmapfile";
+    PBYTE data = nullptr;
+    DWORD size = 0;
+    EXPECT_EQ(record.pfnCardReadFile(&record, nullptr, mapName, 0, &data, &size), 0u);
+    ASSERT_EQ(size, sizeof(CONTAINER_MAP_RECORD));
+    const Bytes map = takeBuffer(data, size);
+    CONTAINER_MAP_RECORD mapRecord{};
+    std::memcpy(&mapRecord, map.data(), sizeof(mapRecord));
+    EXPECT_EQ(mapRecord.wSigKeySizeBits, row.mapBits);
+    EXPECT_EQ(mapRecord.wKeyExchangeKeySizeBits, row.mapBits);
+
+    CONTAINER_INFO info{};
+    EXPECT_EQ(record.pfnCardGetContainerInfo(&record, 0, 0, &info), row.infoStatus);
+    EXPECT_EQ(info.pbSigPublicKey != nullptr, row.infoStatus == 0 && hasUse);
+    EXPECT_EQ(info.pbKeyExPublicKey != nullptr, row.infoStatus == 0 && hasUse);
+    if (info.pbSigPublicKey != nullptr) takeBuffer(info.pbSigPublicKey, row.modulusLength + 20);
+    if (info.pbKeyExPublicKey != nullptr) takeBuffer(info.pbKeyExPublicKey, row.modulusLength + 20);
+
+    Bytes hash(32, 0x11);
+    CARD_SIGNING_INFO signing{};
+    signing.dwSigningFlags = CARD_BUFFER_SIZE_ONLY;
+    signing.pbData = hash.data();
+    signing.cbData = static_cast<DWORD>(hash.size());
+    EXPECT_EQ(record.pfnCardSignData(&record, &signing), 0u);
+    EXPECT_EQ(signing.cbSignedData, row.signedLength);
+    takeBuffer(signing.pbSignedData, row.signedLength);
+
+    Bytes block(256, 0x22);
+    CARD_RSA_DECRYPT_INFO decrypting{};
+    decrypting.dwVersion = 2;
+    decrypting.dwKeySpec = AT_SIGNATURE;
+    decrypting.pbData = block.data();
+    decrypting.cbData = static_cast<DWORD>(block.size());
+    queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {1, 2, 3});
+    EXPECT_EQ(record.pfnCardRSADecrypt(&record, &decrypting), hasUse ? 0 : code(SCARD_E_NO_KEY_CONTAINER));
+    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+  }
+}
+
+TEST_F(AcquisitionFaults, WithThreeHundredKeys) {
+  startAnew();
+  ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
+  for (unsigned i = 0; i < 300; ++i) {
+    const OrvaneKeyPair key = makeKey(static_cast<std::uint8_t>(i), 3);
+    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
+  }
+  CARD_DATA record = newRecord();
+  ASSERT_EQ(acquire(record), 0u);
+  char directory[] = "mscp";
+  LPSTR names = nullptr;
+  DWORD size = 0;
+  EXPECT_EQ(record.pfnCardEnumFiles(&record, directory, &names, &size, 0), 0u);
+  std::string expected = std::string("cardcf") + '\0' + "cmapfile" + '\0';
+  for (int i = 0; i < 300; ++i) {
+    expected += "ksc" + std::to_string(i) + '\0' + "kxc" + std::to_string(i) + '\0';
+  }
+  expected += '\0';
+  const Bytes listed = takeBuffer(names, expected.size());
+  EXPECT_EQ(std::string(listed.begin(), listed.end()), expected);
+  char mapName[] = "cmapfile";
+  PBYTE data = nullptr;
+  EXPECT_EQ(record.pfnCardReadFile(&record, nullptr, mapName, 0, &data, &size), 0u);
+  takeBuffer(data, 300 * sizeof(CONTAINER_MAP_RECORD));
+  CONTAINER_INFO info{};
+  EXPECT_EQ(record.pfnCardGetContainerInfo(&record, 255, 0, &info), 0u);
+  takeBuffer(info.pbSigPublicKey, 276);
+  takeBuffer(info.pbKeyExPublicKey, 276);
+  EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+}
+
+TEST_F(AcquisitionFaults, OfTheResourceManager) {
+  for (const LONG result :
+       {LONG{SCARD_E_INVALID_HANDLE}, LONG{SCARD_W_REMOVED_CARD}, LONG{-1}, LONG{1}, LONG{INT_MAX}}) {
+    SCOPED_TRACE(result);
+    startAnew();
+    resourceManager.statusResult = result;
+    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    Bytes digits(4);
+    for (std::size_t i = 0; i < 4; ++i) digits[i] = static_cast<std::uint8_t>(code(result) >> (24 - 8 * i));
+    const Lines log = takeLog();
+    const std::string line =
+        "E SCardStatusA failed: 0x" + hexText<std::string>(digits.data(), 4) + ", defaulting to index 0";
+    EXPECT_EQ(std::count(log.begin(), log.end(), line), 1);
+    EXPECT_EQ(resolvedSerial(log), kFaultSerial);
+    EXPECT_EQ(takeTransmissions(), Lines{});
+
+    for (const char* const reader : {"OrvaneDSC 0", "Reader 0"}) {
+      startAnew();
+      resourceManager.readerName = reader;
+      resourceManager.transmitResult = result;
+      resourceManager.reply = {'X', 'Y', 'Z', 0x90, 0x00};
+      EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+      EXPECT_EQ(resolvedSerial(takeLog()), kFaultSerial);
+      EXPECT_EQ(takeTransmissions().size(), 1u);
+    }
+  }
+}
+
+TEST_F(AcquisitionFaults, WithReaderNamesOfEveryLength) {
+  startAnew();
+  for (std::size_t length = 0; length <= 511; ++length) {
+    SCOPED_TRACE(length);
+    resourceManager = ResourceManager{};
+    resourceManager.transmitResult = SCARD_E_INVALID_HANDLE;
+    // No blank: the first token is taken.
+    resourceManager.readerName = std::string(length, 'r');
+    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    Lines log = takeLog();
+    EXPECT_EQ(resolvedSerial(log), kFaultSerial);
+    EXPECT_EQ(std::count(log.begin(), log.end(), "D Reader name for hScard: " + resourceManager.readerName), 1);
+    if (length < 5) continue;
+    // The third piece is the serial, however long.
+    resourceManager.readerName = "a b " + std::string(length - 5, 's') + "7";
+    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    log = takeLog();
+    EXPECT_EQ(resolvedSerial(log), std::string(length - 5, 's') + "7");
+  }
+  expectUsable();
+}
+
+struct NameRow {
+  const char* name;
+  DWORD status;
+  const char* serial;
+};
+
+TEST_F(AcquisitionFaults, WithStrangeReaderNames) {
+  const NameRow rows[] = {
+      {" ", 0, kFaultSerial},
+      {"  ", 0, kFaultSerial},
+      {"                ", 0, kFaultSerial},
+      {"a 2147483647", 0, kFaultSerial},
+      {"a 2147483648", kInternal, "(none)"},
+      {"a 00000000000000000000000000000000", 0, kFaultSerial},
+      {"a 99999999999999999999999999999999", kInternal, "(none)"},
+      {"a -1", 0, kFaultSerial},
+      {"a b c", 0, kFaultSerial},
+      {"a  7", 0, "7"},
+      {"\x01\xFF\x80 \xFE 9\xFF", 0, "9\xFF"},
+  };
+  for (const NameRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    startAnew();
+    resourceManager.readerName = row.name;
+    resourceManager.transmitResult = SCARD_E_INVALID_HANDLE;
+    EXPECT_EQ(acquireOnce(kFaultCardHandle), row.status);
+    EXPECT_EQ(resolvedSerial(takeLog()), row.serial);
+    expectUsable();
+  }
+}
+
+TEST_F(AcquisitionFaults, WithRepliesOfEveryLength) {
+  struct Row {
+    const char* reader;
+    std::uint8_t status[2];
+    std::size_t shortest;  // reply that counts; 0: none does
+  };
+  const Row rows[] = {
+      {"OrvaneDSC", {0x90, 0x00}, 3}, {"OrvaneDSC", {0x90, 0x01}, 0}, {"OrvaneDSC", {0x6A, 0x82}, 0},
+      {"Reader", {0x90, 0x00}, 3},    {"Reader", {0x6A, 0x82}, 3},
+  };
+  startAnew();
+  for (const Row& row : rows) {
+    for (std::size_t length = 0; length <= 64; ++length) {
+      SCOPED_TRACE(std::string(row.reader) + " " + std::to_string(row.status[1]) + " " + std::to_string(length));
+      resourceManager = ResourceManager{};
+      resourceManager.readerName = row.reader;
+      resourceManager.reply = Bytes(length, 'S');
+      if (length >= 1) resourceManager.reply[length - 1] = row.status[1];
+      if (length >= 2) resourceManager.reply[length - 2] = row.status[0];
+      EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+      const bool counts = row.shortest != 0 && length >= row.shortest;
+      EXPECT_EQ(resolvedSerial(takeLog()), counts ? std::string(length - 2, 'S') : kFaultSerial);
+    }
+  }
+  expectUsable();
+}
+
+}  // namespace
+}  // namespace orvane::test
