@@ -40,7 +40,9 @@ void LogReader::open(const std::filesystem::path& folder) {
 Lines LogReader::take() {
   std::set<std::filesystem::path> files;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) files.insert(entry.path());
+  for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
+    if (entry.is_regular_file()) files.insert(entry.path());
+  }
   Lines lines;
   for (const auto& path : files) {
     std::ifstream file(path, std::ios::binary);

@@ -1,0 +1,80 @@
+// The guard that turns exceptions into statuses on the way out of an entry point.
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "cache/process_state.h"
+#include "minidriver/entry.h"
+#include "support/core_test.h"
+
+namespace orvane::test {
+namespace {
+
+class EntryGuard : public CoreTest {};
+
+struct Row {
+  const char* name;
+  void (*raise)();
+  DWORD status;
+  std::string text;  // how the error line goes on after the entry point's name
+};
+
+const Row kRows[] = {
+    {"out of memory", [] { throw std::bad_alloc(); }, 0x80100006, std::bad_alloc().what()},
+    {"a kind of out of memory", [] { throw std::bad_array_new_length(); }, 0x80100006,
+     std::bad_array_new_length().what()},
+    {"a runtime error", [] { throw std::runtime_error("something went wrong"); }, 0x80100001, "something went wrong"},
+    {"an empty text", [] { throw std::runtime_error(""); }, 0x80100001, ""},
+    {"a logic error", [] { throw std::out_of_range("far off"); }, 0x80100001, "far off"},
+    {"a mutex that the thread holds already",
+     [] {
+       Mutex mutex;
+       // Through pointers, so that the compiler does not refuse what is tested here.
+       void (Mutex::*const lock)() = &Mutex::lock;
+       void (Mutex::*const unlock)() = &Mutex::unlock;
+       (mutex.*lock)();
+       try {
+         (mutex.*lock)();
+       } catch (...) {
+         (mutex.*unlock)();
+         throw;
+       }
+     },
+     0x80100001, "resource deadlock would occur"},
+};
+
+TEST_F(EntryGuard, TurnsExceptionsIntoStatuses) {
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(cardEntry("CardSomething :: LOG_FUNCTION_NAME = Entry",
+                        [&]() -> DWORD {
+                          row.raise();
+                          return 0;
+                        }),
+              row.status);
+    const Lines log = takeLog();
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0], "D CardSomething :: LOG_FUNCTION_NAME = Entry");
+    const std::string error = "E CardSomething: unhandled exception: " + row.text;
+    EXPECT_EQ(log[1].substr(0, error.size()), error);
+  }
+}
+
+TEST_F(EntryGuard, CatchesWhatIsNoStandardException) {
+  EXPECT_EQ(cardEntry("CardSomething :: LOG_FUNCTION_NAME = Entry", []() -> DWORD { throw 42; }), 0x80100001u);
+  const Lines log = takeLog();
+  ASSERT_EQ(log.size(), 2u);
+  const std::string error = "E CardSomething: unhandled exception: ";
+  EXPECT_EQ(log[1].substr(0, error.size()), error);
+}
+
+TEST_F(EntryGuard, PassesStatusesOn) {
+  for (const DWORD status : {0u, 87u, 0x80100022u}) {
+    EXPECT_EQ(cardEntry("CardSomething :: LOG_FUNCTION_NAME = Entry", [&] { return status; }), status);
+    EXPECT_EQ(takeLog(), Lines{"D CardSomething :: LOG_FUNCTION_NAME = Entry"});
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

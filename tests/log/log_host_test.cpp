@@ -1,0 +1,143 @@
+// What only the pretended machine can show: paths beyond Windows' own limits, a process without a name, the number of
+// registry reads, and appending as the system promises it.
+#include <algorithm>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "log/log.h"
+#include "log/log_file.h"
+#include "platform/host/host_control.h"
+#include "support/core_test.h"
+#include "support/log_reader.h"
+
+namespace orvane::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LogHostTest : public CoreTest {
+ protected:
+  void TearDown() override {
+    setProcessName("hosttest.exe");
+    CoreTest::TearDown();
+  }
+
+  static void setProcessName(const std::optional<std::string>& name) {
+    host::HostMachine& machine = host::hostMachine();
+    const std::lock_guard lock(machine.mutex);
+    machine.processName = name;
+  }
+  static std::uint64_t registryReads() {
+    host::HostMachine& machine = host::hostMachine();
+    const std::lock_guard lock(machine.mutex);
+    return machine.registryReads;
+  }
+
+  // A folder below the test's own whose path with a separator at the end has this length.
+  std::string folderOfLength(std::size_t length) const {
+    std::string path = tempFolder();
+    while (path.size() + 1 < length) {
+      // Parts of at most 100 characters; none may be empty.
+      const std::size_t rest = length - path.size() - 2;
+      const std::size_t part = rest > 101 ? 100 : rest;
+      path += "/" + std::string(part, 'p');
+    }
+    fs::create_directories(path);
+    EXPECT_EQ(path.size() + 1, length);
+    return path;
+  }
+};
+
+TEST_F(LogHostTest, TheProcessNameEndsAtItsFirstDot) {
+  const struct {
+    std::optional<std::string> name;
+    std::string folder;
+  } rows[] = {{"lsass.exe", "lsass"},         {"a.b.exe", "a"}, {"plain", "plain"},
+              {"two words.exe", "two words"}, {".exe", ""},     {std::nullopt, ""}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name.value_or("(none)"));
+    setProcessName(row.name);
+    const fs::path base = fs::path(tempFolder()) / "Brightfold";
+    fs::remove_all(base);
+    fs::create_directories(row.folder.empty() ? base : base / row.folder);
+    logError("line");
+    const fs::path folder = row.folder.empty() ? base : base / row.folder;
+    EXPECT_EQ(fileBytes(folder / "2026-11-15.LOG"), "15/11::10:03:25:123-> ->ERROR ::=>line\n");
+  }
+}
+
+// The path has at most 1023 characters and is cut without a word.
+TEST_F(LogHostTest, LongPathsAreCut) {
+  constexpr std::size_t kFolders = sizeof("/Brightfold/hosttest/") - 1;
+  constexpr std::size_t kName = sizeof("2026-11-15.LOG") - 1;
+  const struct {
+    const char* name;
+    std::size_t fileNameLength;
+  } rows[] = {{"the whole name just fits", kName}, {"one character is missing", kName - 1}, {"one is left", 1}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string folder = folderOfLength(1023 - row.fileNameLength - kFolders);
+    setTempFolder(folder);
+    fs::create_directories(folder + "/Brightfold/hosttest");
+    logError("line");
+    const std::string name = std::string("2026-11-15.LOG").substr(0, row.fileNameLength);
+    EXPECT_EQ(fileBytes(folder + "/Brightfold/hosttest/" + name), "15/11::10:03:25:123-> ->ERROR ::=>line\n");
+  }
+}
+
+TEST_F(LogHostTest, ATemporaryFolderBeyondTheBufferIsNone) {
+  char buffer[1024];
+  for (const std::size_t length : {1022u, 1023u}) {
+    setTempFolder(folderOfLength(length));
+    EXPECT_EQ(getLogBaseFolderPath(buffer, sizeof(buffer)), 0);
+    EXPECT_EQ(std::string(buffer).size(), length);
+  }
+  setTempFolder(folderOfLength(1024));
+  EXPECT_EQ(getLogBaseFolderPath(buffer, sizeof(buffer)), -1);
+  EXPECT_EQ(std::string(buffer), "");
+  setTempFolder(std::nullopt);
+  EXPECT_EQ(getLogBaseFolderPath(buffer, sizeof(buffer)), -1);
+  EXPECT_EQ(std::string(buffer), "");
+  setTempFolder(tempFolder());
+}
+
+TEST_F(LogHostTest, TheRegistryIsReadOnceForEachCall) {
+  const std::uint64_t before = registryReads();
+  logDebug("a");
+  logError("b");
+  logDebug(std::string("c"));
+  setDebugLog(false);
+  logDebug("d");
+  logError("e");
+  EXPECT_EQ(registryReads() - before, 5u);
+}
+
+// Lines of many threads stay whole, and none is lost.
+TEST_F(LogHostTest, LinesOfSeveralThreadsStayWhole) {
+  constexpr int kThreads = 8;
+  constexpr int kLines = 200;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([thread] {
+      for (int i = 0; i < kLines; ++i) logDebug("thread ", thread, " line ", i, std::string(100, 'x'));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  Lines lines = takeLog();
+  Lines expected;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    for (int i = 0; i < kLines; ++i) {
+      expected.push_back("D thread " + std::to_string(thread) + " line " + std::to_string(i) + std::string(100, 'x'));
+    }
+  }
+  std::sort(lines.begin(), lines.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(lines, expected);
+}
+
+}  // namespace
+}  // namespace orvane::test
