@@ -1,0 +1,232 @@
+#!/usr/bin/env python3
+"""Looks at the DLLs as they were built, without running them.
+
+    tests/binary/check_binaries.py [--report FILE] [PRESET...]
+
+PRESET is windows-arm64 or windows-x64 (both if none is named) and must be built. Prints one line for each check, PASS
+or FAIL and its name, with the reason of a failure below it; --report also writes them as a JUnit-style file. The status
+is 0 only if nothing failed.
+"""
+
+import argparse
+import pathlib
+import re
+import sys
+import xml.etree.ElementTree as ElementTree
+
+sys.dont_write_bytecode = True  # nothing is left in the source tree
+import pe_image  # noqa: E402
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+MACHINES = {"windows-arm64": 0xAA64, "windows-x64": 0x8664}
+
+# What the minidriver may lean on: the system, the C runtime that is part of it, and the maker's library with the
+# runtime that the maker's library needs anyway. Anything new here must be there on every machine, and be signed.
+IMPORTED_DLLS = {
+    "ADVAPI32.dll",
+    "KERNEL32.dll",
+    "OrvaneDSCLibrary.dll",
+    "VCRUNTIME140.dll",
+    "WinSCard.dll",
+    "api-ms-win-crt-heap-l1-1-0.dll",
+    "api-ms-win-crt-private-l1-1-0.dll",
+    "api-ms-win-crt-runtime-l1-1-0.dll",
+    "api-ms-win-crt-stdio-l1-1-0.dll",
+    "api-ms-win-crt-string-l1-1-0.dll",
+}
+# Never a connection, a transaction or a registry write of the minidriver's own.
+IMPORTED_NAMES = {
+    "ADVAPI32.dll": {"RegGetValueA"},
+    "VCRUNTIME140.dll": {"_CxxThrowException", "__CxxFrameHandler3", "__std_terminate"},
+    "WinSCard.dll": {"SCardStatusA", "SCardTransmit"},
+}
+
+
+def read(path):
+    return (ROOT / path).read_text(encoding="utf-8")
+
+
+def definition_names(path):
+    """The names below EXPORTS in a module-definition file, in order."""
+    lines = [line.split(";")[0].strip() for line in read(path).splitlines()]
+    return [line for line in lines[lines.index("EXPORTS") + 1 :] if line]
+
+
+def slots():
+    """The entry points of the function table, in order."""
+    table = read("src/minidriver/function_table.h")
+    return re.findall(r"^  X\((\w+)\)", table, re.MULTILINE)
+
+
+def record_slots():
+    """The entry points for which the interface's record has a member, in order; the caller's own callbacks left out."""
+    record = read("src/platform/card_module.h").split("struct _CARD_DATA {")[1].split("};")[0]
+    return [name for name in re.findall(r"\bpfn(\w+);", record) if not name.startswith("Csp")]
+
+
+def project_version():
+    found = re.search(r"project\(\w+ VERSION (\d+)\.(\d+)\.(\d+)", read("CMakeLists.txt"))
+    return tuple(int(number) for number in found.groups())
+
+
+def same(actual, expected):
+    """Raises AssertionError with the difference."""
+    if actual == expected:
+        return
+    if not isinstance(expected, (list, set)):
+        raise AssertionError(f"found {actual!r}, wanted {expected!r}")
+    missing = [item for item in expected if item not in actual]
+    surplus = [item for item in actual if item not in expected]
+    raise AssertionError(f"missing {missing}, too many {surplus}" if missing or surplus else "other order or repeated")
+
+
+class Checks:
+    """Runs checks and keeps their results: (name, failure or None)."""
+
+    def __init__(self):
+        self.results = []
+
+    def run(self, name, check):
+        failure = None
+        try:
+            check()
+        except Exception as error:  # whatever goes wrong in a check is its failure
+            failure = f"{type(error).__name__}: {error}"
+        self.results.append((name, failure))
+        print(f"{'FAIL' if failure else 'PASS'} {name}")
+        if failure:
+            print(f"      {failure}")
+
+    def write_report(self, path):
+        suite = ElementTree.Element(
+            "testsuite", name="binary", tests=str(len(self.results)), failures=str(sum(1 for _, f in self.results if f))
+        )
+        for name, failure in self.results:
+            case = ElementTree.SubElement(suite, "testcase", classname="binary", name=name)
+            if failure:
+                ElementTree.SubElement(case, "failure", message=failure)
+        ElementTree.ElementTree(suite).write(path, encoding="utf-8", xml_declaration=True)
+
+
+def check_sources(checks):
+    names = definition_names("exports/minidriver.def")
+    checks.run("the export list has 45 names", lambda: same((len(names), len(set(names))), (45, 45)))
+    checks.run(
+        "the export list is CardAcquireContext and the function table",
+        lambda: same(names, ["CardAcquireContext"] + slots()),
+    )
+    checks.run("the function table has the record's slots in order", lambda: same(slots(), record_slots()))
+    checks.run(
+        "the maker's library is listed with thirteen decorated names",
+        lambda: same([name[:8] for name in definition_names("src/tokenlib/OrvaneDSCLibrary.def")], ["?orvane_"] * 13),
+    )
+
+
+def check_image(checks, label, image, machine):
+    """What holds for every DLL of ours."""
+
+    def memory_protection():
+        # Random base with high entropy, no execution of data.
+        same(image.dll_characteristics & 0x160, 0x160)
+        same([s[0] for s in image.sections if s[3] & pe_image.SCN_EXECUTE and s[3] & pe_image.SCN_WRITE], [])
+
+    def no_paths():
+        home = str(pathlib.Path.home()).encode()
+        found = [p for p in (str(ROOT).encode(), home + b"/") if len(p) > 5 and p in image.data]
+        same(found, [])
+
+    checks.run(f"{label} is made for the right machine", lambda: same(hex(image.machine), hex(machine)))
+    checks.run(f"{label} is a DLL", lambda: same(bool(image.characteristics & pe_image.IMAGE_FILE_DLL), True))
+    checks.run(f"{label} has its memory protected", memory_protection)
+    checks.run(f"{label} imports everything at load time", lambda: same(image.has_delayed_imports(), False))
+    checks.run(f"{label} names no folder of the building machine", no_paths)
+
+
+def check_minidriver(checks, label, image):
+    name, exports = image.exports()
+    imports = image.imports()
+    wanted = definition_names("exports/minidriver.def")
+    maker = definition_names("src/tokenlib/OrvaneDSCLibrary.def")
+
+    def version():
+        major, minor, patch = project_version()
+        text = f"{major}.{minor}.{patch}"
+        file_version, product_version, texts = image.version()
+        same(file_version, (major, minor, patch, 0))
+        same(product_version, (major, minor, patch, 0))
+        same(
+            {key: texts.get(key) for key in sorted(texts) if key != "FileDescription"},
+            {
+                "CompanyName": "Brightfold",
+                "FileVersion": text,
+                "InternalName": "OrvaneMinidriver",
+                "OriginalFilename": "OrvaneMinidriver.dll",
+                "ProductName": "Orvane",
+                "ProductVersion": text,
+            },
+        )
+        same(texts["FileDescription"].startswith("Orvane smart-card minidriver"), True)
+
+    checks.run(
+        f"{label} exports exactly the export list",
+        lambda: same(sorted(str(export[0]) for export in exports), sorted(wanted)),
+    )
+    checks.run(f"{label} exports under its own name", lambda: same(name, "OrvaneMinidriver.dll"))
+    checks.run(
+        f"{label} exports only code of its own",
+        lambda: same([e[0] for e in exports if e[2] or not image.section_flags(e[1]) & pe_image.SCN_EXECUTE], []),
+    )
+    checks.run(f"{label} exports every entry point once", lambda: same(len({e[1] for e in exports}), 45))
+    checks.run(f"{label} imports from the known DLLs only", lambda: same(set(imports), IMPORTED_DLLS))
+    checks.run(
+        f"{label} imports the maker's thirteen functions",
+        lambda: same(sorted(imports["OrvaneDSCLibrary.dll"]), sorted(maker)),
+    )
+    for dll, names in IMPORTED_NAMES.items():
+        checks.run(f"{label} imports from {dll} only what it is known for", lambda: same(set(imports[dll]), names))
+    checks.run(f"{label} carries the project's version", version)
+
+
+def check_softtoken(checks, label, image):
+    name, exports = image.exports()
+    header = read("softtoken/softtoken_control.h")
+    control = set(re.findall(r"^SOFTTOKEN_API [^(]*?(softtoken_\w+)\(", header, re.MULTILINE))
+    maker = set(definition_names("src/tokenlib/OrvaneDSCLibrary.def"))
+    checks.run(f"{label} exports under the maker's name", lambda: same(name, "OrvaneDSCLibrary.dll"))
+    checks.run(
+        f"{label} exports the maker's functions and its control interface",
+        lambda: same({str(export[0]) for export in exports}, maker | control),
+    )
+
+
+def check_file(checks, preset, dll, check):
+    label = f"{preset} {dll}"
+    try:
+        image = pe_image.PeImage(ROOT / "build" / preset / dll)
+        image.exports()
+        image.imports()
+    except Exception as error:  # missing, broken, or not what it should be
+        reason = f"{type(error).__name__}: {error}"
+        checks.run(f"{label} can be read", lambda: same(reason, "a readable DLL"))
+        return
+    check_image(checks, label, image, MACHINES[preset])
+    check(checks, label, image)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--report")
+    parser.add_argument("presets", nargs="*", metavar="PRESET", help=" or ".join(MACHINES))
+    arguments = parser.parse_args()
+    checks = Checks()
+    check_sources(checks)
+    for preset in arguments.presets or list(MACHINES):
+        for dll, check in (("OrvaneMinidriver.dll", check_minidriver), ("OrvaneDSCLibrary.dll", check_softtoken)):
+            check_file(checks, preset, dll, check)
+    if arguments.report:
+        checks.write_report(arguments.report)
+    return 1 if any(failure for _, failure in checks.results) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
