@@ -1,0 +1,236 @@
+// How the minidriver comes and goes in a process that does not care: loaded and freed many times with its monitor
+// thread running, and processes that end without freeing it. A program of its own, without any hooks in the minidriver.
+//
+//   orvane_unload_tests --end NAME     one process that ends in this way; see kEnds
+#include <windows.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <ostream>
+#include <string>
+
+#include "platform/card_module.h"
+#include "softtoken/softtoken_control.h"
+#include "unload/exit_hook.h"
+
+namespace orvane::test {
+namespace {
+
+constexpr wchar_t kDriverName[] = L"OrvaneMinidriver.dll";
+constexpr const char* kListFunction = "orvane_getConnectedDeviceList";
+constexpr unsigned kLoads = 10;
+constexpr const char* kEndEvent = "orvane-unload-tests-end";
+constexpr DWORD kExitCode = 42;
+constexpr DWORD kHookFailed = 43;
+constexpr DWORD kLongMs = 120000;  // bounds a test that fails
+
+std::filesystem::path programPath() {
+  wchar_t path[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, path, MAX_PATH);
+  return path;
+}
+
+LPVOID WINAPI allocate(SIZE_T size) { return std::malloc(size); }
+LPVOID WINAPI reallocate(LPVOID block, SIZE_T size) { return std::realloc(block, size); }
+void WINAPI release(LPVOID block) { std::free(block); }
+
+BYTE atr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
+              0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
+wchar_t cardName[] = L"Orvane test card";
+
+CARD_DATA newRecord() {
+  CARD_DATA record{};
+  record.dwVersion = CARD_DATA_CURRENT_VERSION;
+  record.pbAtr = atr;
+  record.cbAtr = sizeof(atr);
+  record.pwszCardName = cardName;
+  record.pfnCspAlloc = allocate;
+  record.pfnCspReAlloc = reallocate;
+  record.pfnCspFree = release;
+  return record;
+}
+
+void defineToken() {
+  softtoken_reset();
+  softtoken_set_folder("");
+  const SofttokenTokenDefinition token{"A1", "2.1.0", "1234", "12345678", 3, 3, 0, 0, kSofttokenKeep};
+  softtoken_define_token(&token);
+}
+
+// Loads the minidriver and acquires a context; a text says what went wrong, empty for nothing.
+std::string loadAndAcquire(HMODULE& driver, CARD_DATA& record) {
+  driver = LoadLibraryW((programPath().parent_path() / kDriverName).c_str());
+  if (driver == nullptr) return "cannot load the minidriver, error " + std::to_string(GetLastError());
+  const auto acquire =
+      reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(reinterpret_cast<void*>(GetProcAddress(driver, "CardAcquireContext")));
+  if (acquire == nullptr) return "no CardAcquireContext";
+  const DWORD status = acquire(&record, 0);
+  return status == SCARD_S_SUCCESS ? "" : "CardAcquireContext returned " + std::to_string(status);
+}
+
+// What the monitor thread does when the minidriver is freed, and whether the context is deleted before.
+struct Load {
+  const char* name;
+  bool isMonitorPolling;  // it has begun to poll; otherwise it may not even have started
+  bool isContextDeleted;
+};
+void PrintTo(const Load& load, std::ostream* stream) { *stream << load.name; }
+
+class Loads : public ::testing::TestWithParam<Load> {};
+
+std::string loadAndFree(const Load& kind) {
+  defineToken();
+  if (kind.isMonitorPolling) softtoken_gate(kListFunction, 1);
+  HMODULE driver = nullptr;
+  CARD_DATA record = newRecord();
+  const std::string fault = loadAndAcquire(driver, record);
+  if (!fault.empty()) return fault;
+  if (kind.isMonitorPolling) {
+    if (softtoken_wait_held(kListFunction, kLongMs) == 0) return "the monitor does not poll";
+    softtoken_gate(kListFunction, 0);
+  }
+  if (kind.isContextDeleted && record.pfnCardDeleteContext(&record) != SCARD_S_SUCCESS) {
+    return "CardDeleteContext failed";
+  }
+  FreeLibrary(driver);
+  return GetModuleHandleW(kDriverName) == nullptr ? "" : "the module is still there";
+}
+
+TEST_P(Loads, LeaveNothingBehind) {
+  for (unsigned i = 1; i <= kLoads; ++i) EXPECT_EQ(loadAndFree(GetParam()), "") << "load " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Unload, Loads,
+                         ::testing::Values(Load{"ContextDeletedWhileTheMonitorStarts", false, true},
+                                           Load{"ContextLeftWhileTheMonitorStarts", false, false},
+                                           Load{"ContextDeletedWhileTheMonitorPolls", true, true},
+                                           Load{"ContextLeftWhileTheMonitorPolls", true, false}),
+                         [](const auto& row) { return row.param.name; });
+
+// Tells the process that started this one that the end has come as planned.
+void announceEnd() {
+  const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, kEndEvent);
+  SetEvent(event);
+}
+
+// The record that the exit hook works on.
+CARD_DATA hookedRecord;
+
+void deleteContextAtTheEnd() {
+  const DWORD status = hookedRecord.pfnCardDeleteContext(&hookedRecord);
+  if (status == SCARD_S_SUCCESS && hookedRecord.pvVendorSpecific == nullptr) {
+    announceEnd();
+  } else {
+    TerminateProcess(GetCurrentProcess(), kHookFailed);
+  }
+}
+
+DWORD WINAPI exitThread(LPVOID) {
+  announceEnd();
+  ExitProcess(kExitCode);
+  return 0;
+}
+
+// The ways in which a process with a loaded minidriver and an open context ends; each is to give kExitCode.
+struct End {
+  const char* name;
+  int (*run)();
+};
+void PrintTo(const End& end, std::ostream* stream) { *stream << end.name; }
+
+const End kEnds[] = {
+    {"ReturnFromMain",
+     [] {
+       announceEnd();
+       return static_cast<int>(kExitCode);
+     }},
+    {"ExitProcess",
+     [] {
+       announceEnd();
+       ExitProcess(kExitCode);
+       return 0;
+     }},
+    {"ExitFromAnotherThread",
+     [] {
+       const HANDLE thread = CreateThread(nullptr, 0, exitThread, nullptr, 0, nullptr);
+       WaitForSingleObject(thread, INFINITE);
+       return 0;
+     }},
+    {"ExitWhileTheMonitorIsInTheLibrary",
+     [] {
+       softtoken_gate(kListFunction, 1);
+       if (softtoken_wait_held(kListFunction, kLongMs) == 0) return 1;
+       announceEnd();
+       return static_cast<int>(kExitCode);
+     }},
+    {"DeleteContextAfterTheMinidriverWasTold",
+     [] {
+       setExitHook(deleteContextAtTheEnd);
+       return static_cast<int>(kExitCode);
+     }},
+};
+
+int endAs(const char* name) {
+  const auto* const end = std::find_if(std::begin(kEnds), std::end(kEnds),
+                                       [&](const End& row) { return std::strcmp(row.name, name) == 0; });
+  if (end == std::end(kEnds)) return 2;
+  defineToken();
+  HMODULE driver = nullptr;
+  hookedRecord = newRecord();
+  const std::string fault = loadAndAcquire(driver, hookedRecord);
+  if (!fault.empty()) {
+    std::printf("%s\n", fault.c_str());
+    return 3;
+  }
+  return end->run();
+}
+
+class Ends : public ::testing::TestWithParam<End> {};
+
+// An emulated processor can spoil the exit code when threads of the system outlive main, so that on Arm it is only
+// asked that the process reaches its end and is gone then.
+#if defined(__aarch64__)
+constexpr bool kIsExitCodeJudged = false;
+#else
+constexpr bool kIsExitCodeJudged = true;
+#endif
+
+TEST_P(Ends, WithoutHangOrCrash) {
+  const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, kEndEvent);
+  ASSERT_NE(event, nullptr);
+  ResetEvent(event);
+  std::wstring command = L"\"" + programPath().wstring() + L"\" --end ";
+  command.append(GetParam().name, GetParam().name + std::strlen(GetParam().name));
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process{};
+  ASSERT_NE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process),
+            FALSE);
+  const DWORD waited = WaitForSingleObject(process.hProcess, kLongMs);
+  EXPECT_EQ(waited, WAIT_OBJECT_0) << "the process does not end";
+  if (waited != WAIT_OBJECT_0) TerminateProcess(process.hProcess, 1);
+  DWORD exitCode = 0;
+  EXPECT_NE(GetExitCodeProcess(process.hProcess, &exitCode), FALSE);
+  EXPECT_NE(exitCode, kHookFailed);
+  if (kIsExitCodeJudged) EXPECT_EQ(exitCode, kExitCode);
+  EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0) << "the end was not reached";
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  CloseHandle(event);
+}
+
+INSTANTIATE_TEST_SUITE_P(Unload, Ends, ::testing::ValuesIn(kEnds), [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace orvane::test
+
+int main(int argc, char** argv) {
+  if (argc == 3 && std::strcmp(argv[1], "--end") == 0) return orvane::test::endAs(argv[2]);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
