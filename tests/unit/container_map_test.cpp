@@ -1,0 +1,105 @@
+// The container map of lists that no acquisition makes: containers without keys, with several, and with long names.
+#include <utility>
+
+#include "cache/process_state.h"
+#include "minidriver/provider_context.h"
+#include "support/core_test.h"
+
+namespace orvane::test {
+namespace {
+
+constexpr char kSerial[] = "0012AB";
+
+class ContainerMapTest : public CoreTest {
+ protected:
+  void SetUp() override {
+    CoreTest::SetUp();
+    record_ = newRecord();
+    ContextRef context(new ProviderContext(&record_));
+    context->serialNumber = kSerial;
+    publishContext(record_, std::move(context));
+    forget();
+  }
+  void TearDown() override {
+    takeContext(record_);
+    CoreTest::TearDown();
+  }
+
+  // The contents of a file, by the linked entry point.
+  Bytes read(const char* name) {
+    PBYTE data = nullptr;
+    DWORD size = 0;
+    takeAllocations();
+    EXPECT_EQ(CardReadFile(&record_, nullptr, const_cast<LPSTR>(name), 0, &data, &size), 0u);
+    EXPECT_EQ(takeAllocations(), std::vector<std::size_t>{size});
+    return takeBuffer(data, size);
+  }
+
+  CARD_DATA record_{};
+};
+
+Bytes mapRecord(std::string_view guid, std::uint8_t flags, unsigned signatureBits, unsigned keyExchangeBits) {
+  Bytes bytes(86, 0);
+  for (std::size_t i = 0; i < guid.size(); ++i) bytes[2 * i] = static_cast<std::uint8_t>(guid[i]);
+  bytes[80] = flags;
+  bytes[82] = static_cast<std::uint8_t>(signatureBits & 0xFF);
+  bytes[83] = static_cast<std::uint8_t>(signatureBits >> 8);
+  bytes[84] = static_cast<std::uint8_t>(keyExchangeBits & 0xFF);
+  bytes[85] = static_cast<std::uint8_t>(keyExchangeBits >> 8);
+  return bytes;
+}
+
+TEST_F(ContainerMapTest, ContainersWithoutKeysTakeTheirPlace) {
+  processState().containerListCache.replace(
+      kSerial, {{L"first", {}}, {L"second", {makeKey(2, 2, 4096)}}, {L"third", {makeKey(3, 1, 2048)}}});
+  const Bytes contents = read("cmapfile");
+  ASSERT_EQ(contents.size(), 258u);
+  EXPECT_EQ(Bytes(contents.begin(), contents.begin() + 86), Bytes(86, 0));
+  // None is the default one.
+  EXPECT_EQ(Bytes(contents.begin() + 86, contents.begin() + 172), mapRecord("second", 1, 0, 4096));
+  EXPECT_EQ(Bytes(contents.begin() + 172, contents.end()), mapRecord("third", 1, 2048, 0));
+  EXPECT_EQ(takeLog(), (Lines{"D CardReadFile :: LOG_FUNCTION_NAME = Entry", "D CardReadFile filename: cmapfile",
+                              "D === CardReadFile cmapfile: serial=[0012AB]", "D CMAP: container[1] kx=4096",
+                              "D CMAP Output: [1] GUID=second", "D CMAP: container[2] sig=2048",
+                              "D CMAP Output: [2] GUID=third", "D CMAP: Returned 3 containers"}));
+}
+
+TEST_F(ContainerMapTest, OnlyContainersWithoutKeys) {
+  processState().containerListCache.replace(kSerial, {{L"first", {}}, {L"second", {}}});
+  EXPECT_EQ(read("cmapfile"), Bytes(172, 0));
+}
+
+TEST_F(ContainerMapTest, OnlyTheFirstKeyCounts) {
+  processState().containerListCache.replace(kSerial, {{L"first", {makeKey(1, 2, 2048), makeKey(2, 1, 4096)}}});
+  EXPECT_EQ(read("cmapfile"), mapRecord("first", 3, 0, 2048));
+}
+
+TEST_F(ContainerMapTest, NamesAreCutAfter39Units) {
+  const struct {
+    const char* label;
+    std::wstring name;
+    std::string shown;
+  } rows[] = {
+      {"none", L"", ""},
+      {"39 units", std::wstring(39, L'x'), std::string(39, 'x')},
+      {"40 units", std::wstring(39, L'x') + L'y', std::string(39, 'x')},
+      {"100 units", std::wstring(100, L'x'), std::string(39, 'x')},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    processState().containerListCache.replace(kSerial, {{row.name, {makeKey(1, 3)}}});
+    EXPECT_EQ(read("cmapfile"), mapRecord(row.shown, 3, 2048, 2048));
+  }
+}
+
+TEST_F(ContainerMapTest, FreshnessLiesLeastSignificantByteFirst) {
+  ProcessState& state = processState();
+  for (unsigned i = 0; i < 0x0102; ++i) state.deviceCache.bumpContainersFreshness(kSerial);
+  for (unsigned i = 0; i < 0x0304; ++i) state.deviceCache.bumpFilesFreshness(kSerial);
+  for (unsigned i = 0; i < 5; ++i) state.deviceCache.bumpPinsFreshness(kSerial);
+  for (unsigned i = 0; i < 6; ++i) state.cacheVersion.bump();
+  EXPECT_EQ(read("cardcf"), (Bytes{6, 5, 0x02, 0x01, 0x04, 0x03}));
+}
+
+}  // namespace
+}  // namespace orvane::test
