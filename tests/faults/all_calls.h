@@ -20,7 +20,8 @@ constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
 // CallOutputs owns the memory that one call may write to, and notices what became of it.
 class CallOutputs {
  public:
-  CallOutputs() = default;
+  // `release` frees what the record's allocator gave.
+  explicit CallOutputs(PFN_CSP_FREE release = CallerMemory::release) : release_(release) {}
   CallOutputs(const CallOutputs&) = delete;
   CallOutputs& operator=(const CallOutputs&) = delete;
   // Frees the buffers that the call left in the pointers of addPointer and addRecord.
@@ -59,6 +60,7 @@ class CallOutputs {
 
  private:
   using Block = std::vector<std::uint64_t>;
+  PFN_CSP_FREE release_;
   std::deque<Block> blocks_;
   std::vector<Block> before_;
   // Where pointers to buffers stand, and what stood there before the call.

@@ -14,7 +14,7 @@ CallOutputs::~CallOutputs() {
   for (std::size_t i = 0; i < buffersBefore_.size(); ++i) {
     void* left = nullptr;
     std::memcpy(&left, buffers_[i], sizeof(left));
-    if (left != nullptr && left != buffersBefore_[i]) CallerMemory::release(left);
+    if (left != nullptr && left != buffersBefore_[i]) release_(left);
   }
 }
 

@@ -2,10 +2,12 @@
 #ifndef ORVANE_PLATFORM_HOST_HOST_CONTROL_H
 #define ORVANE_PLATFORM_HOST_HOST_CONTROL_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -24,9 +26,10 @@ struct SentCommand {
 };
 
 // The pretended machine. `hostMachine()` is the only instance; every access outside the stand-ins happens under `mutex`
-// or while no other thread of the program is running.
+// or while no other thread of the program is running. The stand-ins that only read share it: threads that did nothing
+// but read the registry must not look synchronised to the thread sanitizer.
 struct HostMachine {
-  std::mutex mutex;
+  std::shared_mutex mutex;
   // Data of the registry value "logLevel"; without it the value is absent. Longer than the caller's buffer: more data.
   std::optional<std::vector<BYTE>> logLevel;
   // What GetTempPathA answers, ending in a separator; without it the call fails.
@@ -43,7 +46,7 @@ struct HostMachine {
   std::vector<BYTE> reply;
   std::vector<SentCommand> sent;
   // Number of registry reads so far.
-  std::uint64_t registryReads = 0;
+  std::atomic<std::uint64_t> registryReads{0};
 };
 
 // hostMachine returns the pretended machine, made at first use and never destroyed.

@@ -35,7 +35,7 @@ HostMachine& hostMachine() {
 
 LONG SCardStatusA(SCARDHANDLE, LPSTR szReaderName, LPDWORD pcchReaderLen, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
   HostMachine& machine = hostMachine();
-  const std::lock_guard lock(machine.mutex);
+  const std::shared_lock lock(machine.mutex);
   if (machine.statusResult != SCARD_S_SUCCESS) return machine.statusResult;
   if (!copyText(machine.readerName, szReaderName, *pcchReaderLen)) return SCARD_E_INSUFFICIENT_BUFFER;
   *pcchReaderLen = static_cast<DWORD>(machine.readerName.size() + 1);
@@ -57,8 +57,8 @@ LONG SCardTransmit(SCARDHANDLE hCard, LPCSCARD_IO_REQUEST pioSendPci, LPCBYTE pb
 
 LONG RegGetValueA(HKEY hkey, LPCSTR lpSubKey, LPCSTR lpValue, DWORD, LPDWORD, PVOID pvData, LPDWORD pcbData) {
   HostMachine& machine = hostMachine();
-  const std::lock_guard lock(machine.mutex);
-  ++machine.registryReads;
+  const std::shared_lock lock(machine.mutex);
+  machine.registryReads.fetch_add(1, std::memory_order_relaxed);
   const bool isLogLevel = hkey == HKEY_LOCAL_MACHINE && std::strcmp(lpSubKey, "Software\\Brightfold\\Orvane") == 0 &&
                           std::strcmp(lpValue, "logLevel") == 0;
   if (!isLogLevel || !machine.logLevel) return ERROR_FILE_NOT_FOUND;
@@ -70,7 +70,7 @@ LONG RegGetValueA(HKEY hkey, LPCSTR lpSubKey, LPCSTR lpValue, DWORD, LPDWORD, PV
 
 DWORD GetTempPathA(DWORD nBufferLength, LPSTR lpBuffer) {
   HostMachine& machine = hostMachine();
-  const std::lock_guard lock(machine.mutex);
+  const std::shared_lock lock(machine.mutex);
   if (!machine.tempPath) return 0;
   const auto length = static_cast<DWORD>(machine.tempPath->size());
   return copyText(*machine.tempPath, lpBuffer, nBufferLength) ? length : length + 1;
@@ -88,14 +88,14 @@ HANDLE GetCurrentProcess() { return reinterpret_cast<HANDLE>(~ULONG_PTR{0}); }
 
 DWORD K32GetModuleBaseNameA(HANDLE, HMODULE, LPSTR lpBaseName, DWORD nSize) {
   HostMachine& machine = hostMachine();
-  const std::lock_guard lock(machine.mutex);
+  const std::shared_lock lock(machine.mutex);
   if (!machine.processName || !copyText(*machine.processName, lpBaseName, nSize)) return 0;
   return static_cast<DWORD>(machine.processName->size());
 }
 
 void GetLocalTime(SYSTEMTIME* lpSystemTime) {
   HostMachine& machine = hostMachine();
-  const std::lock_guard lock(machine.mutex);
+  const std::shared_lock lock(machine.mutex);
   if (machine.localTime) {
     *lpSystemTime = *machine.localTime;
     return;
