@@ -1,9 +1,13 @@
 #include "softtoken/call_text.h"
 
+#include <atomic>
+
 namespace orvane::softtoken {
 namespace {
 
 constexpr char kDigits[] = "0123456789ABCDEF";
+
+std::atomic<bool> pinsHidden{false};
 
 void appendHex(std::string& text, unsigned char byte) {
   text += kDigits[byte >> 4];
@@ -26,6 +30,10 @@ std::string quotedText(const char* text) {
   }
   return quoted + "\"";
 }
+
+std::string pinText(const char* pin) { return pinsHidden && pin != nullptr ? "\"hidden\"" : quotedText(pin); }
+
+void hidePins(bool hidden) { pinsHidden = hidden; }
 
 std::string bytesText(const unsigned char* bytes, int length) {
   if (bytes == nullptr) return "null";

@@ -11,6 +11,10 @@ namespace orvane::softtoken {
 // A zero-terminated text in quotes, with escapes; null for a null pointer.
 std::string quotedText(const char* text);
 
+// The same for a PIN, which is not looked at while PINs are hidden.
+std::string pinText(const char* pin);
+void hidePins(bool hidden);
+
 // Upper-case hexadecimal without separators; null for a null pointer, "" (two quotes) for no bytes.
 std::string bytesText(const unsigned char* bytes, int length);
 

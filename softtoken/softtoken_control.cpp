@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "softtoken/call_script.h"
+#include "softtoken/call_text.h"
+#include "softtoken/softtoken_pins.h"
 #include "softtoken/token_store.h"
 
 using namespace orvane::softtoken;
@@ -25,6 +27,7 @@ std::size_t writeText(const std::string& from, char* text, std::size_t capacity)
 extern "C" {
 
 void softtoken_reset(void) {
+  hidePins(false);
   callScript().reset();
   tokenStore().reset();
 }
@@ -134,6 +137,8 @@ std::size_t softtoken_call(std::size_t position, SofttokenCall* call, char* text
 }
 
 void softtoken_clear_calls(void) { callScript().clearCalls(); }
+
+void softtoken_hide_pins(int hidden) { hidePins(hidden != 0); }
 
 int softtoken_gate(const char* functionName, int closed) {
   Function function{};

@@ -150,7 +150,7 @@ bool softtokenValidatePassword(const char* serial, const char* pin, int role, in
                                void* libraryContext, int* result) noexcept {
   bool completed = true;
   if (prepared(Function::kValidatePassword,
-               callText("orvane_validatePassword", {quotedText(serial), quotedText(pin), std::to_string(role),
+               callText("orvane_validatePassword", {quotedText(serial), pinText(pin), std::to_string(role),
                                                     counterText(attemptsRemaining), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) {
                  *result = static_cast<int>(reaction.result);
@@ -185,7 +185,7 @@ bool softtokenChangeUserPassword(const char* serial, const char* oldPin, const c
   bool completed = true;
   if (prepared(Function::kChangeUserPassword,
                callText("orvane_changeUserPassword",
-                        {quotedText(serial), quotedText(oldPin), quotedText(newPin), counterText(attemptsRemaining),
+                        {quotedText(serial), pinText(oldPin), pinText(newPin), counterText(attemptsRemaining),
                          boolText(reserved0), boolText(reserved1), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) {
                  *result = reaction.result != 0;
@@ -210,7 +210,7 @@ bool softtokenChangeSoPassword(const char* serial, const char* oldSoPin, const c
   bool completed = true;
   if (prepared(Function::kChangeSoPassword,
                callText("orvane_changeSOPassword",
-                        {quotedText(serial), quotedText(oldSoPin), quotedText(newSoPin), pointerText(libraryContext)}),
+                        {quotedText(serial), pinText(oldSoPin), pinText(newSoPin), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) { *result = reaction.result != 0; })) {
     return completed;
   }
@@ -227,7 +227,7 @@ bool softtokenSignHash(const char* serial, const unsigned char* credentialId, co
                        bool reserved0, void* libraryContext, bool reserved1, int* result) noexcept {
   bool completed = true;
   if (prepared(Function::kSignHash,
-               callText("orvane_signHash", {quotedText(serial), bytesText(credentialId, 16), quotedText(pin),
+               callText("orvane_signHash", {quotedText(serial), bytesText(credentialId, 16), pinText(pin),
                                             bytesText(hash, hashLength), std::to_string(hashLength),
                                             boolText(reserved0), pointerText(libraryContext), boolText(reserved1)}),
                completed, [&](const Reaction& reaction) {
@@ -254,9 +254,9 @@ bool softtokenDecrypt(const char* serial, const unsigned char* credentialId, con
                       bool reserved, void* libraryContext, int* result) noexcept {
   bool completed = true;
   if (prepared(Function::kDecrypt,
-               callText("orvane_decrypt", {quotedText(serial), bytesText(credentialId, 16), quotedText(pin),
-                                           bytesText(input, inputLength), std::to_string(inputLength),
-                                           boolText(reserved), pointerText(libraryContext)}),
+               callText("orvane_decrypt",
+                        {quotedText(serial), bytesText(credentialId, 16), pinText(pin), bytesText(input, inputLength),
+                         std::to_string(inputLength), boolText(reserved), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) {
                  *result = static_cast<int>(reaction.result);
                  if (output != nullptr) *output = reaction.hasOutput ? mallocCopy(reaction.output) : nullptr;

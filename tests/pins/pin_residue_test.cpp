@@ -1,0 +1,215 @@
+// Where PINs are: while one is cached there is one copy of it in the whole process, and after it was invalidated,
+// replaced, refused or unloaded there is none, in whole or in part. Nor is there one in a log.
+//
+// The token library answers as it is told to and keeps no PIN itself; every copy that is found is the minidriver's.
+#include <functional>
+
+#include "pins/memory_scan.h"
+#include "softtoken/softtoken_pins.h"
+#include "support/driver_test.h"
+#include "support/log_reader.h"
+
+namespace orvane::test {
+namespace {
+
+constexpr MaskedPin kPin("Zq7#vK2!mWx9@Lp4$Rt6%Hy8^Bn3&Gd5*Fj1(Sc0)Ek+Ua=~");
+constexpr MaskedPin kOtherPin("tX3!Jw8@eN5#oC1$iV9%uM4^yB7&rP2*aD6(kZ0)lQ+gH=sY");
+// A short one: longer security officer's PINs are handed to the library in memory that only the library can overwrite.
+constexpr MaskedPin kSoPin("Wd5!Nf9@Kx2#Tb7");
+constexpr MaskedPin kOtherSoPin("pC8$Gm3%Jr6^Vy1");
+
+// Pieces of 12 bytes in a PIN.
+constexpr std::size_t kPieces = 4;
+
+constexpr SCARDHANDLE kCardHandle = 0x2A;
+
+class PinResidue : public DriverTest {
+ protected:
+  void SetUp() override {
+    DriverTest::SetUp();
+    const SofttokenTokenDefinition definition{"0012AB", "2.1.0", "", "", 3, 3, 0, 0, kSofttokenKeep};
+    ASSERT_EQ(softtoken_define_token(&definition), 1);
+    const OrvaneKeyPair key = makeKey(1, 3);
+    ASSERT_EQ(softtoken_add_key("0012AB", &key), 1);
+    softtoken_hide_pins(1);
+  }
+
+  void open() {
+    record_ = newRecord();
+    ASSERT_EQ(acquire(record_), 0u);
+    record_.hScard = kCardHandle;
+  }
+
+  // CardAuthenticateEx, which the library answers with `result`.
+  DWORD authenticate(const MaskedPin& pin, long long result, int attempts = kSofttokenKeep) {
+    queueResult("orvane_validatePassword", result, attempts);
+    PlainPin plain(pin);
+    return record_.pfnCardAuthenticateEx(&record_, ROLE_USER, 0, plain.data(), plain.size(), nullptr, nullptr, nullptr);
+  }
+  DWORD authenticatePin(const MaskedPin& pin, long long result) {
+    queueResult("orvane_validatePassword", result);
+    PlainPin plain(pin);
+    wchar_t user[] = L"user";
+    return record_.pfnCardAuthenticatePin(&record_, user, plain.data(), plain.size(), nullptr);
+  }
+  DWORD change(PIN_ID role, const MaskedPin& from, const MaskedPin& to, bool isChanged) {
+    queueResult(role == ROLE_USER ? "orvane_changeUserPassword" : "orvane_changeSOPassword", isChanged ? 1 : 0);
+    PlainPin plainFrom(from);
+    PlainPin plainTo(to);
+    return record_.pfnCardChangeAuthenticatorEx(&record_, PIN_CHANGE_FLAG_CHANGEPIN, role, plainFrom.data(),
+                                                plainFrom.size(), role, plainTo.data(), plainTo.size(), 0, nullptr);
+  }
+  void sign() {
+    queueResult("orvane_signHash", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
+    Bytes hash(32, 0x11);
+    CARD_SIGNING_INFO info{};
+    info.pbData = hash.data();
+    info.cbData = static_cast<DWORD>(hash.size());
+    EXPECT_EQ(record_.pfnCardSignData(&record_, &info), 0u);
+    if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
+  }
+  void decrypt() {
+    queueResult("orvane_decrypt", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
+    Bytes block(256, 0x22);
+    CARD_RSA_DECRYPT_INFO info{};
+    info.dwVersion = 2;
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    info.pbData = block.data();
+    info.cbData = static_cast<DWORD>(block.size());
+    EXPECT_EQ(record_.pfnCardRSADecrypt(&record_, &info), 0u);
+  }
+
+  // One copy of the PIN, the cached one, or none.
+  static void expectCached(const MaskedPin& pin) {
+    const Finds finds = findPinInMemory(pin);
+    EXPECT_EQ(finds.size(), kPieces) << ::testing::PrintToString(finds);
+  }
+  static void expectNone(const MaskedPin& pin) { EXPECT_EQ(findPinInMemory(pin), Finds{}); }
+
+  void expectNoneInTheLog() {
+    const std::string bytes = fileBytes(logFile());
+    EXPECT_FALSE(bytes.empty());
+    for (const MaskedPin* const pin : {&kPin, &kOtherPin, &kSoPin, &kOtherSoPin}) {
+      Finds finds;
+      findPin(*pin, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), 0, finds);
+      EXPECT_EQ(finds, Finds{});
+    }
+  }
+
+  CARD_DATA record_{};
+};
+
+TEST_F(PinResidue, OneCopyWhileAPinIsCached) {
+  expectNone(kPin);
+  open();
+  ASSERT_EQ(authenticate(kPin, 0), 0u);
+  expectCached(kPin);
+  sign();
+  decrypt();
+  expectCached(kPin);
+  // The second authentication trusts the first and does not look at the PIN.
+  PlainPin other(kOtherPin);
+  EXPECT_EQ(
+      record_.pfnCardAuthenticateEx(&record_, ROLE_USER, 0, other.data(), other.size(), nullptr, nullptr, nullptr), 0u);
+  expectCached(kPin);
+  // Deliberately: the next context of the process finds the PIN.
+  EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+  expectCached(kPin);
+  expectNoneInTheLog();
+}
+
+TEST_F(PinResidue, NoneAfterwards) {
+  struct Row {
+    const char* name;
+    std::function<void()> end;
+  };
+  const Row rows[] = {
+      {"the user is deauthenticated", [&] { EXPECT_EQ(record_.pfnCardDeauthenticateEx(&record_, ROLE_USER, 0), 0u); }},
+      {"all are deauthenticated",
+       [&] { EXPECT_EQ(record_.pfnCardDeauthenticateEx(&record_, PIN_SET_ALL_ROLES, 0), 0u); }},
+      {"by name",
+       [&] {
+         wchar_t user[] = L"user";
+         EXPECT_EQ(record_.pfnCardDeauthenticate(&record_, user, 0), 0u);
+       }},
+      {"a wrong PIN", [&] { EXPECT_EQ(authenticatePin(kOtherPin, 1), static_cast<DWORD>(SCARD_W_WRONG_CHV)); }},
+      {"a failed change",
+       [&] { EXPECT_EQ(change(ROLE_USER, kPin, kOtherPin, false), static_cast<DWORD>(SCARD_W_WRONG_CHV)); }},
+      {"the minidriver is unloaded",
+       [&] {
+         EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+         reloadDriver();
+         open();
+       }},
+      {"the token is gone",
+       [&] {
+         pollMonitor();
+         softtoken_set_connected("0012AB", 0);
+         pollMonitor();
+         softtoken_set_connected("0012AB", 1);
+       }},
+  };
+  open();
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ASSERT_EQ(authenticate(kPin, 0), 0u);
+    expectCached(kPin);
+    row.end();
+    expectNone(kPin);
+    expectNone(kOtherPin);
+    expectNoneInTheLog();
+  }
+  EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+}
+
+TEST_F(PinResidue, NoneOfARefusedPin) {
+  open();
+  EXPECT_EQ(authenticate(kPin, 1), static_cast<DWORD>(SCARD_W_WRONG_CHV));
+  expectNone(kPin);
+  EXPECT_EQ(authenticate(kPin, 1, 0), static_cast<DWORD>(SCARD_W_CHV_BLOCKED));
+  expectNone(kPin);
+  EXPECT_EQ(authenticatePin(kPin, 1), static_cast<DWORD>(SCARD_W_WRONG_CHV));
+  expectNone(kPin);
+  queueThrow("orvane_validatePassword");
+  {
+    PlainPin plain(kPin);
+    EXPECT_EQ(
+        record_.pfnCardAuthenticateEx(&record_, ROLE_USER, 0, plain.data(), plain.size(), nullptr, nullptr, nullptr),
+        static_cast<DWORD>(SCARD_F_INTERNAL_ERROR));
+  }
+  expectNone(kPin);
+  EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+  expectNoneInTheLog();
+}
+
+TEST_F(PinResidue, NoneOfAReplacedPin) {
+  open();
+  ASSERT_EQ(authenticate(kPin, 0), 0u);
+  ASSERT_EQ(change(ROLE_USER, kPin, kOtherPin, true), 0u);
+  expectNone(kPin);
+  expectCached(kOtherPin);
+  // By the other entry point, and to a shorter one in the place of a longer.
+  ASSERT_EQ(authenticatePin(kSoPin, 0), 0u);
+  expectNone(kOtherPin);
+  EXPECT_EQ(findPinInMemory(kSoPin).size(), 1u);
+  EXPECT_EQ(record_.pfnCardDeauthenticateEx(&record_, PIN_SET_ALL_ROLES, 0), 0u);
+  expectNone(kSoPin);
+  EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+  expectNoneInTheLog();
+}
+
+TEST_F(PinResidue, NoneOfTheSecurityOfficersPin) {
+  open();
+  for (const bool isChanged : {true, false}) {
+    SCOPED_TRACE(isChanged);
+    EXPECT_EQ(change(ROLE_ADMIN, kSoPin, kOtherSoPin, isChanged),
+              isChanged ? 0 : static_cast<DWORD>(SCARD_W_WRONG_CHV));
+    expectNone(kSoPin);
+    expectNone(kOtherSoPin);
+  }
+  EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
+  expectNoneInTheLog();
+}
+
+}  // namespace
+}  // namespace orvane::test
