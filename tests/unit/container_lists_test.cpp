@@ -1,4 +1,5 @@
-// The container map of lists that no acquisition makes: containers without keys, with several, and with long names.
+// What is made of container lists that no acquisition makes: containers without keys, with several, with long names.
+#include <cstring>
 #include <utility>
 
 #include "cache/process_state.h"
@@ -10,7 +11,7 @@ namespace {
 
 constexpr char kSerial[] = "0012AB";
 
-class ContainerMapTest : public CoreTest {
+class ContainerListsTest : public CoreTest {
  protected:
   void SetUp() override {
     CoreTest::SetUp();
@@ -49,7 +50,7 @@ Bytes mapRecord(std::string_view guid, std::uint8_t flags, unsigned signatureBit
   return bytes;
 }
 
-TEST_F(ContainerMapTest, ContainersWithoutKeysTakeTheirPlace) {
+TEST_F(ContainerListsTest, ContainersWithoutKeysTakeTheirPlace) {
   processState().containerListCache.replace(
       kSerial, {{L"first", {}}, {L"second", {makeKey(2, 2, 4096)}}, {L"third", {makeKey(3, 1, 2048)}}});
   const Bytes contents = read("cmapfile");
@@ -64,17 +65,17 @@ TEST_F(ContainerMapTest, ContainersWithoutKeysTakeTheirPlace) {
                               "D CMAP Output: [2] GUID=third", "D CMAP: Returned 3 containers"}));
 }
 
-TEST_F(ContainerMapTest, OnlyContainersWithoutKeys) {
+TEST_F(ContainerListsTest, OnlyContainersWithoutKeys) {
   processState().containerListCache.replace(kSerial, {{L"first", {}}, {L"second", {}}});
   EXPECT_EQ(read("cmapfile"), Bytes(172, 0));
 }
 
-TEST_F(ContainerMapTest, OnlyTheFirstKeyCounts) {
+TEST_F(ContainerListsTest, OnlyTheFirstKeyCounts) {
   processState().containerListCache.replace(kSerial, {{L"first", {makeKey(1, 2, 2048), makeKey(2, 1, 4096)}}});
   EXPECT_EQ(read("cmapfile"), mapRecord("first", 3, 0, 2048));
 }
 
-TEST_F(ContainerMapTest, NamesAreCutAfter39Units) {
+TEST_F(ContainerListsTest, NamesAreCutAfter39Units) {
   const struct {
     const char* label;
     std::wstring name;
@@ -92,7 +93,45 @@ TEST_F(ContainerMapTest, NamesAreCutAfter39Units) {
   }
 }
 
-TEST_F(ContainerMapTest, FreshnessLiesLeastSignificantByteFirst) {
+// The property takes over the list, and answers a container without keys at once.
+TEST_F(ContainerListsTest, PropertyOfContainersWithoutKeysAndWithSeveral) {
+  processState().containerListCache.replace(kSerial,
+                                            {{L"first", {}}, {L"second", {makeKey(2, 2, 4096), makeKey(3, 1, 1024)}}});
+  const auto ask = [&](BYTE index) {
+    CONTAINER_INFO info;
+    std::memset(&info, 0xA5, sizeof(info));
+    DWORD length = 0;
+    EXPECT_EQ(
+        CardGetContainerProperty(&record_, index, L"Container Info", reinterpret_cast<PBYTE>(&info), 40, &length, 0),
+        0u);
+    EXPECT_EQ(length, 40u);
+    EXPECT_EQ(info.dwVersion, 1u);
+    EXPECT_EQ(info.dwReserved, 0u);
+    return info;
+  };
+  const CONTAINER_INFO none = ask(0);
+  EXPECT_EQ(none.pbSigPublicKey, nullptr);
+  EXPECT_EQ(none.cbSigPublicKey, 0u);
+  EXPECT_EQ(none.pbKeyExPublicKey, nullptr);
+  EXPECT_EQ(none.cbKeyExPublicKey, 0u);
+  EXPECT_EQ(takeLog(), (Lines{"D CardGetContainerProperty :: LOG_FUNCTION_NAME = Entry",
+                              "D CardGetContainerProperty bContainerIndex :: 0",
+                              "D CardGetContainerProperty container list size :: 0", "D Container count = 2"}));
+
+  const CONTAINER_INFO both = ask(1);
+  ASSERT_NE(both.pbSigPublicKey, nullptr);
+  ASSERT_NE(both.pbKeyExPublicKey, nullptr);
+  EXPECT_EQ(takeBuffer(both.pbSigPublicKey, both.cbSigPublicKey).size(), 148u);
+  EXPECT_EQ(takeBuffer(both.pbKeyExPublicKey, both.cbKeyExPublicKey).size(), 532u);
+  EXPECT_EQ(takeLog(), (Lines{"D CardGetContainerProperty :: LOG_FUNCTION_NAME = Entry",
+                              "D CardGetContainerProperty bContainerIndex :: 1",
+                              "D CardGetContainerProperty container list size :: 2", "D Container count = 2",
+                              "D CardGetContainerProperty: Sig public key length = 148",
+                              "D CardGetContainerProperty: KeyEx public key length = 532",
+                              "D CardGetContainerProperty: returning CONTAINER_INFO for index 1"}));
+}
+
+TEST_F(ContainerListsTest, FreshnessLiesLeastSignificantByteFirst) {
   ProcessState& state = processState();
   for (unsigned i = 0; i < 0x0102; ++i) state.deviceCache.bumpContainersFreshness(kSerial);
   for (unsigned i = 0; i < 0x0304; ++i) state.deviceCache.bumpFilesFreshness(kSerial);
