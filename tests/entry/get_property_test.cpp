@@ -177,13 +177,13 @@ TEST_F(GetPropertyTest, TellsTheSizeWhenThereIsTooLittleRoom) {
       return Outcome{122, concat(concat({kEntry}, row.announcement), withSize(row.tooSmall, bufferSize)), {}};
     };
     Question question = questionFor(row);
-    for (const DWORD bufferSize : {size - 1, 0u}) {
+    for (const DWORD bufferSize : {size - 1, DWORD{0}}) {
       SCOPED_TRACE(bufferSize);
       question.bufferSize = bufferSize;
       expectAnswer(record, question, refused(bufferSize), size);
     }
     question.hasBuffer = false;
-    for (const DWORD bufferSize : {0u, size, size + 1}) {
+    for (const DWORD bufferSize : {DWORD{0}, size, size + 1}) {
       SCOPED_TRACE(bufferSize);
       question.bufferSize = bufferSize;
       expectAnswer(record, question, refused(bufferSize), size);

@@ -163,14 +163,14 @@ TEST_F(SetPropertyTest, RefusesWhatIsTooSmall) {
   CARD_DATA& record = open();
   for (const auto& row : properties) {
     SCOPED_TRACE(row.line);
-    for (const DWORD size : {0u, 1u, row.size - 1}) {
+    for (const DWORD size : {DWORD{0}, DWORD{1}, row.size - 1}) {
       run(record, {.name = row.name,
                    .data = counting(64),
                    .size = size,
                    .status = 122,
                    .log = {row.line + std::to_string(size)}});
     }
-    for (const DWORD size : {0u, row.size, 0xFFFFFFFFu}) {
+    for (const DWORD size : {DWORD{0}, row.size, DWORD{0xFFFFFFFF}}) {
       run(record, {.name = row.name, .size = size, .status = 122, .log = {row.line + std::to_string(size)}});
     }
   }

@@ -107,7 +107,7 @@ TEST_F(UnsupportedTest, RefuseWhateverTheArguments) {
 TEST_F(UnsupportedTest, LogOnlyAtDebug) {
   CARD_DATA& record = open();
   takeAllocations();
-  setLogLevel({.type = LogLevelValue::Type::kNumber, .number = 2});
+  setLogLevel({.type = LogLevelValue::Type::kNumber, .number = 2, .bytes = {}});
   for (const UnsupportedEntry& row : kEntries) expectRefused(row, record, Pattern::kNull, {});
 }
 
