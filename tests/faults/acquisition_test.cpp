@@ -15,6 +15,7 @@ class AcquisitionFaults : public FaultTest {
   // Acquires with the library's and the resource manager's prepared answers; a refusal leaves the record as it was, and
   // nothing else behind. The context, if any, is deleted.
   DWORD acquireOnce(SCARDHANDLE cardHandle) {
+    forget();
     CARD_DATA record = newRecord();
     record.hScard = cardHandle;
     const CARD_DATA before = record;
