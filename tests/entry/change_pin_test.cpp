@@ -212,6 +212,11 @@ TEST_F(ChangePinTest, ByPinIdRefusesArgumentsInOrder) {
       combination(0, 0),
       combination(3, 3),
       combination(1, 0),
+      combination(0, 1),
+      combination(1, 3),
+      combination(2, 0),
+      combination(2, 3),
+      combination(3, 2),
       combination(4294967295u, 1),
   };
   runAll(cases);
