@@ -2,6 +2,9 @@
 // (--wrap): what happens below them belongs to the library.
 #include "faults/failing_new.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -29,7 +32,31 @@ bool shallFail() {
   return false;
 }
 
+// What was given back meanwhile; when there is no more room, blocks are freed as usual.
+std::atomic<bool> freedMemoryStays{false};
+std::atomic<std::size_t> keptCount{0};
+std::array<void*, 1 << 18> keptBlocks;
+
+void giveBack(void* block) noexcept {
+  if (block != nullptr && freedMemoryStays) {
+    const std::size_t position = keptCount.fetch_add(1);
+    if (position < keptBlocks.size()) {
+      keptBlocks[position] = block;
+      return;
+    }
+  }
+  std::free(block);
+}
+
 }  // namespace
+
+FreedMemoryStays::FreedMemoryStays() { freedMemoryStays = true; }
+
+FreedMemoryStays::~FreedMemoryStays() {
+  freedMemoryStays = false;
+  const std::size_t count = std::min(keptCount.exchange(0), keptBlocks.size());
+  for (std::size_t i = 0; i < count; ++i) std::free(keptBlocks[i]);
+}
 
 void failNewAfter(unsigned successes) { newSwitch = {true, false, false, successes}; }
 
@@ -56,9 +83,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return orvane::test::shallFail() ? nullptr : std::malloc(size != 0 ? size : 1);
 }
 
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete(void* block) noexcept { orvane::test::giveBack(block); }
+void operator delete(void* block, std::size_t) noexcept { orvane::test::giveBack(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { orvane::test::giveBack(block); }
 
 namespace {
 

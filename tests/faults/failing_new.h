@@ -1,4 +1,5 @@
-// A global operator new that fails when it is told to, for the thread that tells it.
+// A global operator new that fails when it is told to, for the thread that tells it, and an operator delete that keeps
+// what it is given as it is.
 #ifndef ORVANE_TESTS_FAULTS_FAILING_NEW_H
 #define ORVANE_TESTS_FAULTS_FAILING_NEW_H
 
@@ -26,6 +27,16 @@ class NewMayFail {
   ~NewMayFail();
   NewMayFail(const NewMayFail&) = delete;
   NewMayFail& operator=(const NewMayFail&) = delete;
+};
+
+// For its own lifetime memory that any thread gives back is neither used again nor changed; at the end it is freed. One
+// at a time.
+class FreedMemoryStays {
+ public:
+  FreedMemoryStays();
+  ~FreedMemoryStays();
+  FreedMemoryStays(const FreedMemoryStays&) = delete;
+  FreedMemoryStays& operator=(const FreedMemoryStays&) = delete;
 };
 
 }  // namespace orvane::test

@@ -8,6 +8,9 @@
 #include "softtoken/softtoken_pins.h"
 #include "support/driver_test.h"
 #include "support/log_reader.h"
+#ifndef _WIN32
+#include "faults/failing_new.h"
+#endif
 
 namespace orvane::test {
 namespace {
@@ -97,6 +100,12 @@ class PinResidue : public DriverTest {
   }
 
   CARD_DATA record_{};
+
+#ifndef _WIN32
+ private:
+  // Natively nothing may depend on freed memory being overwritten by its next user.
+  const FreedMemoryStays stays_;
+#endif
 };
 
 TEST_F(PinResidue, OneCopyWhileAPinIsCached) {
