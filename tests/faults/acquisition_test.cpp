@@ -196,6 +196,55 @@ TEST_F(AcquisitionFaults, WithStrangeKeys) {
   }
 }
 
+// The token library writes a signature as long as the key, whatever the key's algorithm code promises.
+TEST_F(AcquisitionFaults, WithKeysLongerThanTheirAlgorithm) {
+  struct Row {
+    const char* name;
+    std::uint32_t modulusLength;
+    std::uint32_t algorithm;
+    std::size_t bufferSize;
+    const char* lastLine;
+  };
+  const Row rows[] = {
+      {"4096 bits as 2048", 512, 2, 256, "E CardSignData: invalid signature length 512"},
+      {"4096 bits of an unknown algorithm", 512, 99, 256, "E CardSignData: invalid signature length 512"},
+      {"as many bytes as a record holds", 1024, 4, 512, "E CardSignData: invalid signature length 1024"},
+      {"as long as promised", 512, 4, 512, "D CardSignData: success, signature length=512"},
+      {"shorter than promised", 128, 2, 256, "D CardSignData: success, signature length=128"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    startAnew();
+    ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
+    OrvaneKeyPair key = makeKey(1, 1);
+    key.modulusLength = row.modulusLength;
+    key.algorithm = row.algorithm;
+    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
+    CARD_DATA record = newRecord();
+    ASSERT_EQ(acquire(record), 0u);
+    std::string pin = kFaultPin;
+    ASSERT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, reinterpret_cast<PBYTE>(pin.data()),
+                                           static_cast<DWORD>(pin.size()), nullptr, nullptr, nullptr),
+              0u);
+    forget();
+    Bytes hash(32, 0x11);
+    CARD_SIGNING_INFO info{};
+    info.pbData = hash.data();
+    info.cbData = static_cast<DWORD>(hash.size());
+    const bool fits = row.modulusLength <= row.bufferSize;
+    EXPECT_EQ(record.pfnCardSignData(&record, &info), fits ? 0 : code(SCARD_E_INVALID_PARAMETER));
+    EXPECT_EQ(takeLog().back(), row.lastLine);
+    EXPECT_EQ(info.cbSignedData, fits ? row.modulusLength : 0);
+    Bytes expected(row.bufferSize);
+    for (std::size_t i = 0; fits && i < row.modulusLength; ++i) {
+      expected[i] = static_cast<std::uint8_t>(row.modulusLength - i);
+    }
+    // Nothing was written beyond the buffer's end, either: its margin is looked at when it is freed.
+    EXPECT_EQ(takeBuffer(info.pbSignedData, row.bufferSize), expected);
+    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+  }
+}
+
 TEST_F(AcquisitionFaults, WithThreeHundredKeys) {
   startAnew();
   ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
