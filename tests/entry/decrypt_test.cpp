@@ -320,6 +320,7 @@ TEST_F(DecryptTest, MapsTheLibrarysResult) {
       failure("one byte longer", {0, 6, {1, 2, 3, 4, 5, 6}}, tooSmall, larger),
       failure("far longer", {0, 100, Bytes(100, 1)}, tooSmall, larger),
       failure("a negative length is a large one", {0, -1, {1}}, tooSmall, larger),
+      failure("a length without a block", {0, 3}, tooSmall, larger),
       {.name = "exactly as long",
        .answer = DecryptAnswer{0, 5, {1, 2, 3, 4, 6}},
        .log = concat(begin, {success(5)}),
