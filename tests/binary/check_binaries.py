@@ -189,8 +189,8 @@ def check_minidriver(checks, label, image):
 
 def check_softtoken(checks, label, image):
     name, exports = image.exports()
-    header = read("softtoken/softtoken_control.h")
-    control = set(re.findall(r"^SOFTTOKEN_API [^(]*?(softtoken_\w+)\(", header, re.MULTILINE))
+    headers = "".join(read(path) for path in sorted((ROOT / "softtoken").glob("softtoken_*.h")))
+    control = set(re.findall(r"^SOFTTOKEN_API [^(]*?(softtoken_\w+)\(", headers, re.MULTILINE))
     maker = set(definition_names("src/tokenlib/OrvaneDSCLibrary.def"))
     checks.run(f"{label} exports under the maker's name", lambda: same(name, "OrvaneDSCLibrary.dll"))
     checks.run(
