@@ -3,7 +3,7 @@
 //
 // The order is random but seeded, the amount is a number of calls. What happens is the business of the thread and
 // address sanitizers; beyond that every status must be one that the situation explains, and the log must consist of
-// whole lines.
+// whole lines where the system appends in one step.
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -111,7 +111,11 @@ class Storm : public FaultTest {
     CARD_DATA last = newRecord();
     EXPECT_EQ(acquireContext_(&last, 0), 0u);
     EXPECT_EQ(deleteContext_(&last), 0u);
+#ifndef _WIN32
+    // The emulated Windows systems look for the end of the file and write there in two steps, so that lines of several
+    // threads may overwrite each other there; here, as on the real system, an append is one step.
     for (const std::string& line : takeLog()) EXPECT_NE(line[0], '?') << line;
+#endif
   }
 
  private:
