@@ -53,6 +53,10 @@ TEST_F(CardCf, PinChangeMovesThePinCounter) {
   softtoken_set_password_validated(kSerial, 0);
   changeUserPin(record, kUserPin, kNewPin);
   EXPECT_EQ(cardCf(record), (Bytes{0, 2, 1, 0, 1, 0})) << "the token says otherwise";
+  softtoken_set_password_validated(kSerial, 1);
+  queueThrow("orvane_getTokenInfo");
+  changeUserPin(record, kNewPin, kUserPin);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 3, 1, 0, 1, 0})) << "the token cannot be asked";
 }
 
 // Containers and files move in 16 bits when the number of keys changes.

@@ -1,6 +1,9 @@
 // The thread that watches the tokens, poll by poll.
 #include <algorithm>
+#include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "entry/entry_test.h"
 
@@ -172,6 +175,34 @@ TEST_F(Monitor, StartsOnceAndAgainAfterUnloading) {
               (Lines{"D Device monitor thread stopped.", "D Monitor thread joined (stopDeviceMonitor)."}));
     takeMonitorStarts();
   }
+}
+
+// Many threads acquire at the same time: besides theirs there is one thread that asks for the list.
+TEST_F(Monitor, IsOneForAllThreads) {
+  constexpr std::size_t kThreads = 8;
+  defineCard({});
+  openMonitor();
+  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      CARD_DATA record = newRecord();
+      EXPECT_EQ(cardAcquireContext(&record, 0), 0u);
+      EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  softtoken_gate(kListFunction, 1);
+  takeLog();
+  EXPECT_EQ(softtoken_wait_held(kListFunction, 120000), 1);
+  std::set<unsigned long long> asking;
+  for (std::size_t i = 0; i < softtoken_call_count(); ++i) {
+    SofttokenCall call{};
+    char text[200] = {};
+    softtoken_call(i, &call, text, sizeof(text));
+    if (std::string(text).starts_with(kListFunction)) asking.insert(call.thread);
+  }
+  EXPECT_EQ(asking.size(), kThreads + 1);
 }
 
 TEST_F(Monitor, IsNotMissedWhenItNeverStarted) {
