@@ -47,8 +47,31 @@ ChangeResult changeAdminPin(const std::string& serial, const SecretText& current
   return {tokenlib::changeSOPassword(serial, currentPin.c_str(), newPin.c_str()), kUnknownAttempts};
 }
 
-// The status of a change that the token refused.
-LONG refusedChangeStatus(int attempts) noexcept { return attempts != 0 ? SCARD_W_WRONG_CHV : SCARD_W_CHV_BLOCKED; }
+// One of the two PINs as the caller hands it over.
+struct PinData {
+  const BYTE* bytes;
+  DWORD length;
+};
+
+// Which PIN is changed.
+enum class PinRole { kUser, kAdmin };
+
+// The last step of both entry points, once everything was tested. `successLine` is followed by the serial and "]",
+// `failedLine` by the attempts.
+DWORD changePin(const std::string& serial, PinRole role, PinData currentPinData, PinData newPinData,
+                PDWORD attemptsRemaining, const char* successLine, const char* failedLine) {
+  const SecretText currentPin(currentPinData.bytes, currentPinData.length);
+  SecretText newPin(newPinData.bytes, newPinData.length);
+  const ChangeResult result = role == PinRole::kUser ? changeUserPin(serial, currentPin, std::move(newPin))
+                                                     : changeAdminPin(serial, currentPin, newPin);
+  storeAttempts(attemptsRemaining, result.attempts);
+  if (!result.isChanged) {
+    return refuse(result.attempts != 0 ? SCARD_W_WRONG_CHV : SCARD_W_CHV_BLOCKED, failedLine, result.attempts);
+  }
+  logDebug(successLine, serial, "]");
+  bumpCacheFreshness(kBumpPins, serial);
+  return statusCode(SCARD_S_SUCCESS);
+}
 
 }  // namespace
 }  // namespace orvane
@@ -77,19 +100,10 @@ DWORD WINAPI CardChangeAuthenticator(PCARD_DATA pCardData, LPWSTR pwszUserId, PB
     if (!isUser && !equalsIgnoreCase(pwszUserId, wszCARD_USER_ADMIN)) {
       return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticator: unknown userId");
     }
-    const std::string& serial = context->serialNumber;
-    const SecretText currentPin(pbCurrentAuthenticator, cbCurrentAuthenticator);
-    SecretText newPin(pbNewAuthenticator, cbNewAuthenticator);
-    const ChangeResult result =
-        isUser ? changeUserPin(serial, currentPin, std::move(newPin)) : changeAdminPin(serial, currentPin, newPin);
-    storeAttempts(pcAttemptsRemaining, result.attempts);
-    if (!result.isChanged) {
-      return refuse(refusedChangeStatus(result.attempts),
-                    "CardChangeAuthenticator: change failed, attempts=", result.attempts);
-    }
-    logDebug("CardChangeAuthenticator: success [", serial, "]");
-    bumpCacheFreshness(kBumpPins, serial);
-    return statusCode(SCARD_S_SUCCESS);
+    return changePin(context->serialNumber, isUser ? PinRole::kUser : PinRole::kAdmin,
+                     {pbCurrentAuthenticator, cbCurrentAuthenticator}, {pbNewAuthenticator, cbNewAuthenticator},
+                     pcAttemptsRemaining, "CardChangeAuthenticator: success [",
+                     "CardChangeAuthenticator: change failed, attempts=");
   });
 }
 
@@ -117,18 +131,9 @@ DWORD WINAPI CardChangeAuthenticatorEx(PCARD_DATA pCardData, DWORD dwFlags, PIN_
                     "CardChangeAuthenticatorEx: unsupported PIN ID combination auth=", dwAuthenticatingPinId,
                     " target=", dwTargetPinId);
     }
-    const std::string& serial = context->serialNumber;
-    const SecretText currentPin(pbAuthenticatingPinData, cbAuthenticatingPinData);
-    SecretText newPin(pbTargetData, cbTargetData);
-    const ChangeResult result =
-        isUser ? changeUserPin(serial, currentPin, std::move(newPin)) : changeAdminPin(serial, currentPin, newPin);
-    storeAttempts(pcAttemptsRemaining, result.attempts);
-    if (!result.isChanged) {
-      return refuse(refusedChangeStatus(result.attempts),
-                    "CardChangeAuthenticatorEx: change failed, attempts=", result.attempts);
-    }
-    logDebug("CardChangeAuthenticatorEx: success [", serial, "]");
-    bumpCacheFreshness(kBumpPins, serial);
-    return statusCode(SCARD_S_SUCCESS);
+    return changePin(context->serialNumber, isUser ? PinRole::kUser : PinRole::kAdmin,
+                     {pbAuthenticatingPinData, cbAuthenticatingPinData}, {pbTargetData, cbTargetData},
+                     pcAttemptsRemaining, "CardChangeAuthenticatorEx: success [",
+                     "CardChangeAuthenticatorEx: change failed, attempts=");
   });
 }
