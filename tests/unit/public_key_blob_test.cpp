@@ -70,7 +70,7 @@ TEST_F(PublicKeyBlobTest, HeaderAndReversedModulus) {
   const struct {
     const char* label;
     DWORD modulusLength;
-    KeySpecification specification;
+    KeySpecification keySpecification;
     Bytes header;
   } rows[] = {
       {"signature, 2048 bits", 256, KeySpecification::kSignature, {6,   2,   0, 0, 0, 0x24, 0, 0, 'R', 'S',
@@ -89,7 +89,7 @@ TEST_F(PublicKeyBlobTest, HeaderAndReversedModulus) {
     SCOPED_TRACE(row.label);
     PBYTE blob = nullptr;
     DWORD length = 0;
-    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, counting.data(), row.modulusLength, row.specification, &blob, &length),
+    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, counting.data(), row.modulusLength, row.keySpecification, &blob, &length),
               0u);
     EXPECT_TRUE(takeLog().empty());
     Bytes expected = row.header;
