@@ -4,7 +4,8 @@
     lab/card_tests.py ARCH REPORT.xml     ARCH: arm64 or x64; the report is of the JUnit kind
 
 Each case starts a stack of its own. It looks at what the tool reports, at the commands that reached the card and at the
-minidriver's log. Two tokens are connected: 0012AB, the first of the list, and 77CC01.
+minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC01, and two for decryption and PINs:
+88DEC1 with current firmware and 88DEC2 with an old one, the FIPS switch and two tries.
 """
 
 import concurrent.futures
@@ -24,7 +25,7 @@ SERIAL_IN_NAME = "Brightfold Orvane 0012AB"
 LONG_COMMAND = "Brightfold Orvane OrvaneDSC"
 SHORT_COMMAND = "Brightfold Smart Token"
 LONG, SHORT = "FFFF00D5000000", "FFFF00A200"
-PIN = "24681357"
+PIN, OTHER_PIN, SO_PIN, OTHER_SO_PIN = "24681357", "97531864", "87654321", "12348765"
 
 # name: reader name, the card's serial, control lines, serial bound to, commands the card saw, a line of the log
 SERIAL_CASES = {
@@ -176,11 +177,101 @@ def signs(run):
             raise AssertionError("a PIN stands in the log")
 
 
+def openssl(*arguments):
+    """Runs openssl; returns its standard output."""
+    return subprocess.run(["openssl", *arguments], check=True, capture_output=True).stdout
+
+
+def encrypt(run, container, padding):
+    """Encrypts a text for a container whose certificate was read off the card; returns the text."""
+    text = f"for container {container} with {padding}\n".encode()
+    (run.out / "text").write_bytes(text)
+    key = run.folder / "key.pem"
+    key.write_bytes(
+        openssl("x509", "-inform", "DER", "-in", run.out / f"kxc{container}.der", "-noout", "-pubkey"))
+    options = ["-pkeyopt", "rsa_padding_mode:oaep", "-pkeyopt", "rsa_oaep_md:sha256"] if padding == "oaep" else []
+    openssl("pkeyutl", "-encrypt", "-pubin", "-inkey", key, "-in", run.out / "text",
+            "-out", run.out / f"block-{container}-{padding}", *options)
+    return text
+
+
+def read_certificates(run, serial, containers):
+    commands = [part for each in containers for part in ("-c", f"read kxc{each} -o Z:/out/kxc{each}.der")]
+    status, documents = run.tool(LONG_COMMAND, serial, [], "session", *commands)
+    equal(status, 0, f"exit status, {documents}")
+
+
+def decrypt_command(container, padding):
+    return (f"decrypt --no-pin -k {container} --padding {padding} Z:/out/block-{container}-{padding}"
+            f" -o Z:/out/plain-{container}-{padding}")
+
+
+def statuses(documents):
+    """For each command "ok", or the name of the status it failed with."""
+    return ["ok" if document["ok"] else document["error"]["status"]["name"] for document in documents]
+
+
+def decrypts(run):
+    """What OpenSSL encrypted for keys of 1024 to 4096 bits comes back, with both paddings. The PIN change makes the
+    minidriver learn the firmware's version, on which OAEP depends; the old PIN is then wrong and the new one right."""
+    read_certificates(run, "88DEC1", range(4))
+    blocks = [(container, padding) for container in range(4) for padding in ("pkcs1", "oaep")]
+    texts = {block: encrypt(run, *block) for block in blocks}
+    commands = ["pin verify", "-" + decrypt_command(1, "oaep"), "pin change", *(decrypt_command(*each) for each in blocks),
+                "pin forget", "-" + decrypt_command(1, "pkcs1"), "-pin verify", "pin verify", "pin change"]
+    status, documents = run.tool(
+        LONG_COMMAND, "88DEC1", [], "session", *(part for each in commands for part in ("-c", each)),
+        stdin="\n".join([PIN, PIN, OTHER_PIN, PIN, OTHER_PIN, OTHER_PIN, PIN, ""]))
+    equal(statuses(documents), ["ok", "SCARD_E_UNSUPPORTED_FEATURE", "ok", *["ok"] * 8, "ok", "SCARD_E_INVALID_PARAMETER",
+                                "SCARD_W_WRONG_CHV", "ok", "ok"], f"answers, {documents}")
+    equal(status, 0, "exit status")
+    for container, padding in blocks:
+        equal((run.out / f"plain-{container}-{padding}").read_bytes(), texts[container, padding],
+              f"text of container {container} with {padding}")
+
+
+def old_firmware(run):
+    """Before firmware 2.0.0 there is no OAEP; a FIPS token refuses SHA-1, and no token signs with RSA-1024."""
+    read_certificates(run, "88DEC2", [1])
+    for padding in ("pkcs1", "oaep"):
+        encrypt(run, 1, padding)
+    (run.out / "text").write_bytes(b"text")
+    commands = ["pin verify", "pin change", decrypt_command(1, "pkcs1"), "-" + decrypt_command(1, "oaep"),
+                "sign --no-pin -k 1 Z:/out/text -o Z:/out/signature --check",
+                "-sign --no-pin -k 1 --hash sha1 Z:/out/text -o Z:/out/signature",
+                "-sign --no-pin -k 0 Z:/out/text -o Z:/out/signature"]
+    status, documents = run.tool(
+        LONG_COMMAND, "88DEC2", [], "session", *(part for each in commands for part in ("-c", each)),
+        stdin="\n".join([PIN, PIN, OTHER_PIN, ""]))
+    equal(statuses(documents), ["ok", "ok", "ok", "SCARD_E_UNSUPPORTED_FEATURE", "ok", "SCARD_E_UNSUPPORTED_FEATURE",
+                                "SCARD_E_UNSUPPORTED_FEATURE"], f"answers, {documents}")
+    equal(status, 0, "exit status")
+    contains(run.log(), "SHA1/MD5 signing blocked on FIPS 140-3 token", "log")
+    contains(run.log(), "RSA-1024 signing not allowed — key size below 112-bit security strength", "log")
+
+
+def pins(run):
+    """The security officer's PIN changes by itself; the user PIN blocks after two wrong ones, and stays so."""
+    commands = ["pin change --admin", "-pin change --admin", "-pin change", "-pin verify", "-pin verify"]
+    _, documents = run.tool(
+        LONG_COMMAND, "88DEC2", [], "session", *(part for each in commands for part in ("-c", each)),
+        stdin="\n".join([SO_PIN, OTHER_SO_PIN, SO_PIN, OTHER_SO_PIN, "11111111", OTHER_PIN, "11111111", PIN, ""]))
+    equal(statuses(documents), ["ok", "SCARD_W_WRONG_CHV", "SCARD_W_WRONG_CHV", "SCARD_W_CHV_BLOCKED",
+                                "SCARD_W_CHV_BLOCKED"], f"answers, {documents}")
+    for secret in (PIN, OTHER_PIN, SO_PIN, OTHER_SO_PIN, "11111111"):
+        if secret in run.log():
+            raise AssertionError("a PIN stands in the log")
+
+
 def make_tokens(folder):
     maker = REPOSITORY / "softtoken/make_token.sh"
-    for serial, keys in (("0012AB", "2048:sig,2048:kx,2048:both"), ("77CC01", "2048:sig")):
-        subprocess.run([maker, "--folder", folder, "--serial", serial, "--keys", keys, "--pin", PIN],
-                       check=True, stdout=subprocess.DEVNULL)
+    for serial, keys, *options in (
+            ("0012AB", "2048:sig,2048:kx,2048:both"),
+            ("77CC01", "2048:sig"),
+            ("88DEC1", "1024:kx,2048:kx,3072:both,4096:kx"),
+            ("88DEC2", "1024:sig,2048:both", "--firmware", "1.9.9", "--fips", "--tries", "2")):
+        subprocess.run([maker, "--folder", folder, "--serial", serial, "--keys", keys, "--pin", PIN,
+                        "--sopin", SO_PIN, *options], check=True, stdout=subprocess.DEVNULL)
 
 
 def main():
@@ -190,6 +281,9 @@ def main():
     cases["PulledDuringSerialCommand"] = pulled_during_serial_command
     cases["PulledDuringSession"] = pulled_during_session
     cases["Signs"] = signs
+    cases["Decrypts"] = decrypts
+    cases["OldFirmware"] = old_firmware
+    cases["Pins"] = pins
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
     suite = ElementTree.Element("testsuite", name="CardTests", tests=str(len(cases)))
 
