@@ -57,8 +57,8 @@ class DeviceCache {
   SecretText getCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Whether this process validated the cached PIN.
   bool isPasswordValidatedLocal(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
-  // Makes the record if needed, takes the PIN over and marks it validated. With a record there it cannot fail: a PIN that
-  // the token has replaced never stays behind for a lack of memory.
+  // Makes the record if needed, takes the PIN over and marks it validated. With a record there it cannot fail: a PIN
+  // that the token has replaced never stays behind for a lack of memory.
   void storeValidatedPassword(const std::string& serial, SecretText&& password) ORVANE_EXCLUDES(deviceCacheMutex);
   // Forgets the PIN and its validation, if there is a record.
   void clearValidatedPassword(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
