@@ -1,0 +1,177 @@
+#include "scene.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <stdexcept>
+
+#include "support/driver_loader.h"
+#include "support/machine.h"
+
+namespace orvane::bench {
+namespace {
+
+constexpr const char* kPolled = "orvane_getConnectedDeviceList";
+constexpr std::size_t kRingSize = std::size_t{1} << 24;
+
+thread_local std::vector<std::uint64_t> ring(kRingSize / sizeof(std::uint64_t));
+thread_local std::size_t ringPosition = 0;
+thread_local std::vector<std::size_t> requests;
+thread_local bool areRequestsNoted = false;
+
+BYTE atr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
+              0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
+wchar_t cardName[] = L"Orvane bench card";
+
+void expect(bool condition, const char* what) {
+  if (!condition) throw std::runtime_error(std::string("the scene cannot be set: ") + what);
+}
+
+}  // namespace
+
+extern "C" LPVOID WINAPI benchAllocate(SIZE_T size) {
+  if (areRequestsNoted) requests.push_back(size);
+  const std::size_t units = (size + sizeof(std::uint64_t)) / sizeof(std::uint64_t);
+  if (ringPosition + units > ring.size()) ringPosition = 0;
+  if (units > ring.size()) return nullptr;
+  void* const block = &ring[ringPosition];
+  ringPosition += units;
+  return block;
+}
+extern "C" LPVOID WINAPI benchReallocate(LPVOID, SIZE_T) { return nullptr; }
+extern "C" void WINAPI benchFree(LPVOID) {}
+
+std::vector<std::size_t> takeRequests() {
+  areRequestsNoted = true;
+  return std::exchange(requests, {});
+}
+
+std::vector<std::string> takeTokenCalls() {
+  std::string text(softtoken_calls(kSofttokenOnlyThread, softtoken_thread(), nullptr, 0), '\0');
+  softtoken_calls(kSofttokenOnlyThread, softtoken_thread(), text.data(), text.size());
+  softtoken_clear_calls();
+  std::vector<std::string> names;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = text.find('\n', begin);
+    if (end == std::string::npos) break;
+    names.push_back(text.substr(begin, text.find('(', begin) - begin));
+    begin = end + 1;
+  }
+  return names;
+}
+
+Scene::Scene(unsigned keys) : keys_(keys) {
+  folder_ = (std::filesystem::temp_directory_path() / "orvane-bench").string();
+  std::filesystem::remove_all(folder_);
+  std::filesystem::create_directories(std::filesystem::path(folder_) / "Brightfold" / test::machine::processName());
+  test::machine::setTempFolder(folder_);
+  setDebugLog(false);
+  softtoken_reset();
+  softtoken_set_folder("");
+  defineToken();
+  test::loadDriver();
+  expect(softtoken_gate(kPolled, 1) == 1, "gate");
+  CARD_DATA record = newRecord();
+  expect(acquire(record) == 0, "first acquisition");
+  test::machine::startThreads();
+  expect(softtoken_wait_held(kPolled, 120000) == 1, "monitor");
+  expect(record.pfnCardDeleteContext(&record) == 0, "first context");
+}
+
+Scene::~Scene() {
+  softtoken_gate(kPolled, 0);
+  test::unloadDriver();
+  setDebugLog(false);
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+void Scene::defineToken(const std::string& serial) {
+  const SofttokenTokenDefinition definition{serial.c_str(), "2.1.0", test::kFaultPin, test::kFaultSoPin, 3, 3, 0, 0,
+                                            kSofttokenKeep};
+  expect(softtoken_define_token(&definition) == 1, "token");
+  for (unsigned i = 0; i < keys_; ++i) {
+    OrvaneKeyPair key = test::makeKey(static_cast<std::uint8_t>(i + 1), 3);
+    const OrvaneCertificate certificate = test::makeCertificate(static_cast<std::uint8_t>(i + 1), 1200);
+    expect(softtoken_add_key(serial.c_str(), &key) == 1, "key");
+    expect(softtoken_set_certificate(serial.c_str(), key.credentialId, &certificate) == 1, "certificate");
+  }
+}
+
+void Scene::removeToken(const std::string& serial) { softtoken_set_connected(serial.c_str(), 0); }
+
+CARD_DATA Scene::newRecord() {
+  CARD_DATA record{};
+  record.dwVersion = CARD_DATA_CURRENT_VERSION;
+  record.pbAtr = atr;
+  record.cbAtr = sizeof(atr);
+  record.pwszCardName = cardName;
+  record.pfnCspAlloc = benchAllocate;
+  record.pfnCspReAlloc = benchReallocate;
+  record.pfnCspFree = benchFree;
+  return record;
+}
+
+DWORD Scene::acquire(CARD_DATA& record) {
+  static void* loaded = nullptr;
+  static PFN_CARD_ACQUIRE_CONTEXT function = nullptr;
+  if (void* const address = test::driverExport("CardAcquireContext"); address != loaded) {
+    loaded = address;
+    function = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(address);
+  }
+  return function(&record, 0);
+}
+
+void Scene::reset(CARD_DATA& record, test::Before before) {
+  using test::Before;
+  defineToken();
+  if (record.pvVendorSpecific == nullptr) {
+    record = newRecord();
+    expect(acquire(record) == 0, "acquisition");
+  }
+  record.hScard = test::kFaultCardHandle;
+  record.pfnCardDeauthenticateEx(&record, PIN_SET_ALL_ROLES, 0);
+  std::string pin = test::kFaultPin;
+  auto* const pinBytes = reinterpret_cast<PBYTE>(pin.data());
+  const auto pinSize = static_cast<DWORD>(pin.size());
+  if (before == Before::kPinCached || before == Before::kPinBumped) {
+    expect(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pinBytes, pinSize, nullptr, nullptr, nullptr) == 0,
+           "PIN");
+  }
+  if (before == Before::kPinBumped) {
+    expect(record.pfnCardChangeAuthenticatorEx(&record, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, pinBytes, pinSize,
+                                               ROLE_USER, pinBytes, pinSize, 0, nullptr) == 0,
+           "PIN change");
+  }
+  softtoken_clear_calls();
+}
+
+void Scene::setDebugLog(bool isOn) {
+  test::LogLevelValue value;
+  if (isOn) {
+    value.type = test::LogLevelValue::Type::kNumber;
+    value.number = 3;
+  }
+  test::machine::setLogLevel(value);
+}
+
+std::string Scene::logFile() const {
+  const std::filesystem::path logs = std::filesystem::path(folder_) / "Brightfold" / test::machine::processName();
+  for (const auto& entry : std::filesystem::directory_iterator(logs)) return entry.path().string();
+  return (logs / "plain.LOG").string();
+}
+
+std::vector<std::string> Scene::takeLog() {
+  std::vector<std::string> lines;
+  const std::string path = logFile();
+  {
+    std::ifstream file(path, std::ios::binary);
+    for (std::string line; std::getline(file, line);) lines.push_back(line + "\n");
+  }
+  std::error_code ignored;
+  std::filesystem::remove(path, ignored);
+  return lines;
+}
+
+}  // namespace orvane::bench
