@@ -19,9 +19,8 @@ void ContainerListCache::exchange(const Change& change) {
   }
 }
 
-void ContainerListCache::replace(const std::string& serial, const ContainerList& list) {
-  const auto stored = std::make_shared<const ContainerList>(list);
-  exchange([&](Lists& lists) { lists.insert_or_assign(serial, stored); });
+void ContainerListCache::replace(const std::string& serial, std::shared_ptr<const ContainerList> list) {
+  exchange([&](Lists& lists) { lists.insert_or_assign(serial, list); });
 }
 
 void ContainerListCache::erase(const std::string& serial) {

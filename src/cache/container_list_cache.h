@@ -18,9 +18,9 @@ class ContainerListCache {
   // find returns the list stored for `serial`, or null when there is none. An empty list is not null.
   std::shared_ptr<const ContainerList> find(const std::string& serial) const;
 
-  // replace stores a copy of `list` for `serial`, in place of any list there. Throws std::bad_alloc, then nothing
-  // changed.
-  void replace(const std::string& serial, const ContainerList& list);
+  // replace stores `list`, which is not null and shared from now on, for `serial`, in place of any list there. Throws
+  // std::bad_alloc, then nothing changed.
+  void replace(const std::string& serial, std::shared_ptr<const ContainerList> list);
 
   // erase drops the list of `serial`, if there is one. Throws std::bad_alloc, then nothing changed.
   void erase(const std::string& serial);

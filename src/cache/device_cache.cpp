@@ -15,6 +15,12 @@ SecretText DeviceCache::getCachedPassword(const std::string& serial) const {
   return state != nullptr ? state->cachedPassword : SecretText();
 }
 
+bool DeviceCache::hasCachedPassword(const std::string& serial) const {
+  const LockGuard lock(deviceCacheMutex);
+  const DeviceState* state = find(serial);
+  return state != nullptr && !state->cachedPassword.empty();
+}
+
 bool DeviceCache::isPasswordValidatedLocal(const std::string& serial) const {
   const LockGuard lock(deviceCacheMutex);
   const DeviceState* state = find(serial);

@@ -55,6 +55,8 @@ class DeviceCache {
 
   // A copy of the cached PIN, empty when there is none.
   SecretText getCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
+  // Whether there is one that is not empty.
+  bool hasCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Whether this process validated the cached PIN.
   bool isPasswordValidatedLocal(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed, takes the PIN over and marks it validated. With a record there it cannot fail: a PIN

@@ -10,7 +10,9 @@ namespace {
 
 // The first byte of "logLevel", whatever type the value has: for a number its low byte, for a text its first character.
 std::optional<signed char> readLogLevel() noexcept {
-  unsigned char data[32] = {};
+  // Only the first byte counts, which a value without data leaves as it is.
+  unsigned char data[32];
+  data[0] = 0;
   DWORD size = sizeof(data);
   const LONG result =
       RegGetValueA(HKEY_LOCAL_MACHINE, "Software\\Brightfold\\Orvane", "logLevel", RRF_RT_ANY, nullptr, data, &size);

@@ -45,14 +45,19 @@ void cutToPathSize(std::string& path) {
 
 void writeLogLine(LogLevel level, std::string_view message) noexcept {
   try {
-    std::string path = logFolder();
-    cutToPathSize(path);
-    if (createLogFolders(path)) return;
+    std::string folder = logFolder();
+    const bool isFolderCut = folder.size() >= kLogPathSize;
+    cutToPathSize(folder);
     SYSTEMTIME now{};
     GetLocalTime(&now);
+    std::string path = folder;
     path.append(logFileName(now));
     cutToPathSize(path);
-    if (!appendToFile(path.c_str(), logLine(now, level, message))) std::fputs("\nUnable to write log", stdout);
+    const std::string line = logLine(now, level, message);
+    // A file that can be opened stands in folders that are all there, so they are looked after only when it cannot.
+    if (!isFolderCut && appendToFile(path.c_str(), line)) return;
+    if (createLogFolders(folder)) return;
+    if (!appendToFile(path.c_str(), line)) std::fputs("\nUnable to write log", stdout);
   } catch (...) {
     // Out of memory for the path or the line: the line is lost.
   }

@@ -150,7 +150,7 @@ DWORD WINAPI CardAuthenticateEx(PCARD_DATA pCardData, PIN_ID PinId, DWORD dwFlag
     }
     const AuthenticateOutputs outputs{ppbSessionPin, pcbSessionPin, pcAttemptsRemaining};
     const DeviceCache& devices = processState().deviceCache;
-    const bool isCached = !devices.getCachedPassword(serial).empty();
+    const bool isCached = devices.hasCachedPassword(serial);
     const bool isValidated = devices.isPasswordValidatedLocal(serial);
     if (isSilent) return authenticateSilently(*context, PinId, isCached && isValidated, outputs);
     if (!isCached) return authenticateOnToken(*pCardData, *context, PinId, pbPinData, cbPinData, outputs);

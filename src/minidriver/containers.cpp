@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "cache/process_state.h"
 #include "minidriver/container_map.h"
@@ -87,7 +88,9 @@ DWORD getPinIdentifierProperty(PBYTE data) {
 // Takes over the process-wide list of the token, if there is one: a context acquired before the token's keys changed
 // learns about them here, and only here.
 void refreshContainers(ProviderContext& context) {
-  if (const auto latest = processState().containerListCache.find(context.serialNumber)) context.containers = *latest;
+  if (auto latest = processState().containerListCache.find(context.serialNumber)) {
+    context.containers = std::move(latest);
+  }
 }
 
 }  // namespace
@@ -108,8 +111,8 @@ DWORD WINAPI CardGetContainerInfo(PCARD_DATA pCardData, BYTE bContainerIndex, DW
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardGetContainerInfo: provider context is NULL");
     logDebug("=== CardGetContainerInfo: serial=[", context->serialNumber, "]", " containerIndex=", bContainerIndex,
-             " containerListSize=", context->containers.size());
-    if (bContainerIndex >= context->containers.size()) {
+             " containerListSize=", context->containerCount());
+    if (bContainerIndex >= context->containerCount()) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "Invalid container index: ", bContainerIndex);
     }
     CONTAINER_INFO& info = *pContainerInfo;
@@ -117,7 +120,7 @@ DWORD WINAPI CardGetContainerInfo(PCARD_DATA pCardData, BYTE bContainerIndex, DW
     info = CONTAINER_INFO{};
     info.dwVersion = callersVersion;
     logDebug("CardGetContainerInfo Container index ", bContainerIndex);
-    return getContainerInfo(*pCardData, context->containers[bContainerIndex], info);
+    return getContainerInfo(*pCardData, context->container(bContainerIndex), info);
   });
 }
 
@@ -130,9 +133,9 @@ DWORD WINAPI CardGetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
     }
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardGetContainerProperty: provider context is NULL");
-    logDebug("CardGetContainerProperty container list size :: ", context->containers.size());
+    logDebug("CardGetContainerProperty container list size :: ", context->containerCount());
     refreshContainers(*context);
-    const std::size_t count = context->containers.size();
+    const std::size_t count = context->containerCount();
     logDebug("Container count = ", count);
     if (bContainerIndex >= count) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "Invalid container index: ", bContainerIndex, " max=", count);
@@ -143,7 +146,7 @@ DWORD WINAPI CardGetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
       if (pbData == nullptr || cbData < sizeof(CONTAINER_INFO)) {
         return decline(ERROR_INSUFFICIENT_BUFFER, "CardGetContainerProperty: buffer too small for CONTAINER_INFO");
       }
-      return getContainerInfoProperty(*pCardData, context->containers[bContainerIndex], bContainerIndex, pbData);
+      return getContainerInfoProperty(*pCardData, context->container(bContainerIndex), bContainerIndex, pbData);
     }
     if (property == CCP_PIN_IDENTIFIER) {
       *pdwDataLen = sizeof(PIN_ID);
@@ -165,7 +168,7 @@ DWORD WINAPI CardSetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
     }
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardSetContainerProperty: provider context is NULL");
-    if (bContainerIndex >= context->containers.size()) {
+    if (bContainerIndex >= context->containerCount()) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "CardSetContainerProperty: invalid container index ", bContainerIndex);
     }
     if (std::wstring_view(wszProperty) != CCP_PIN_IDENTIFIER) {

@@ -3,8 +3,8 @@
 // The token removes the padding. Beyond the lines and branches that callers know, nothing here depends on the decrypted
 // block, so that its padding cannot be told from outside.
 #include <algorithm>
+#include <array>
 #include <cstdlib>
-#include <iterator>
 #include <vector>
 
 #include "cache/process_state.h"
@@ -42,6 +42,27 @@ class LibraryPlaintext {
   DWORD maximumLength_;
 };
 
+// The provider's block is little-endian, the library's big-endian. A block of any key there is has room in the object.
+class BigEndianCipherText {
+ public:
+  explicit BigEndianCipherText(const CARD_RSA_DECRYPT_INFO& info) {
+    if (info.cbData > short_.size()) long_.resize(info.cbData);
+    bytes_ = info.cbData > short_.size() ? long_.data() : short_.data();
+    std::reverse_copy(info.pbData, info.pbData + info.cbData, bytes_);
+    if (info.cbData == 0) bytes_ = nullptr;
+  }
+  BigEndianCipherText(const BigEndianCipherText&) = delete;
+  BigEndianCipherText& operator=(const BigEndianCipherText&) = delete;
+
+  // Null when there are none.
+  const BYTE* bytes() const noexcept { return bytes_; }
+
+ private:
+  std::array<BYTE, sizeof(OrvaneKeyPair::modulus)> short_;
+  std::vector<BYTE> long_;
+  BYTE* bytes_;
+};
+
 void logPaddingType(DWORD paddingType) noexcept {
   switch (paddingType) {
     case CARD_PADDING_PKCS1:
@@ -65,16 +86,13 @@ bool isUsageRight(DWORD keySpec, std::int32_t keyUsage) noexcept {
 
 DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
                      CARD_RSA_DECRYPT_INFO& info) {
-  // The provider's block is little-endian, the library's big-endian.
-  const std::vector<BYTE> cipherTextBigEndian(std::make_reverse_iterator(info.pbData + info.cbData),
-                                              std::make_reverse_iterator(info.pbData));
+  const BigEndianCipherText cipherText(info);
   const SecretText pin = processState().deviceCache.getCachedPassword(serial);
   LibraryPlaintext plaintext(info.cbData);
   const int result = [&] {
     const CardHandover handover(cardData.hScard);
-    return tokenlib::decrypt(serial, key.credentialId, pin.c_str(),
-                             cipherTextBigEndian.empty() ? nullptr : cipherTextBigEndian.data(),
-                             static_cast<int>(info.cbData), plaintext.bytes, plaintext.length);
+    return tokenlib::decrypt(serial, key.credentialId, pin.c_str(), cipherText.bytes(), static_cast<int>(info.cbData),
+                             plaintext.bytes, plaintext.length);
   }();
   if (result != 0) {
     // A failing library hands nothing over; what its output may point to is not ours to free.
@@ -94,14 +112,14 @@ DWORD decrypt(const CARD_DATA& cardData, const ProviderContext& context, CARD_RS
   if (info.dwPaddingType == CARD_PADDING_OAEP && !isOaepSupported(serial)) {
     return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardRSADecrypt: OAEP not supported on this firmware");
   }
-  if (info.bContainerIndex >= context.containers.size()) {
+  if (info.bContainerIndex >= context.containerCount()) {
     return refuse(SCARD_E_NO_KEY_CONTAINER, "CardRSADecrypt: invalid container index=", info.bContainerIndex,
-                  ", containerCount=", context.containers.size());
+                  ", containerCount=", context.containerCount());
   }
   if (info.dwKeySpec != AT_KEYEXCHANGE && info.dwKeySpec != AT_SIGNATURE) {
     return refuse(ERROR_INVALID_PARAMETER, "CardRSADecrypt: invalid dwKeySpec=", info.dwKeySpec);
   }
-  const ContainerEntry& container = context.containers[info.bContainerIndex];
+  const ContainerEntry& container = context.container(info.bContainerIndex);
   if (container.keyPairs.empty()) {
     return refuse(SCARD_E_NO_KEY_CONTAINER, "CardRSADecrypt: container has no keys");
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "log/log.h"
 #include "minidriver/serial_resolution.h"
@@ -126,13 +127,14 @@ void updateKeyCount(const std::string& serial, std::size_t keyCount) {
 }
 
 void buildContainers(ProviderContext& context, const std::vector<OrvaneKeyPair>& keyPairs) {
-  context.containers.clear();
-  context.containers.reserve(keyPairs.size());
+  auto containers = std::make_shared<ContainerList>();
+  containers->reserve(keyPairs.size());
   for (const OrvaneKeyPair& keyPair : keyPairs) {
     logDebug("guidAscii (credential id ) :: ", hexBytes(keyPair.credentialId, sizeof(keyPair.credentialId)));
     logDebug("key usage :: ", keyPair.keyUsage);
-    context.containers.push_back(containerEntryFor(keyPair));
+    containers->push_back(containerEntryFor(keyPair));
   }
+  context.containers = std::move(containers);
   processState().containerListCache.replace(context.serialNumber, context.containers);
 }
 

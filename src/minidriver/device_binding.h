@@ -37,8 +37,8 @@ std::vector<OrvaneKeyPair> openDevice(const std::string& serial) ORVANE_REQUIRES
 // freshness. The library lock is not held.
 void updateKeyCount(const std::string& serial, std::size_t keyCount) ORVANE_EXCLUDES(processState().libraryMutex);
 
-// buildContainers makes the context's container list from the key pairs, in their order, and stores a copy of it for
-// the whole process.
+// buildContainers makes the context's container list from the key pairs, in their order, and shares it with the
+// whole process.
 void buildContainers(ProviderContext& context, const std::vector<OrvaneKeyPair>& keyPairs);
 
 }  // namespace orvane

@@ -1,7 +1,6 @@
 // The card's directories: CardEnumFiles and CardGetFileInfo. Both work from the context alone.
 #include <cstring>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "minidriver/card_identifier.h"
 #include "minidriver/container_map.h"
@@ -19,35 +18,42 @@ constexpr DWORD kStatedCertificateSize = 4096;
 
 std::string_view textOrEmpty(LPCSTR text) noexcept { return text != nullptr ? text : std::string_view(); }
 
-// The files in "mscp". "msroots" can be read but is deliberately not listed.
-std::vector<std::string> filesInMscp(const ContainerList& containers) {
-  std::vector<std::string> names{szCACHE_FILE, szCONTAINER_MAP_FILE};
-  for (std::size_t index = 0; index < containers.size(); ++index) {
-    if (containers[index].keyPairs.empty()) continue;
-    const auto usage = containers[index].keyPairs.front().keyUsage;
-    if (isSignatureUsage(usage)) names.push_back(certificateFileName(szUSER_SIGNATURE_CERT_PREFIX, index));
-    if (isKeyExchangeUsage(usage)) names.push_back(certificateFileName(szUSER_KEYEXCHANGE_CERT_PREFIX, index));
+// Calls `take` with the name of every file in "mscp", in order. "msroots" can be read but is deliberately not listed.
+template <typename Take>
+void forEachFileInMscp(const ProviderContext& context, const Take& take) {
+  take(szCACHE_FILE);
+  take(szCONTAINER_MAP_FILE);
+  for (std::size_t index = 0; index < context.containerCount(); ++index) {
+    const ContainerEntry& container = context.container(index);
+    if (container.keyPairs.empty()) continue;
+    const auto usage = container.keyPairs.front().keyUsage;
+    if (isSignatureUsage(usage)) take(certificateFileName(szUSER_SIGNATURE_CERT_PREFIX, index));
+    if (isKeyExchangeUsage(usage)) take(certificateFileName(szUSER_KEYEXCHANGE_CERT_PREFIX, index));
   }
-  return names;
 }
 
-// Hands the names to the caller as a multi-string: each with its NUL, and one more NUL at the end.
-DWORD returnNames(const CARD_DATA& cardData, const std::vector<std::string>& names, LPSTR* fileNames,
-                  LPDWORD fileNamesSize) {
+// Hands the names that `forEachName` gives to the caller as a multi-string: each with its NUL, and one more NUL at the
+// end. They are gone through twice, for the size and for the copy, so that nothing has to keep them.
+template <typename ForEachName>
+DWORD returnNames(const CARD_DATA& cardData, const ForEachName& forEachName, LPSTR* fileNames, LPDWORD fileNamesSize) {
+  std::size_t count = 0;
   std::size_t totalSize = 1;
-  for (const std::string& name : names) totalSize += name.size() + 1;
+  forEachName([&](std::string_view name) {
+    ++count;
+    totalSize += name.size() + 1;
+  });
   BYTE* contents = allocateForCaller(cardData, totalSize);
   if (contents == nullptr) {
     return refuse(SCARD_E_NO_MEMORY, "CardEnumFiles: pfnCspAlloc failed, totalSize=", totalSize);
   }
   BYTE* position = contents;
-  for (const std::string& name : names) {
-    std::memcpy(position, name.c_str(), name.size() + 1);
+  forEachName([&](std::string_view name) {
+    std::memcpy(position, name.data(), name.size());
     position += name.size() + 1;
-  }
+  });
   *fileNames = reinterpret_cast<LPSTR>(contents);
   *fileNamesSize = static_cast<DWORD>(totalSize);
-  return succeed("CardEnumFiles: returned ", names.size(), " files, size=", totalSize);
+  return succeed("CardEnumFiles: returned ", count, " files, size=", totalSize);
 }
 
 // Size and access condition of a file in "mscp" that exists.
@@ -91,7 +97,7 @@ DWORD getFileInfo(const ProviderContext& context, LPCSTR directoryName, LPCSTR f
     if (!file || *file == CardFile::kCardId) {
       return refuse(SCARD_E_FILE_NOT_FOUND, "CardGetFileInfo: mscp file not found: ", fileName);
     }
-    describeMscpFile(*file, context.containers.size(), info);
+    describeMscpFile(*file, context.containerCount(), info);
   }
   return succeed("CardGetFileInfo: size=", info.cbFileSize, " ac=", static_cast<int>(info.AccessCondition));
 }
@@ -113,11 +119,15 @@ DWORD WINAPI CardEnumFiles(PCARD_DATA pCardData, LPSTR pszDirectoryName, LPSTR* 
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardEnumFiles: provider context is null");
     const std::string_view directory = textOrEmpty(pszDirectoryName);
-    if (directory.empty()) return returnNames(*pCardData, {szCARD_IDENTIFIER_FILE}, pmszFileNames, pdwcbFileName);
+    if (directory.empty()) {
+      const auto rootFiles = [](const auto& take) { take(szCARD_IDENTIFIER_FILE); };
+      return returnNames(*pCardData, rootFiles, pmszFileNames, pdwcbFileName);
+    }
     if (!isDirectoryMscp(directory)) {
       return refuse(SCARD_E_DIR_NOT_FOUND, "CardEnumFiles: directory not found: ", directory);
     }
-    return returnNames(*pCardData, filesInMscp(context->containers), pmszFileNames, pdwcbFileName);
+    const auto mscpFiles = [&](const auto& take) { forEachFileInMscp(*context, take); };
+    return returnNames(*pCardData, mscpFiles, pmszFileNames, pdwcbFileName);
   });
 }
 

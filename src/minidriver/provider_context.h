@@ -3,7 +3,9 @@
 #define ORVANE_MINIDRIVER_PROVIDER_CONTEXT_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "cache/container_entry.h"
@@ -34,11 +36,16 @@ struct ProviderContext {
   std::uint32_t pinStrengthVerify = 0;
   std::uint32_t cacheMode = 0;
   std::uint32_t supportsX509Enrollment = 0;
-  // One entry for each key pair of the token, in the token's order.
-  ContainerList containers;
+  // One entry for each key pair of the token, in the token's order; null stands for none. Shared with the process-wide
+  // list that it was taken from.
+  std::shared_ptr<const ContainerList> containers;
   // 1 while the role's PIN counts as verified in this context.
   std::uint8_t userAuthenticated = 0;
   std::uint8_t adminAuthenticated = 0;
+
+  // Number of containers, and one of them by its index, which must be below that number.
+  std::size_t containerCount() const noexcept { return containers != nullptr ? containers->size() : 0; }
+  const ContainerEntry& container(std::size_t index) const noexcept { return (*containers)[index]; }
 
   // References held: the record's own, and one for each running call. Managed by ContextRef alone.
   std::atomic<std::uint32_t> holders{1};

@@ -4,6 +4,8 @@
 // caches and what the token library reports.
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 #include "cache/process_state.h"
 #include "minidriver/card_handover.h"
@@ -61,9 +63,9 @@ DWORD readCardCf(const CARD_DATA& cardData, const ProviderContext& context, cons
 // key's usage. That the signature file's messages speak of the key exchange is deliberate.
 DWORD readCertificate(const CARD_DATA& cardData, const ProviderContext& context, std::string_view name,
                       const FileOutput& output) {
-  const auto index = containerIndexOf(name, context.containers.size());
+  const auto index = containerIndexOf(name, context.containerCount());
   if (!index) return refuse(SCARD_E_FILE_NOT_FOUND, "CardReadFile: invalid container index for kx cert");
-  const ContainerEntry& container = context.containers[*index];
+  const ContainerEntry& container = context.container(*index);
   if (container.keyPairs.empty()) return refuse(SCARD_E_NO_KEY_CONTAINER, "CardReadFile: container has no keys");
   const OrvaneCertificate* certificate = tokenlib::findCertificateForKey(
       context.serialNumber, container.keyPairs.front().credentialId, context.libraryContext);
@@ -86,11 +88,11 @@ DWORD readCertificate(const CARD_DATA& cardData, const ProviderContext& context,
 std::shared_ptr<const ContainerList> repopulateContainers(const ProviderContext& context) {
   ContainerListCache& lists = processState().containerListCache;
   logDebug("CMAP: Serial ", context.serialNumber, " missing from cache. Re-populating now...");
-  ContainerList containers;
+  auto containers = std::make_shared<ContainerList>();
   for (const OrvaneKeyPair& keyPair : tokenlib::keyPairList(context.serialNumber, context.libraryContext)) {
-    containers.push_back(containerEntryFor(keyPair));
+    containers->push_back(containerEntryFor(keyPair));
   }
-  lists.replace(context.serialNumber, containers);
+  lists.replace(context.serialNumber, std::move(containers));
   return lists.find(context.serialNumber);
 }
 

@@ -2,7 +2,7 @@
 //
 // Nothing is padded, hashed or formatted here. The token library gets the bare hash and decides on the rest.
 #include <algorithm>
-#include <vector>
+#include <array>
 
 #include "cache/process_state.h"
 #include "minidriver/card_handover.h"
@@ -54,7 +54,6 @@ class SignatureTarget {
   SignatureTarget(const OrvaneKeyPair& key, BYTE* callersBuffer, DWORD size) : bytes_(callersBuffer) {
     const std::size_t keySize = std::min<std::size_t>(key.modulusLength, sizeof(key.modulus));
     if (keySize <= size) return;
-    longer_.resize(keySize);
     bytes_ = longer_.data();
   }
   SignatureTarget(const SignatureTarget&) = delete;
@@ -63,7 +62,7 @@ class SignatureTarget {
   BYTE* bytes() const noexcept { return bytes_; }
 
  private:
-  std::vector<BYTE> longer_;
+  std::array<BYTE, sizeof(OrvaneKeyPair::modulus)> longer_;
   BYTE* bytes_;
 };
 
@@ -118,12 +117,12 @@ DWORD WINAPI CardSignData(PCARD_DATA pCardData, PCARD_SIGNING_INFO pInfo) {
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardSignData: provider context is NULL");
     const BYTE index = pInfo->bContainerIndex;
     logDebug("=== CardSignData: serial=[", context->serialNumber, "]", " containerIndex=", index,
-             " containerListSize=", context->containers.size(), " dwSigningFlags=0x", hex8(pInfo->dwSigningFlags),
+             " containerListSize=", context->containerCount(), " dwSigningFlags=0x", hex8(pInfo->dwSigningFlags),
              " userPinAuth=", context->userAuthenticated);
-    if (index >= context->containers.size()) {
+    if (index >= context->containerCount()) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "CardSignData: invalid container index");
     }
-    const ContainerEntry& container = context->containers[index];
+    const ContainerEntry& container = context->container(index);
     if (container.keyPairs.empty()) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "CardSignData: container has no keys");
     }

@@ -3,7 +3,9 @@
 #define ORVANE_SUPPORT_SECRET_H
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace orvane {
@@ -29,40 +31,74 @@ struct WipingAllocator {
   bool operator==(const WipingAllocator&) const noexcept { return true; }
 };
 
-// SecretText is a byte string with a terminating NUL, for PINs. The empty text owns no memory. Replacing or destroying
-// it overwrites the old bytes, whatever their length; copies are secrets of their own.
+// SecretText is a byte string with a terminating NUL, for PINs. Up to kInlineCapacity bytes, more than any usual PIN
+// has, stand in the object itself; only longer ones take memory. Replacing, moving from or destroying it overwrites the
+// old bytes, whatever their length; copies are secrets of their own.
 class SecretText {
  public:
+  static constexpr std::size_t kInlineCapacity = 63;
+
   SecretText() = default;
-  // Copies exactly `size` bytes at `bytes`; `bytes` may be null when `size` is 0. Throws std::bad_alloc.
+  // Copies exactly `size` bytes at `bytes`; `bytes` may be null when `size` is 0. Throws std::bad_alloc for more than
+  // kInlineCapacity bytes.
   SecretText(const void* bytes, std::size_t size) {
-    if (size == 0) return;
-    const auto* first = static_cast<const char*>(bytes);
-    storage_.reserve(size + 1);
-    storage_.assign(first, first + size);
-    storage_.push_back('\0');
+    if (size > kInlineCapacity) {
+      const auto* first = static_cast<const char*>(bytes);
+      long_.reserve(size + 1);
+      long_.assign(first, first + size);
+      long_.push_back('\0');
+    } else if (size != 0) {
+      std::memcpy(short_, bytes, size);
+      short_[size] = '\0';
+    }
+    size_ = size;
   }
-  SecretText(const SecretText&) = default;
-  SecretText(SecretText&& other) noexcept = default;
+  SecretText(const SecretText& other) : SecretText(other.c_str(), other.size_) {}
+  SecretText(SecretText&& other) noexcept { takeOver(other); }
   SecretText& operator=(const SecretText& other) {
-    // Assigning element by element could leave the tail of a longer old text in the reused block.
-    if (this != &other) storage_ = Storage(other.storage_);
+    if (this != &other) *this = SecretText(other);
     return *this;
   }
-  SecretText& operator=(SecretText&& other) noexcept = default;
-  ~SecretText() = default;
+  SecretText& operator=(SecretText&& other) noexcept {
+    if (this == &other) return *this;
+    clear();
+    takeOver(other);
+    return *this;
+  }
+  ~SecretText() { clear(); }
 
   // c_str returns the bytes followed by a NUL; valid until the next change.
-  const char* c_str() const noexcept { return storage_.empty() ? "" : storage_.data(); }
+  const char* c_str() const noexcept { return size_ > kInlineCapacity ? long_.data() : short_; }
   // size is the number of bytes without the terminating NUL.
-  std::size_t size() const noexcept { return storage_.empty() ? 0 : storage_.size() - 1; }
-  bool empty() const noexcept { return storage_.empty(); }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
   // clear overwrites and releases the text.
-  void clear() noexcept { storage_ = Storage(); }
+  void clear() noexcept {
+    if (size_ > kInlineCapacity) {
+      Storage().swap(long_);
+    } else {
+      wipe(short_, size_);
+    }
+    size_ = 0;
+  }
 
  private:
   using Storage = std::vector<char, WipingAllocator<char>>;
-  Storage storage_;
+
+  // Makes this empty text the other one, and the other one empty.
+  void takeOver(SecretText& other) noexcept {
+    if (other.size_ > kInlineCapacity) {
+      long_.swap(other.long_);
+    } else {
+      std::memcpy(short_, other.short_, other.size_ + 1);
+      wipe(other.short_, other.size_);
+    }
+    size_ = std::exchange(other.size_, 0);
+  }
+
+  std::size_t size_ = 0;
+  char short_[kInlineCapacity + 1] = {};
+  Storage long_;
 };
 
 }  // namespace orvane

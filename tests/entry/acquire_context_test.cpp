@@ -303,12 +303,12 @@ TEST_F(AcquireContext, MakesAReadyContext) {
   EXPECT_EQ(context.supportsX509Enrollment, 0u);
   EXPECT_EQ(context.userAuthenticated, 0);
   EXPECT_EQ(context.adminAuthenticated, 0);
-  ASSERT_EQ(context.containers.size(), 2u);
-  EXPECT_TRUE(context.containers[0].containerGuid == std::wstring(32, L'1'));
-  EXPECT_TRUE(context.containers[1].containerGuid == L"A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2");
+  ASSERT_EQ(context.containerCount(), 2u);
+  EXPECT_TRUE(context.container(0).containerGuid == std::wstring(32, L'1'));
+  EXPECT_TRUE(context.container(1).containerGuid == L"A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2");
   for (std::size_t i = 0; i < std::size(keys); ++i) {
-    ASSERT_EQ(context.containers[i].keyPairs.size(), 1u);
-    EXPECT_EQ(std::memcmp(&context.containers[i].keyPairs[0], &keys[i], sizeof(keys[i])), 0) << i;
+    ASSERT_EQ(context.container(i).keyPairs.size(), 1u);
+    EXPECT_EQ(std::memcmp(&context.container(i).keyPairs[0], &keys[i], sizeof(keys[i])), 0) << i;
   }
 }
 

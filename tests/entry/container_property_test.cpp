@@ -209,9 +209,9 @@ TEST_F(ContainerPropertyTest, GetTakesOverTheLatestList) {
       .outcome = {0, concat(refreshed(1, 1, 2), {"D CardGetContainerProperty: CCP_PIN_IDENTIFIER = ROLE_USER"}), {}},
       .length = 4,
       .value = words({1})};
-  EXPECT_EQ(inside(older).containers.size(), 1u);
+  EXPECT_EQ(inside(older).containerCount(), 1u);
   run(older, row);
-  EXPECT_EQ(inside(older).containers.size(), 2u);
+  EXPECT_EQ(inside(older).containerCount(), 2u);
 
   ASSERT_EQ(softtoken_clear_keys(kSerial), 1);
   openContext();

@@ -216,7 +216,7 @@ TEST_F(DecryptTest, OaepNeedsNewFirmware) {
 TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
   CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2), makeKey(3, 3), makeKey(4, 0), makeKey(5, 4)});
   authenticate(record);
-  inside(record).containers[4].keyPairs.clear();
+  setKeys(record, 4, {});
   const DWORD none = code(SCARD_E_NO_KEY_CONTAINER);
   const auto index = [](unsigned value) {
     return "E CardRSADecrypt: invalid container index=" + std::to_string(value) + ", containerCount=5";
@@ -268,7 +268,7 @@ TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
   };
   runAll(record, cases);
   // Usage 4 is neither, and only the first key counts.
-  inside(record).containers[4].keyPairs = {makeKey(5, 4), makeKey(6, 3)};
+  setKeys(record, 4, {makeKey(5, 4), makeKey(6, 3)});
   run(record, misfits("signature, usage 4", 4, AT_SIGNATURE));
   run(record, misfits("key exchange, usage 4", 4, AT_KEYEXCHANGE));
 }

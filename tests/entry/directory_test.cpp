@@ -190,14 +190,14 @@ TEST_F(DirectoryTest, EnumBytes) {
 
 TEST_F(DirectoryTest, EnumSkipsContainersWithoutKeys) {
   CARD_DATA& record = open({makeKey(1, 3), makeKey(2, 1)});
-  inside(record).containers[0].keyPairs.clear();
+  setKeys(record, 0, {});
   expectNames(record, "mscp", {"cardcf", "cmapfile", "ksc1"});
   expectFile(record, "mscp", "cmapfile", 172, 1);
 }
 
 TEST_F(DirectoryTest, EnumLooksAtTheFirstKeyOnly) {
   CARD_DATA& record = open({makeKey(1, 2)});
-  inside(record).containers[0].keyPairs = {makeKey(1, 2), makeKey(2, 1)};
+  setKeys(record, 0, {makeKey(1, 2), makeKey(2, 1)});
   expectNames(record, "mscp", {"cardcf", "cmapfile", "kxc0"});
 }
 

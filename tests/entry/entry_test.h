@@ -5,8 +5,10 @@
 #include <cstring>
 #include <deque>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "minidriver/provider_context.h"
@@ -90,6 +92,13 @@ class EntryTest : public DriverTest {
   // The context behind a record. Test program and minidriver are built together, so that both know its layout.
   static ProviderContext& inside(const CARD_DATA& record) {
     return *static_cast<ProviderContext*>(record.pvVendorSpecific);
+  }
+  // Gives a container of the record's context other keys; nobody else who shares its list sees that.
+  static void setKeys(const CARD_DATA& record, std::size_t index, std::vector<OrvaneKeyPair> keyPairs) {
+    ProviderContext& context = inside(record);
+    auto changed = std::make_shared<ContainerList>(*context.containers);
+    changed->at(index).keyPairs = std::move(keyPairs);
+    context.containers = std::move(changed);
   }
   // A copy of the record that lost its context.
   static CARD_DATA withoutContext(const CARD_DATA& record);

@@ -123,7 +123,7 @@ TEST_F(OpenDevice, LetsTheKeyListDecide) {
     EXPECT_EQ(linesOfOpening(), concat(concat(row.log, counted), linesOfKeys(row.containers)));
     EXPECT_EQ(takeCalls(),
               concat({"orvane_init(0, null, 2)", "orvane_getConnectedDeviceList(false, null)"}, row.calls));
-    EXPECT_EQ(inside(record).containers.size(), row.containers);
+    EXPECT_EQ(inside(record).containerCount(), row.containers);
     EXPECT_EQ(softtoken_queued("orvane_initDevice") + softtoken_queued("orvane_getKeyPairList"), 0u);
 
     // The next acquisition initialises the device only if this one could not.
@@ -177,15 +177,15 @@ TEST_F(OpenDevice, KeepsTheContainersForOtherContexts) {
   CARD_DATA& first = open({makeKey(1, 3)});
   const OrvaneKeyPair second = makeKey(2, 3);
   softtoken_add_key(kSerial, &second);
-  EXPECT_EQ(inside(openContext()).containers.size(), 2u);
-  EXPECT_EQ(inside(first).containers.size(), 1u);
+  EXPECT_EQ(inside(openContext()).containerCount(), 2u);
+  EXPECT_EQ(inside(first).containerCount(), 1u);
   PIN_ID pinId = kPoison32;
   DWORD length = kPoison32;
   EXPECT_EQ(first.pfnCardGetContainerProperty(&first, 1, CCP_PIN_IDENTIFIER, reinterpret_cast<PBYTE>(&pinId),
                                               sizeof(pinId), &length, 0),
             0u);
-  ASSERT_EQ(inside(first).containers.size(), 2u);
-  EXPECT_EQ(bytesOf(inside(first).containers[1].keyPairs.at(0)), bytesOf(second));
+  ASSERT_EQ(inside(first).containerCount(), 2u);
+  EXPECT_EQ(bytesOf(inside(first).container(1).keyPairs.at(0)), bytesOf(second));
 }
 
 // The mark "a context is attached" is the token's, not counted by contexts: when it goes while another acquisition is
@@ -212,7 +212,7 @@ TEST_F(OpenDevice, CountsNothingWhenTheTokensContextWentMeanwhile) {
   EXPECT_EQ(takeLog(), (Lines{"D guidAscii (credential id ) :: " + guidOf(1), "D key usage :: 3",
                               "D guidAscii (credential id ) :: " + guidOf(2), "D key usage :: 3",
                               "D CardAcquireContext completed successfully"}));
-  EXPECT_EQ(inside(second).containers.size(), 2u);
+  EXPECT_EQ(inside(second).containerCount(), 2u);
   second.pfnCardDeleteContext(&second);
 
   CARD_DATA third = newRecord();

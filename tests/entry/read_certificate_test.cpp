@@ -113,7 +113,7 @@ TEST_F(ReadCertificateTest, RefusesContainersWithoutKeyOrCertificate) {
                  .log = {opening(file), "E CardReadFile: no matching key exchange cert found"},
                  .calls = concat(kReopened, {find(3)})});
   }
-  inside(record).containers[1].keyPairs.clear();
+  setKeys(record, 1, {});
   for (const char* const file : {"ksc1", "kxc1"}) {
     SCOPED_TRACE(file);
     run(record, {.file = file,

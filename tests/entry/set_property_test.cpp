@@ -259,8 +259,8 @@ TEST_F(SetPropertyTest, ANewSerialCountsAtOnceAndForThisRecordOnly) {
   setSerial(first, "0034CD");
   authenticate(first);
   // The containers stay those of the first token.
-  ASSERT_EQ(inside(first).containers.size(), 1u);
-  EXPECT_EQ(bytesOf(inside(first).containers[0].keyPairs.at(0)), bytesOf(makeKey(1, 3)));
+  ASSERT_EQ(inside(first).containerCount(), 1u);
+  EXPECT_EQ(bytesOf(inside(first).container(0).keyPairs.at(0)), bytesOf(makeKey(1, 3)));
   EXPECT_EQ(cachedPin(second), "");
   EXPECT_EQ(cardCf(first), (Bytes{0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(cardCf(second), (Bytes{0, 0, 1, 0, 1, 0}));

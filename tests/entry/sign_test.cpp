@@ -153,7 +153,7 @@ TEST_F(SignTest, RefusesArgumentsInOrder) {
 TEST_F(SignTest, ChoosesTheContainersFirstKey) {
   CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2, 3072), makeKey(3, 3)});
   authenticate(record);
-  inside(record).containers[2].keyPairs.clear();
+  setKeys(record, 2, {});
   const DWORD none = code(SCARD_E_NO_KEY_CONTAINER);
   const SignCase cases[] = {
       {.name = "an index equal to the count",

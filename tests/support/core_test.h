@@ -2,9 +2,18 @@
 #ifndef ORVANE_TESTS_SUPPORT_CORE_TEST_H
 #define ORVANE_TESTS_SUPPORT_CORE_TEST_H
 
+#include <memory>
+#include <utility>
+
+#include "cache/container_entry.h"
 #include "driver_test.h"
 
 namespace orvane::test {
+
+// A list as ContainerListCache takes it.
+inline std::shared_ptr<const ContainerList> shared(ContainerList list) {
+  return std::make_shared<const ContainerList>(std::move(list));
+}
 
 // CoreTest is DriverTest with the process-wide state of the linked objects made new for each test. Natively that is the
 // minidriver's; on Windows the loaded DLL has one of its own. Both write to the same log.

@@ -52,7 +52,7 @@ Bytes mapRecord(std::string_view guid, std::uint8_t flags, unsigned signatureBit
 
 TEST_F(ContainerListsTest, ContainersWithoutKeysTakeTheirPlace) {
   processState().containerListCache.replace(
-      kSerial, {{L"first", {}}, {L"second", {makeKey(2, 2, 4096)}}, {L"third", {makeKey(3, 1, 2048)}}});
+      kSerial, shared({{L"first", {}}, {L"second", {makeKey(2, 2, 4096)}}, {L"third", {makeKey(3, 1, 2048)}}}));
   const Bytes contents = read("cmapfile");
   ASSERT_EQ(contents.size(), 258u);
   EXPECT_EQ(Bytes(contents.begin(), contents.begin() + 86), Bytes(86, 0));
@@ -66,12 +66,12 @@ TEST_F(ContainerListsTest, ContainersWithoutKeysTakeTheirPlace) {
 }
 
 TEST_F(ContainerListsTest, OnlyContainersWithoutKeys) {
-  processState().containerListCache.replace(kSerial, {{L"first", {}}, {L"second", {}}});
+  processState().containerListCache.replace(kSerial, shared({{L"first", {}}, {L"second", {}}}));
   EXPECT_EQ(read("cmapfile"), Bytes(172, 0));
 }
 
 TEST_F(ContainerListsTest, OnlyTheFirstKeyCounts) {
-  processState().containerListCache.replace(kSerial, {{L"first", {makeKey(1, 2, 2048), makeKey(2, 1, 4096)}}});
+  processState().containerListCache.replace(kSerial, shared({{L"first", {makeKey(1, 2, 2048), makeKey(2, 1, 4096)}}}));
   EXPECT_EQ(read("cmapfile"), mapRecord("first", 3, 0, 2048));
 }
 
@@ -88,15 +88,15 @@ TEST_F(ContainerListsTest, NamesAreCutAfter39Units) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.label);
-    processState().containerListCache.replace(kSerial, {{row.name, {makeKey(1, 3)}}});
+    processState().containerListCache.replace(kSerial, shared({{row.name, {makeKey(1, 3)}}}));
     EXPECT_EQ(read("cmapfile"), mapRecord(row.shown, 3, 2048, 2048));
   }
 }
 
 // The property takes over the list, and answers a container without keys at once.
 TEST_F(ContainerListsTest, PropertyOfContainersWithoutKeysAndWithSeveral) {
-  processState().containerListCache.replace(kSerial,
-                                            {{L"first", {}}, {L"second", {makeKey(2, 2, 4096), makeKey(3, 1, 1024)}}});
+  processState().containerListCache.replace(
+      kSerial, shared({{L"first", {}}, {L"second", {makeKey(2, 2, 4096), makeKey(3, 1, 1024)}}}));
   const auto ask = [&](BYTE index) {
     CONTAINER_INFO info;
     std::memset(&info, 0xA5, sizeof(info));

@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "cache/container_list_cache.h"
-#include "support/driver_test.h"
+#include "support/core_test.h"
 
 namespace orvane::test {
 namespace {
@@ -113,19 +113,19 @@ TEST(ContainerLists, AreReplacedAsAWhole) {
   ContainerListCache lists;
   EXPECT_EQ(lists.find("A1"), nullptr);
   lists.erase("A1");
-  lists.replace("A1", {});
+  lists.replace("A1", shared({}));
   ASSERT_NE(lists.find("A1"), nullptr) << "an empty list is a list";
   EXPECT_TRUE(lists.find("A1")->empty());
-  lists.replace("A1", {containerEntryFor(makeKey(0x1A, 1)), containerEntryFor(makeKey(2, 2))});
+  lists.replace("A1", shared({containerEntryFor(makeKey(0x1A, 1)), containerEntryFor(makeKey(2, 2))}));
   const auto held = lists.find("A1");
   ASSERT_EQ(held->size(), 2u);
   EXPECT_TRUE(held->at(0).containerGuid == L"1A1A1A1A1A1A1A1A1A1A1A1A1A1A1A1A");
   ASSERT_EQ(held->at(0).keyPairs.size(), 1u);
   EXPECT_EQ(held->at(0).keyPairs[0].keyUsage, 1);
-  lists.replace("A1", {containerEntryFor(makeKey(3, 3))});
+  lists.replace("A1", shared({containerEntryFor(makeKey(3, 3))}));
   EXPECT_EQ(lists.find("A1")->size(), 1u);
   EXPECT_EQ(held->size(), 2u) << "who found a list keeps it";
-  lists.replace("A2", {});
+  lists.replace("A2", shared({}));
   lists.erase("A1");
   EXPECT_EQ(lists.find("A1"), nullptr);
   EXPECT_NE(lists.find("A2"), nullptr);

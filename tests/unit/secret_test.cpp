@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace orvane::test {
@@ -44,6 +46,55 @@ TEST(Secret, CopiesAreIndependent) {
   SecretText& same = moved;
   moved = same;
   EXPECT_EQ(valueOf(moved), "second");
+}
+
+// Texts up to the capacity stand in the object, longer ones on the heap; nothing of that shows.
+TEST(Secret, ShortAndLongTextsTakeEachOthersPlace) {
+  const std::size_t sizes[] = {
+      0, 1, SecretText::kInlineCapacity - 1, SecretText::kInlineCapacity, SecretText::kInlineCapacity + 1, 300};
+  for (const std::size_t first : sizes) {
+    for (const std::size_t second : sizes) {
+      SCOPED_TRACE(std::to_string(first) + ", then " + std::to_string(second));
+      const std::string firstText(first, 'f');
+      const std::string secondText(second, 's');
+      SecretText target(firstText.data(), first);
+      SecretText source(secondText.data(), second);
+      target = source;
+      EXPECT_EQ(valueOf(target), secondText);
+      EXPECT_EQ(valueOf(source), secondText);
+      target = SecretText(firstText.data(), first);
+      EXPECT_EQ(valueOf(target), firstText);
+      target = std::move(source);
+      EXPECT_EQ(valueOf(target), secondText);
+      SecretText moved(std::move(target));
+      EXPECT_EQ(valueOf(moved), secondText);
+      moved.clear();
+      EXPECT_EQ(valueOf(moved), "");
+    }
+  }
+}
+
+// The bytes in the object go with the text, whichever way it goes.
+TEST(Secret, NothingStaysInTheObject) {
+  const auto holds = [](const SecretText& secret, const char* text) {
+    const auto* const bytes = reinterpret_cast<const char*>(&secret);
+    return std::string_view(bytes, sizeof(secret)).find(text) != std::string_view::npos;
+  };
+  SecretText secret("Tr7-secret", 10);
+  ASSERT_TRUE(holds(secret, "Tr7-secret"));
+  secret.clear();
+  EXPECT_FALSE(holds(secret, "r7-secret"));
+  secret = SecretText("Tr7-secret", 10);
+  const SecretText moved = std::move(secret);
+  EXPECT_FALSE(holds(secret, "r7-secret"));
+  secret = SecretText("Tr7-secret", 10);
+  secret = SecretText("x", 1);
+  EXPECT_FALSE(holds(secret, "-secret"));
+  alignas(SecretText) unsigned char place[sizeof(SecretText)];
+  auto* const destroyed = new (place) SecretText("Tr7-secret", 10);
+  destroyed->~SecretText();
+  EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(place), sizeof(place)).find("7-secret"),
+            std::string_view::npos);
 }
 
 TEST(Secret, WipeOverwritesAllBytes) {
