@@ -14,6 +14,9 @@
 namespace orvane {
 namespace {
 
+constexpr std::wstring_view kContainerInfoProperty = CCP_CONTAINER_INFO;
+constexpr std::wstring_view kPinIdentifierProperty = CCP_PIN_IDENTIFIER;
+
 // Builds the blob of the container's first key that `isWanted` accepts by its usage. Without such a key the outputs
 // stay as they are and the answer is 0.
 DWORD buildBlobOf(const CARD_DATA& cardData, const ContainerEntry& container, bool (*isWanted)(std::int32_t),
@@ -141,14 +144,14 @@ DWORD WINAPI CardGetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
       return refuse(SCARD_E_NO_KEY_CONTAINER, "Invalid container index: ", bContainerIndex, " max=", count);
     }
     const std::wstring_view property(wszProperty);
-    if (property == CCP_CONTAINER_INFO) {
+    if (property == kContainerInfoProperty) {
       *pdwDataLen = sizeof(CONTAINER_INFO);
       if (pbData == nullptr || cbData < sizeof(CONTAINER_INFO)) {
         return decline(ERROR_INSUFFICIENT_BUFFER, "CardGetContainerProperty: buffer too small for CONTAINER_INFO");
       }
       return getContainerInfoProperty(*pCardData, context->container(bContainerIndex), bContainerIndex, pbData);
     }
-    if (property == CCP_PIN_IDENTIFIER) {
+    if (property == kPinIdentifierProperty) {
       *pdwDataLen = sizeof(PIN_ID);
       if (pbData == nullptr || cbData < sizeof(PIN_ID)) {
         return decline(ERROR_INSUFFICIENT_BUFFER, "CardGetContainerProperty: buffer too small for PIN identifier");
@@ -171,7 +174,7 @@ DWORD WINAPI CardSetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
     if (bContainerIndex >= context->containerCount()) {
       return refuse(SCARD_E_NO_KEY_CONTAINER, "CardSetContainerProperty: invalid container index ", bContainerIndex);
     }
-    if (std::wstring_view(wszProperty) != CCP_PIN_IDENTIFIER) {
+    if (wszProperty != kPinIdentifierProperty) {
       return decline(SCARD_E_UNSUPPORTED_FEATURE, "CardSetContainerProperty: unsupported property = ", wszProperty);
     }
     PIN_ID pinId = 0;

@@ -1,5 +1,7 @@
 #include "minidriver/file_names.h"
 
+#include <charconv>
+
 #include "platform/card_constants.h"
 #include "support/text_compare.h"
 
@@ -42,7 +44,10 @@ std::optional<std::size_t> containerIndexOf(std::string_view certificateFileName
 }
 
 std::string certificateFileName(std::string_view prefix, std::size_t containerIndex) {
-  return std::string(prefix) + std::to_string(containerIndex);
+  char digits[24];
+  const auto end = std::to_chars(digits, digits + sizeof(digits), containerIndex).ptr;
+  std::string name(prefix);
+  return name.append(digits, end);
 }
 
 }  // namespace orvane

@@ -124,16 +124,17 @@ DWORD readContainerMap(const CARD_DATA& cardData, const ProviderContext& context
     return statusCode(SCARD_S_SUCCESS);
   }
   const std::size_t totalSize = containers->size() * sizeof(CONTAINER_MAP_RECORD);
-  BYTE* contents = allocateForCaller(cardData, totalSize);
+  BYTE* contents = allocateRawForCaller(cardData, totalSize);
   if (contents == nullptr) {
     return refuse(SCARD_E_NO_MEMORY, "CardReadFile: pfnCspAlloc failed for cmapfile, totalSize=", totalSize);
   }
   for (std::size_t index = 0; index < containers->size(); ++index) {
     const ContainerEntry& container = (*containers)[index];
-    if (container.keyPairs.empty()) continue;
-    const CONTAINER_MAP_RECORD record = containerMapRecord(container, index == 0);
+    // A container without keys keeps its place, as a record of zeros.
+    const bool hasKeys = !container.keyPairs.empty();
+    const CONTAINER_MAP_RECORD record = hasKeys ? containerMapRecord(container, index == 0) : CONTAINER_MAP_RECORD{};
     std::memcpy(contents + index * sizeof(record), &record, sizeof(record));
-    logContainer(index, container, record);
+    if (hasKeys) logContainer(index, container, record);
   }
   output.store(contents, static_cast<DWORD>(totalSize));
   return succeed("CMAP: Returned ", containers->size(), " containers");
