@@ -62,7 +62,9 @@ std::vector<std::string> takeTokenCalls() {
 }
 
 Scene::Scene(unsigned keys) : keys_(keys) {
-  folder_ = (std::filesystem::temp_directory_path() / "orvane-bench").string();
+  // The first scene's answer: setting one changes what the system says.
+  static const std::filesystem::path temporary = std::filesystem::temp_directory_path();
+  folder_ = (temporary / "orvane-bench").string();
   std::filesystem::remove_all(folder_);
   std::filesystem::create_directories(std::filesystem::path(folder_) / "Brightfold" / test::machine::processName());
   test::machine::setTempFolder(folder_);

@@ -22,17 +22,11 @@ void printToConsole(const char* function, const std::exception& error) noexcept 
   std::fprintf(stderr, "%s%s", function, error.what());
 }
 
-// The folder part of the log path, ending in "/". An unusable temporary folder leaves its place empty, so the path then
-// starts at the root of the current drive.
-std::string logFolder() {
-  char buffer[kLogPathSize] = {};
-  if (getLogBaseFolderPath(buffer, sizeof(buffer)) != 0 || !isFolderExists(buffer)) {
-    buffer[0] = '\0';
-    std::fputs("\nUnable to getLogBaseFolderPath", stdout);
-  }
+// The folder part of the log path below a temporary folder, ending in "/".
+std::string logFolderBelow(const char* temporaryFolder) {
   char baseName[MAX_PATH] = {};
   if (K32GetModuleBaseNameA(GetCurrentProcess(), nullptr, baseName, sizeof(baseName)) == 0) baseName[0] = '\0';
-  std::string path(buffer);
+  std::string path(temporaryFolder);
   path.append("/Brightfold/").append(processNameOf(baseName)).append("/");
   return path;
 }
@@ -41,23 +35,41 @@ void cutToPathSize(std::string& path) {
   if (path.size() >= kLogPathSize) path.resize(kLogPathSize - 1);
 }
 
+// Path of the log file of that day in `folder`, which ends in "/".
+std::string logFileIn(const std::string& folder, const SYSTEMTIME& now) {
+  std::string path = folder + logFileName(now);
+  cutToPathSize(path);
+  return path;
+}
+
+// Writes a line whose file could not be opened: whatever the reason is, the folders are looked after first. An unusable
+// temporary folder leaves its place empty, so the path then starts at the root of the current drive.
+void writeAfterFolders(char* temporaryFolder, const SYSTEMTIME& now, const std::string& line) {
+  if (temporaryFolder[0] == '\0' || !isFolderExists(temporaryFolder)) {
+    temporaryFolder[0] = '\0';
+    std::fputs("\nUnable to getLogBaseFolderPath", stdout);
+  }
+  std::string folder = logFolderBelow(temporaryFolder);
+  cutToPathSize(folder);
+  if (createLogFolders(folder)) return;
+  if (!appendToFile(logFileIn(folder, now).c_str(), line)) std::fputs("\nUnable to write log", stdout);
+}
+
 }  // namespace
 
 void writeLogLine(LogLevel level, std::string_view message) noexcept {
   try {
-    std::string folder = logFolder();
-    const bool isFolderCut = folder.size() >= kLogPathSize;
-    cutToPathSize(folder);
+    char temporaryFolder[kLogPathSize] = {};
+    getLogBaseFolderPath(temporaryFolder, sizeof(temporaryFolder));
     SYSTEMTIME now{};
     GetLocalTime(&now);
-    std::string path = folder;
-    path.append(logFileName(now));
-    cutToPathSize(path);
     const std::string line = logLine(now, level, message);
-    // A file that can be opened stands in folders that are all there, so they are looked after only when it cannot.
-    if (!isFolderCut && appendToFile(path.c_str(), line)) return;
-    if (createLogFolders(folder)) return;
-    if (!appendToFile(path.c_str(), line)) std::fputs("\nUnable to write log", stdout);
+    // A file that opens stands in folders that are all there. Only when it does not are they asked for one by one.
+    if (temporaryFolder[0] != '\0') {
+      const std::string folder = logFolderBelow(temporaryFolder);
+      if (folder.size() < kLogPathSize && appendToFile(logFileIn(folder, now).c_str(), line)) return;
+    }
+    writeAfterFolders(temporaryFolder, now, line);
   } catch (...) {
     // Out of memory for the path or the line: the line is lost.
   }

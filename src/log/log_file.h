@@ -17,9 +17,9 @@ namespace orvane {
 // Size of every path buffer of the log, the terminating NUL included; longer paths are cut to it.
 inline constexpr std::size_t kLogPathSize = 1024;
 
-// writeLogLine appends one line to the log file of the current process and day. It first makes sure of the folders; a
-// call that had to create one writes nothing (see createLogFolders). When the file cannot be opened it prints
-// "\nUnable to write log" on standard output. Nothing is reported to the caller.
+// writeLogLine appends one line to the log file of the current process and day. When the file cannot be opened it makes
+// sure of the folders; a call that had to create one writes nothing (see createLogFolders). When the file still cannot
+// be opened it prints "\nUnable to write log" on standard output. Nothing is reported to the caller.
 void writeLogLine(LogLevel level, std::string_view message) noexcept;
 
 // logLevelTag returns the fixed-width tag that stands before the message.
