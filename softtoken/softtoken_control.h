@@ -28,7 +28,8 @@ extern "C" {
 // Error codes of the software token. 51 is the library's own code, the others are arbitrary but fixed.
 enum SofttokenError : int {
   kSofttokenOk = 0,
-  kSofttokenBadData = 33,      // hash of an unknown length, cipher text that does not decrypt, missing buffer
+  kSofttokenBadData = 33,      // hash of an unknown length, cipher text that does not decrypt, missing buffer, a key
+                               // that states a longer modulus than its record holds
   kSofttokenFipsRefused = 51,  // SHA-1 or MD5 on a token with the FIPS 140-3 switch
   kSofttokenNoKey = 130,       // no such credential id on the token
   kSofttokenWrongPin = 160,    // one try was used up

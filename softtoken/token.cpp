@@ -47,6 +47,7 @@ const TokenKey* findKey(const Token& token, const unsigned char* credentialId) {
 int signWithKey(const TokenKey& key, const Bytes& hash, Bytes& signature) {
   if (!isHashLength(hash.size())) return kSofttokenBadData;
   if (key.secret) return key.secret->sign(hash, signature) ? kSofttokenOk : kSofttokenBadData;
+  if (key.record.modulusLength > sizeof(key.record.modulus)) return kSofttokenBadData;
   signature.resize(key.record.modulusLength);
   for (std::size_t i = 0; i < signature.size(); ++i) signature[i] = static_cast<std::uint8_t>((i + 1) & 0xFF);
   return kSofttokenOk;
