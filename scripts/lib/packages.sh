@@ -8,6 +8,7 @@ BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googlet
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
+COVERAGE_PACKAGES=(llvm)
 BENCH_PACKAGES=(valgrind binutils python3)
 PLOT_PACKAGES=(python3-matplotlib)
 
