@@ -21,11 +21,6 @@ ContextRef::~ContextRef() {
 
 ContextRef::ContextRef(ContextRef&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
 
-ContextRef& ContextRef::operator=(ContextRef&& other) noexcept {
-  std::swap(context_, other.context_);
-  return *this;
-}
-
 ProviderContext* ContextRef::release() noexcept { return std::exchange(context_, nullptr); }
 
 ContextRef contextOf(const CARD_DATA& cardData) {

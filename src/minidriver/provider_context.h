@@ -61,7 +61,6 @@ class ContextRef {
   explicit ContextRef(ProviderContext* counted) noexcept : context_(counted) {}
   ~ContextRef();
   ContextRef(ContextRef&& other) noexcept;
-  ContextRef& operator=(ContextRef&& other) noexcept;
 
   explicit operator bool() const noexcept { return context_ != nullptr; }
   ProviderContext& operator*() const noexcept { return *context_; }

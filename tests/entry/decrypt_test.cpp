@@ -46,6 +46,12 @@ std::string decrypt(std::uint8_t id, const std::string& pin, const std::string& 
          ", false, null)";
 }
 
+std::string repeated(const char* text, unsigned count) {
+  std::string result;
+  for (unsigned i = 0; i < count; ++i) result.append(text);
+  return result;
+}
+
 class DecryptTest : public EntryTest {
  protected:
   // The members that must not matter are poisoned.
@@ -295,6 +301,13 @@ TEST_F(DecryptTest, ReversesOnTheWayInAndOut) {
                .log = concat(log, {success(3)}),
                .calls = withHandle(decrypt(1, kUserPin, "0504030201", 5)),
                .plaintext = Bytes{0xCC, 0xBB, 0xAA}});
+  // No key is that long; the token is to say so.
+  run(record, {.name = "longer than the block of any key",
+               .cipherText = Bytes(1025, 0xAB),
+               .answer = DecryptAnswer{0, 2, {0x01, 0x02}},
+               .log = concat(log, {success(2)}),
+               .calls = withHandle(decrypt(1, kUserPin, repeated("AB", 1025), 1025)),
+               .plaintext = Bytes{0x02, 0x01}});
   run(record, {.name = "one byte",
                .cipherText = {0x7F},
                .log = concat(log, {success(1)}),

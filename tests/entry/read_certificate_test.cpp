@@ -177,6 +177,25 @@ TEST_F(ReadCertificateTest, NoMemory) {
   }
 }
 
+// An allocator may answer a request for 0 bytes with null: an empty certificate is a result all the same.
+TEST_F(ReadCertificateTest, EmptyCertificateWithoutMemory) {
+  CARD_DATA& record = openCertificates();
+  setCertificate(1, makeCertificate(1, 0));
+  char file[] = "ksc0";
+  char directory[] = "mscp";
+  int poison = 0;
+  auto* data = reinterpret_cast<PBYTE>(&poison);
+  DWORD size = 0xA5A5A5A5;
+  failAllocationsAfter(0);
+  const Outcome outcome = observe([&] { return record.pfnCardReadFile(&record, directory, file, 0, &data, &size); });
+  failAllocationsAfter(std::nullopt);
+  EXPECT_EQ(outcome.status, 0u);
+  EXPECT_EQ(outcome.log.back(), "D CardReadFile: returned key exchange cert length=0");
+  EXPECT_EQ(outcome.calls, concat(kReopened, {find(1)}));
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(size, 0u);
+}
+
 TEST_F(ReadCertificateTest, ReadsTheCardHandleAtEachCall) {
   CARD_DATA& record = openCertificates();
   record.hScard = 0xBEEF;

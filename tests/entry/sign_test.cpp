@@ -258,6 +258,35 @@ TEST_F(SignTest, SizeComesFromTheAlgorithmCode) {
                .signature = reversedPattern(256)});
 }
 
+// The library writes as many bytes as the key has, more than the caller's buffer; only a signature that fits there is
+// handed over.
+TEST_F(SignTest, KeyLongerThanItsAlgorithmCode) {
+  OrvaneKeyPair pair = makeKey(1, 1, 4096);
+  pair.algorithm = 2;
+  CARD_DATA& record = open({pair});
+  authenticate(record);
+  Bytes answer = reversedPattern(256);
+  std::reverse(answer.begin(), answer.end());
+  const Lines begin = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
+                       "D CardSignData: hash length=32"};
+  const SignCase cases[] = {
+      {.name = "as long as the code says",
+       .answer = SignAnswer{0, 256, answer},
+       .log = concat(begin, {success(256)}),
+       .calls = withHandle(sign(1, kUserPin)),
+       .allocations = {256},
+       .signatureLength = 256,
+       .signature = reversedPattern(256)},
+      {.name = "as long as the key",
+       .status = code(SCARD_E_INVALID_PARAMETER),
+       .log = concat(begin, {"E CardSignData: invalid signature length 512"}),
+       .calls = withHandle(sign(1, kUserPin)),
+       .allocations = {256},
+       .signature = Bytes(256, 0)},
+  };
+  runAll(record, cases);
+}
+
 TEST_F(SignTest, NeedsMemoryEvenForTheSize) {
   CARD_DATA& record = open({makeKey(1, 1)});
   for (const DWORD flags : {DWORD{0}, DWORD{CARD_BUFFER_SIZE_ONLY}}) {

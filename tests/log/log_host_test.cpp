@@ -103,6 +103,9 @@ TEST_F(LogHostTest, ATemporaryFolderBeyondTheBufferIsNone) {
   EXPECT_EQ(getLogBaseFolderPath(buffer, sizeof(buffer)), -1);
   EXPECT_EQ(std::string(buffer), "");
   setTempFolder(tempFolder());
+  char untouched = 'x';
+  EXPECT_EQ(getLogBaseFolderPath(&untouched, 0), -1);
+  EXPECT_EQ(untouched, 'x');
 }
 
 TEST_F(LogHostTest, TheRegistryIsReadOnceForEachCall) {

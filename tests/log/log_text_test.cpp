@@ -2,6 +2,7 @@
 #include "log/log_text.h"
 
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <string>
 
@@ -73,6 +74,8 @@ TEST_F(LogFolders, AreFoundAndMade) {
   EXPECT_FALSE(createFolder(folder.c_str())) << "it is there already";
   EXPECT_FALSE(createFolder((tempFolder() + "/missing/below").c_str()));
   EXPECT_FALSE(isFolderExists(""));
+  std::ofstream(folder + "/file") << "text";
+  EXPECT_FALSE(isFolderExists((folder + "/file").c_str()));
 }
 
 TEST_F(LogFolders, AreMadeOneACall) {

@@ -46,6 +46,8 @@ TEST(Secret, CopiesAreIndependent) {
   SecretText& same = moved;
   moved = same;
   EXPECT_EQ(valueOf(moved), "second");
+  moved = std::move(same);
+  EXPECT_EQ(valueOf(moved), "second");
 }
 
 // Texts up to the capacity stand in the object, longer ones on the heap; nothing of that shows.

@@ -34,6 +34,7 @@ TEST(DottedVersions, AreComparedComponentByComponent) {
       {"2.", "2", 0},
       {"1.99999", "2.0.0", -1},
       {"2.0.0-beta", "2.0.0", 0},
+      {"2b.0", "2", 0},
   };
   for (const auto& row : rows) {
     const auto sign = [](int value) { return (value > 0) - (value < 0); };
