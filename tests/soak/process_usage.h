@@ -1,0 +1,19 @@
+// What the process holds: for tests that nothing grows.
+#ifndef ORVANE_TESTS_SOAK_PROCESS_USAGE_H
+#define ORVANE_TESTS_SOAK_PROCESS_USAGE_H
+
+#include <cstddef>
+
+namespace orvane::test {
+
+struct ProcessUsage {
+  std::size_t heapBytes = 0;  // natively what is allocated, on Windows the private memory of the process
+  std::size_t handles = 0;    // file descriptors, or handles
+  std::size_t threads = 0;
+};
+
+ProcessUsage processUsage();
+
+}  // namespace orvane::test
+
+#endif  // ORVANE_TESTS_SOAK_PROCESS_USAGE_H
