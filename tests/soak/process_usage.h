@@ -7,8 +7,8 @@
 namespace orvane::test {
 
 struct ProcessUsage {
-  std::size_t heapBytes = 0;  // natively what is allocated, on Windows the private memory of the process
-  std::size_t handles = 0;    // file descriptors, or handles
+  std::size_t heapBytes = 0;  // allocated from the C runtime's heap
+  std::size_t handles = 0;    // open file descriptors; on Windows the number that the next handle gets
   std::size_t threads = 0;
 };
 

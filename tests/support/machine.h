@@ -25,6 +25,9 @@ std::string processName();
 // What was sent since the last call; see DriverTest::takeTransmissions.
 Lines takeTransmissions();
 
+// Whether the minidriver can create threads; it can at first.
+void setThreadsFail(bool fail);
+
 // Lets threads go that the minidriver has started: on Windows a new thread stands still until then.
 void startThreads();
 

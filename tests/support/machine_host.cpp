@@ -62,6 +62,10 @@ Lines takeTransmissions() {
   return lines;
 }
 
+void setThreadsFail(bool fail) {
+  change([&](host::HostMachine& machine) { machine.threadsFail = fail; });
+}
+
 void startThreads() {}
 
 }  // namespace orvane::test::machine

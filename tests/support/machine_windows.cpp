@@ -19,6 +19,7 @@ struct Diverted {
   ResourceManager manager;
   Lines sent;
   std::vector<HANDLE> heldThreads;
+  bool threadsFail = false;
 };
 
 // Never destroyed: the minidriver may call until the process ends.
@@ -74,6 +75,10 @@ DWORD WINAPI divertedTempPath(DWORD size, LPSTR buffer) {
 HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE procedure,
                                    LPVOID argument, DWORD flags, LPDWORD threadId) {
   const std::lock_guard lock(diverted().mutex);
+  if (diverted().threadsFail) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
   const HANDLE thread = CreateThread(attributes, stackSize, procedure, argument, flags | CREATE_SUSPENDED, threadId);
   if (thread != nullptr) diverted().heldThreads.push_back(thread);
   return thread;
@@ -180,6 +185,11 @@ std::string processName() {
 Lines takeTransmissions() {
   const std::lock_guard lock(diverted().mutex);
   return std::exchange(diverted().sent, {});
+}
+
+void setThreadsFail(bool fail) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().threadsFail = fail;
 }
 
 void startThreads() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "entry/entry_test.h"
+#include "support/machine.h"
 
 namespace orvane::test {
 namespace {
@@ -55,6 +56,29 @@ TEST_F(Monitor, SeesATokenThatWasThereBefore) {
   EXPECT_EQ(cardCf(record), (Bytes{1, 1, 2, 0, 2, 0}));
   EXPECT_EQ(poll(), Lines{}) << "the token is known";
   EXPECT_EQ(cardCf(record), (Bytes{1, 1, 2, 0, 2, 0}));
+}
+
+// Nothing is half done: the record is as it was, no lock is held, and the next acquisition tries again.
+TEST_F(Monitor, CannotBeStarted) {
+  defineToken(kSerial, {makeKey(1, 3)});
+  CARD_DATA record = newRecord();
+  const CARD_DATA before = record;
+  machine::setThreadsFail(true);
+  const DWORD status = acquire(record);
+  machine::setThreadsFail(false);
+  EXPECT_EQ(status, code(SCARD_F_INTERNAL_ERROR));
+  EXPECT_EQ(bytesOf(record), bytesOf(before));
+  Lines log = takeLog();
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.back().rfind("E CardAcquireContext: unhandled exception: WorkerThread: ", 0), 0u) << log.back();
+  log.pop_back();
+  EXPECT_EQ(log, (Lines{"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
+                        "D Global library init (skip HID scan)"}));
+  EXPECT_EQ(takeCalls(), (Lines{"orvane_init(0, null, 2)"}));
+  EXPECT_EQ(acquire(record), 0u);
+  const Lines lines = takeLog();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "D Monitor thread started (startDeviceMonitor)."), 1);
+  EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
 }
 
 TEST_F(Monitor, AsksTheLibraryForTheListAlone) {

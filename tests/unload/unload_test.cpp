@@ -23,7 +23,7 @@ namespace {
 
 constexpr wchar_t kDriverName[] = L"OrvaneMinidriver.dll";
 constexpr const char* kListFunction = "orvane_getConnectedDeviceList";
-constexpr unsigned kLoads = 10;
+constexpr unsigned kLoads = 100;
 constexpr const char* kEndEvent = "orvane-unload-tests-end";
 constexpr DWORD kExitCode = 42;
 constexpr DWORD kHookFailed = 43;
@@ -63,8 +63,9 @@ void defineToken() {
 }
 
 // Loads the minidriver and acquires a context; a text says what went wrong, empty for nothing.
-std::string loadAndAcquire(HMODULE& driver, CARD_DATA& record) {
-  driver = LoadLibraryW((programPath().parent_path() / kDriverName).c_str());
+std::string loadAndAcquire(HMODULE& driver, CARD_DATA& record,
+                           const std::filesystem::path& path = programPath().parent_path() / kDriverName) {
+  driver = LoadLibraryW(path.c_str());
   if (driver == nullptr) return "cannot load the minidriver, error " + std::to_string(GetLastError());
   const auto acquire =
       reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(reinterpret_cast<void*>(GetProcAddress(driver, "CardAcquireContext")));
@@ -112,6 +113,64 @@ INSTANTIATE_TEST_SUITE_P(Unload, Loads,
                                            Load{"ContextLeftWhileTheMonitorPolls", true, false}),
                          [](const auto& row) { return row.param.name; });
 
+// Freeing waits for the library call that the monitor is in, and for nothing more.
+TEST(Unload, WaitsForTheMonitorsLibraryCall) {
+  defineToken();
+  softtoken_gate(kListFunction, 1);
+  HMODULE driver = nullptr;
+  CARD_DATA record = newRecord();
+  ASSERT_EQ(loadAndAcquire(driver, record), "");
+  ASSERT_EQ(softtoken_wait_held(kListFunction, kLongMs), 1);
+  // Opens the gate while the module is on its way out, or, on a very slow machine, before.
+  const HANDLE opener = CreateThread(
+      nullptr, 0,
+      [](LPVOID) -> DWORD {
+        Sleep(300);
+        softtoken_gate(kListFunction, 0);
+        return 0;
+      },
+      nullptr, 0, nullptr);
+  ASSERT_NE(opener, nullptr);
+  FreeLibrary(driver);
+  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
+  EXPECT_EQ(WaitForSingleObject(opener, kLongMs), WAIT_OBJECT_0);
+  CloseHandle(opener);
+}
+
+// Two copies of the minidriver know nothing of each other: each has its own monitor and its own caches.
+TEST(Unload, TwoCopiesInOneProcess) {
+  defineToken();
+  const std::filesystem::path original = programPath().parent_path() / kDriverName;
+  const std::filesystem::path copy = std::filesystem::temp_directory_path() / L"OrvaneMinidriverCopy.dll";
+  std::filesystem::copy_file(original, copy, std::filesystem::copy_options::overwrite_existing);
+  const std::filesystem::path paths[] = {original, copy};
+  HMODULE drivers[2] = {};
+  CARD_DATA records[2] = {newRecord(), newRecord()};
+  std::string pin = "1234";
+  for (unsigned i = 0; i < 2; ++i) {
+    ASSERT_EQ(loadAndAcquire(drivers[i], records[i], paths[i]), "");
+    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
+                                               nullptr, nullptr),
+              static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED));
+    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, 0, reinterpret_cast<PBYTE>(pin.data()), 4,
+                                               nullptr, nullptr, nullptr),
+              0u);
+  }
+  EXPECT_NE(drivers[0], drivers[1]);
+  EXPECT_NE(records[0].pfnCardReadFile, records[1].pfnCardReadFile);
+  EXPECT_EQ(records[0].pfnCardDeleteContext(&records[0]), 0u);
+  FreeLibrary(drivers[0]);
+  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
+  // The other one goes on.
+  EXPECT_EQ(records[1].pfnCardAuthenticateEx(&records[1], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
+                                             nullptr, nullptr),
+            0u);
+  FreeLibrary(drivers[1]);
+  EXPECT_EQ(GetModuleHandleW(copy.filename().c_str()), nullptr);
+  std::error_code failure;
+  EXPECT_TRUE(std::filesystem::remove(copy, failure)) << failure.message();
+}
+
 // Tells the process that started this one that the end has come as planned.
 void announceEnd() {
   const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, kEndEvent);
@@ -133,6 +192,13 @@ void deleteContextAtTheEnd() {
 DWORD WINAPI exitThread(LPVOID) {
   announceEnd();
   ExitProcess(kExitCode);
+  return 0;
+}
+
+// Holds the library lock for as long as its gate is closed.
+DWORD WINAPI authenticate(LPVOID) {
+  BYTE pin[] = {'1', '2', '3', '4'};
+  hookedRecord.pfnCardAuthenticateEx(&hookedRecord, ROLE_USER, 0, pin, sizeof(pin), nullptr, nullptr, nullptr);
   return 0;
 }
 
@@ -165,6 +231,14 @@ const End kEnds[] = {
      [] {
        softtoken_gate(kListFunction, 1);
        if (softtoken_wait_held(kListFunction, kLongMs) == 0) return 1;
+       announceEnd();
+       return static_cast<int>(kExitCode);
+     }},
+    {"ExitWhileACallIsInTheLibrary",
+     [] {
+       softtoken_gate("orvane_validatePassword", 1);
+       CreateThread(nullptr, 0, authenticate, nullptr, 0, nullptr);
+       if (softtoken_wait_held("orvane_validatePassword", kLongMs) == 0) return 1;
        announceEnd();
        return static_cast<int>(kExitCode);
      }},

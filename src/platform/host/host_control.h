@@ -45,6 +45,8 @@ struct HostMachine {
   LONG transmitResult = SCARD_S_SUCCESS;
   std::vector<BYTE> reply;
   std::vector<SentCommand> sent;
+  // Whether no thread can be created.
+  bool threadsFail = false;
   // Number of registry reads so far.
   std::atomic<std::uint64_t> registryReads{0};
 };

@@ -1,8 +1,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <shared_mutex>
+#include <system_error>
 #include <thread>
 
+#include "platform/host/host_control.h"
 #include "platform/worker_thread.h"
 
 namespace orvane {
@@ -18,6 +21,13 @@ WorkerThread::WorkerThread() = default;
 WorkerThread::~WorkerThread() = default;
 
 void WorkerThread::start(void (*procedure)()) {
+  {
+    host::HostMachine& machine = host::hostMachine();
+    const std::shared_lock lock(machine.mutex);
+    if (machine.threadsFail) {
+      throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again), "WorkerThread");
+    }
+  }
   auto held = std::make_unique<Held>();
   // The thread may look at held_ (through pause) as soon as it runs, so it is created after the assignment.
   held_ = std::move(held);
