@@ -129,6 +129,7 @@ def check_image(checks, label, image, machine):
         # Random base with high entropy, no execution of data.
         same(image.dll_characteristics & 0x160, 0x160)
         same([s[0] for s in image.sections if s[3] & pe_image.SCN_EXECUTE and s[3] & pe_image.SCN_WRITE], [])
+        same([s[0] for s in image.sections if s[3] & pe_image.SCN_SHARED], [])
 
     def no_paths():
         home = str(pathlib.Path.home()).encode()
