@@ -2,6 +2,7 @@
 #include <chrono>
 #include <thread>
 
+#include "floor.h"
 #include "sampling.h"
 #include "scene.h"
 #include "sections.h"
@@ -39,6 +40,15 @@ DWORD containerInfo(CARD_DATA& record, unsigned index) {
   return record.pfnCardGetContainerProperty(&record, static_cast<BYTE>(index), CCP_CONTAINER_INFO,
                                             reinterpret_cast<PBYTE>(&info), sizeof(info), &length, 0);
 }
+
+void readOnlyProperty(CARD_DATA& record) {
+  BOOL value = FALSE;
+  DWORD length = 0;
+  record.pfnCardGetProperty(&record, CP_CARD_READ_ONLY, reinterpret_cast<PBYTE>(&value), sizeof(value), &length, 0);
+}
+
+// Four log calls and six bytes for the caller.
+const Floor kCardCfFloor = {std::vector<std::string>(4), {6}, {}};
 
 void acquireFor(Scene& scene, CARD_DATA& record, const std::string& serial) {
   scene.defineToken(serial);
@@ -89,8 +99,9 @@ nlohmann::json withTokens(unsigned repetitions) {
   return results;
 }
 
-// All threads make the same number of calls at the same time; the result is nanoseconds of one call of the process.
-double timeThreads(std::vector<CARD_DATA>& records, unsigned calls) {
+// All threads make the same number of calls at the same time, each on a record of its own; the result is nanoseconds of
+// one call of the process.
+double timeThreads(std::vector<CARD_DATA>& records, unsigned calls, void (*call)(CARD_DATA&)) {
   std::atomic<unsigned> ready{0};
   std::atomic<bool> isBegun{false};
   std::vector<std::thread> threads;
@@ -99,7 +110,7 @@ double timeThreads(std::vector<CARD_DATA>& records, unsigned calls) {
       benchAllocate(1);
       ++ready;
       while (!isBegun) std::this_thread::yield();
-      for (unsigned i = 0; i < calls; ++i) readFile(record, "", "cardcf");
+      for (unsigned i = 0; i < calls; ++i) call(record);
     });
   }
   while (ready < records.size()) std::this_thread::yield();
@@ -116,9 +127,18 @@ nlohmann::json withThreads(unsigned repetitions) {
   for (const unsigned threads : {1u, 2u, 4u, 16u, 64u}) {
     std::vector<CARD_DATA> records(threads);
     for (unsigned i = 0; i < threads; ++i) acquireFor(scene, records[i], serialOf(i));
-    std::vector<double> samples;
-    for (unsigned i = 0; i < repetitions / 4 + 3; ++i) samples.push_back(timeThreads(records, kCallsOfThread));
-    results.push_back({{"threads", threads}, {"cardcf", toJson(spreadOf(samples))}});
+    std::vector<double> calls;
+    std::vector<double> properties;
+    std::vector<double> floors;
+    for (unsigned i = 0; i < repetitions / 4 + 3; ++i) {
+      calls.push_back(timeThreads(records, kCallsOfThread, [](CARD_DATA& record) { readFile(record, "", "cardcf"); }));
+      properties.push_back(timeThreads(records, kCallsOfThread, readOnlyProperty));
+      floors.push_back(timeThreads(records, kCallsOfThread, [](CARD_DATA&) { runFloor(kCardCfFloor, false, ""); }));
+    }
+    results.push_back({{"threads", threads},
+                       {"cardcf", toJson(spreadOf(calls))},
+                       {"property", toJson(spreadOf(properties))},
+                       {"floor", toJson(spreadOf(floors))}});
     for (CARD_DATA& record : records) record.pfnCardDeleteContext(&record);
   }
   for (unsigned i = 0; i < 64; ++i) Scene::removeToken(serialOf(i));
@@ -134,16 +154,9 @@ nlohmann::json besideASlowSignature(unsigned repetitions) {
   scene.reset(record, Before::kPinUnknown);
   scene.reset(signing, Before::kPinCached);
   const auto timeReads = [&] {
-    BOOL value = FALSE;
-    DWORD length = 0;
-    return timeInterleaved({{{}, [&] { readFile(record, "", "cardcf"); }, kBatch},
-                            {{},
-                             [&] {
-                               record.pfnCardGetProperty(&record, CP_CARD_READ_ONLY, reinterpret_cast<PBYTE>(&value),
-                                                         sizeof(value), &length, 0);
-                             },
-                             kBatch}},
-                           repetitions);
+    return timeInterleaved(
+        {{{}, [&] { readFile(record, "", "cardcf"); }, kBatch}, {{}, [&] { readOnlyProperty(record); }, kBatch}},
+        repetitions);
   };
   const auto alone = timeReads();
   softtoken_gate("orvane_signHash", 1);

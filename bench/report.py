@@ -73,8 +73,17 @@ def growth(result, instructions):
         [[row["tokens"], spread(row["cardcf"]), spread(row["cmapfile"])] for row in result["tokens"]],
     )
     table(
-        ["threads", "cardcf, of the whole process"],
-        [[row["threads"], spread(row["cardcf"])] for row in result["threads"]],
+        ["threads, all times per call of the process", "cardcf", "floor", "cardcf / floor", "Read Only Mode"],
+        [
+            [
+                row["threads"],
+                spread(row["cardcf"]),
+                spread(row["floor"]),
+                f"{row['cardcf']['ns'] / row['floor']['ns']:.2f}",
+                spread(row["property"]),
+            ]
+            for row in result["threads"]
+        ],
     )
     slow = result["slowSignature"]
     table(
