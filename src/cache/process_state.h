@@ -10,6 +10,7 @@
 #include "cache/device_cache.h"
 #include "cache/device_monitor.h"
 #include "cache/freshness.h"
+#include "log/process_name.h"
 #include "support/mutex.h"
 
 namespace orvane {
@@ -17,6 +18,9 @@ namespace orvane {
 // ProcessState owns the process-wide objects. The members are destroyed from the last to the first, so the monitor
 // thread has ended before anything that it uses goes.
 struct ProcessState {
+  // For the log, which may write until the last of the others is gone.
+  const ProcessName processName;
+
   // The library lock. It serialises the token library's initialisation, device listing and key list of an acquisition,
   // the PIN validation of CardAuthenticateEx, signing, decryption, and the opening of the device before a certificate
   // is read, over all contexts. The certificate itself and the key list of a re-populated "cmapfile" are read without

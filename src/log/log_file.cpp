@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "cache/process_state.h"
 #include "platform/append_file.h"
 
 namespace orvane {
@@ -24,10 +25,8 @@ void printToConsole(const char* function, const std::exception& error) noexcept 
 
 // The folder part of the log path below a temporary folder, ending in "/".
 std::string logFolderBelow(const char* temporaryFolder) {
-  char baseName[MAX_PATH] = {};
-  if (K32GetModuleBaseNameA(GetCurrentProcess(), nullptr, baseName, sizeof(baseName)) == 0) baseName[0] = '\0';
   std::string path(temporaryFolder);
-  path.append("/Brightfold/").append(processNameOf(baseName)).append("/");
+  path.append("/Brightfold/").append(processState().processName.text()).append("/");
   return path;
 }
 
@@ -115,10 +114,6 @@ std::string logFileName(const SYSTEMTIME& now) {
   appendPadded(name, now.wDay, 2);
   name.append(".LOG");
   return name;
-}
-
-std::string_view processNameOf(std::string_view moduleBaseName) noexcept {
-  return moduleBaseName.substr(0, moduleBaseName.find('.'));
 }
 
 int getLogBaseFolderPath(char* buffer, std::size_t size) noexcept {

@@ -31,9 +31,6 @@ std::string logLine(const SYSTEMTIME& now, LogLevel level, std::string_view mess
 // logFileName returns the date as "YYYY-MM-DD" followed by ".LOG". Throws std::bad_alloc.
 std::string logFileName(const SYSTEMTIME& now);
 
-// processNameOf returns a module's base name up to its first ".": "lsass.exe" gives "lsass".
-std::string_view processNameOf(std::string_view moduleBaseName) noexcept;
-
 // getLogBaseFolderPath writes the temporary folder's path with its NUL to `buffer` of `size` bytes. Returns 0, or -1
 // with an empty text in the buffer.
 int getLogBaseFolderPath(char* buffer, std::size_t size) noexcept;

@@ -61,6 +61,8 @@ TEST_F(LogHostTest, TheProcessNameEndsAtItsFirstDot) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name.value_or("(none)"));
     setProcessName(row.name);
+    // The name is asked for once, when the minidriver is loaded.
+    reloadDriver();
     const fs::path base = fs::path(tempFolder()) / "Brightfold";
     fs::remove_all(base);
     fs::create_directories(row.folder.empty() ? base : base / row.folder);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "log/log_file.h"
+#include "log/process_name.h"
 #include "support/core_test.h"
 
 namespace orvane::test {

@@ -124,6 +124,9 @@ void DriverTest::TearDown() {
     const std::string digits = hexText(reinterpret_cast<const unsigned char*>(pin.data()), pin.size());
     EXPECT_EQ(state_->allLogText.find(pin), std::string::npos) << "the log contains a PIN";
     EXPECT_EQ(state_->allLogText.find(digits), std::string::npos) << "the log contains a PIN in hexadecimal";
+    std::string wide;
+    for (const char c : pin) wide.append({c, '\0'});
+    EXPECT_EQ(state_->allLogText.find(wide), std::string::npos) << "the log contains a PIN in UTF-16";
   }
   EXPECT_EQ(CallerMemory::instance().reset(), Lines{});
   softtoken_reset();
