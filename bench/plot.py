@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Draws the growth figures: plot.py BENCH_FOLDER PICTURE.svg"""
 
 import json
