@@ -108,6 +108,21 @@ TEST_F(LogHostTest, ATemporaryFolderBeyondTheBufferIsNone) {
   char untouched = 'x';
   EXPECT_EQ(getLogBaseFolderPath(&untouched, 0), -1);
   EXPECT_EQ(untouched, 'x');
+  EXPECT_EQ(getLogBaseFolderPath(&untouched, 1), -1);
+  EXPECT_EQ(untouched, '\0');
+}
+
+// A path that does not fit names another folder, which is made all the same; no line can be written there.
+TEST_F(LogHostTest, APathBeyondTheBufferIsCut) {
+  const std::string temporary = folderOfLength(1015);
+  const std::string folder = (temporary + "//Brightfold/hosttest/").substr(0, 1023);
+  setTempFolder(temporary);
+  EXPECT_FALSE(fs::exists(folder));
+  logError("makes the folder");
+  EXPECT_TRUE(fs::is_directory(folder));
+  logError("cannot be written");
+  EXPECT_TRUE(fs::is_empty(folder));
+  setTempFolder(tempFolder());
 }
 
 TEST_F(LogHostTest, TheRegistryIsReadOnceForEachCall) {

@@ -33,7 +33,7 @@ TEST(LogText, PiecesPrintAs) {
             "a\x14"
             "A");
   EXPECT_EQ(joined(hexBytes(bytes, 3), hexBytes(bytes, 0), hexBytes(nullptr, 0)), "000AFF");
-  EXPECT_EQ(joined(hex8(0), hex8(0x80100069), hex8(0xFFFFFFFF)), "0000000080100069FFFFFFFF");
+  EXPECT_EQ(joined(hex8(0), hex8(0x80100069), hex8(0x12345678), hex8(0xFFFFFFFF)), "000000008010006912345678FFFFFFFF");
   EXPECT_EQ(joined(0, " ", -1, " ", 42u), "0 -1 42");
   EXPECT_EQ(joined(std::uint8_t{200}, " ", std::int8_t{-7}), "200 -7");
   EXPECT_EQ(joined(true, false), "10");
@@ -77,6 +77,19 @@ TEST_F(LogFolders, AreFoundAndMade) {
   EXPECT_FALSE(isFolderExists(""));
   std::ofstream(folder + "/file") << "text";
   EXPECT_FALSE(isFolderExists((folder + "/file").c_str()));
+}
+
+// The first character is never the end of a folder, the second may be.
+TEST_F(LogFolders, BeginWithOneOfASingleCharacter) {
+  const fs::path before = fs::current_path();
+  fs::current_path(tempFolder());
+  EXPECT_TRUE(createLogFolders("o/two/"));
+  EXPECT_TRUE(fs::is_directory("o"));
+  EXPECT_FALSE(fs::exists("o/two"));
+  EXPECT_TRUE(createLogFolders("o/two/"));
+  EXPECT_TRUE(fs::is_directory("o/two"));
+  EXPECT_FALSE(createLogFolders("o/two/"));
+  fs::current_path(before);
 }
 
 TEST_F(LogFolders, AreMadeOneACall) {
