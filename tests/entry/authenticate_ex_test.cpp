@@ -81,6 +81,9 @@ class AuthenticateExTest : public EntryTest {
     EXPECT_EQ(sessionPin, isFilled && row.hasSessionPin ? nullptr : &untouched);
     EXPECT_EQ(sessionPinLength, isFilled && row.hasSessionPinLength ? 0 : kPoison32);
     EXPECT_EQ(authenticatedState(record), row.authenticated);
+    // CardSignData logs the flag itself.
+    EXPECT_EQ(inside(record).userAuthenticated, row.authenticated & 1u);
+    EXPECT_EQ(inside(record).adminAuthenticated, (row.authenticated >> 1) & 1u);
     EXPECT_EQ(cachedPin(record), row.cachedPin);
   }
 

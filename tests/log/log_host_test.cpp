@@ -112,6 +112,18 @@ TEST_F(LogHostTest, ATemporaryFolderBeyondTheBufferIsNone) {
   EXPECT_EQ(untouched, '\0');
 }
 
+// A line that cannot be written is lost; nothing else happens, and the next one is tried again.
+TEST_F(LogHostTest, ADiskThatIsFull) {
+  fs::create_directories(logFolder());
+  fs::create_symlink("/dev/full", logFile());
+  ::testing::internal::CaptureStdout();
+  logError("lost");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  fs::remove(logFile());
+  logError("written");
+  EXPECT_EQ(takeLog(), (Lines{"E written"}));
+}
+
 // A path that does not fit names another folder, which is made all the same; no line can be written there.
 TEST_F(LogHostTest, APathBeyondTheBufferIsCut) {
   const std::string temporary = folderOfLength(1015);
