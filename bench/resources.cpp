@@ -6,10 +6,9 @@
 #include "floor.h"
 #include "sampling.h"
 #include "sections.h"
+#include "soak/process_usage.h"
 #include "support/driver_loader.h"
-#ifdef _WIN32
-#include <tlhelp32.h>
-#else
+#ifndef _WIN32
 #include "cache/device_monitor.h"
 #endif
 
@@ -43,31 +42,19 @@ nlohmann::json memory() {
 
 #ifdef _WIN32
 
-unsigned threadsOfProcess() {
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-  unsigned count = 0;
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof(entry);
-  for (BOOL more = Thread32First(snapshot, &entry); more != FALSE; more = Thread32Next(snapshot, &entry)) {
-    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
-  }
-  CloseHandle(snapshot);
-  return count;
-}
-
 nlohmann::json loading(unsigned repetitions) {
   wchar_t program[MAX_PATH] = {};
   GetModuleFileNameW(nullptr, program, MAX_PATH);
   const std::wstring path = (std::filesystem::path(program).parent_path() / L"OrvaneMinidriver.dll").wstring();
   std::vector<double> loads;
   std::vector<double> frees;
-  const unsigned threadsBefore = threadsOfProcess();
-  unsigned threadsAfter = 0;
+  const std::size_t threadsBefore = test::processUsage().threads;
+  std::size_t threadsAfter = 0;
   for (unsigned i = 0; i <= repetitions; ++i) {
     const auto begin = std::chrono::steady_clock::now();
     const HMODULE module = LoadLibraryW(path.c_str());
     const auto middle = std::chrono::steady_clock::now();
-    threadsAfter = threadsOfProcess();
+    threadsAfter = test::processUsage().threads;
     const auto second = std::chrono::steady_clock::now();
     FreeLibrary(module);
     const auto end = std::chrono::steady_clock::now();

@@ -8,6 +8,7 @@
 
 #include "support/driver_loader.h"
 #include "support/machine.h"
+#include "support/plain_record.h"
 
 namespace orvane::bench {
 namespace {
@@ -19,10 +20,6 @@ thread_local std::vector<std::uint64_t> ring(kRingSize / sizeof(std::uint64_t));
 thread_local std::size_t ringPosition = 0;
 thread_local std::vector<std::size_t> requests;
 thread_local bool areRequestsNoted = false;
-
-BYTE atr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-              0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
-wchar_t cardName[] = L"Orvane bench card";
 
 void expect(bool condition, const char* what) {
   if (!condition) throw std::runtime_error(std::string("the scene cannot be set: ") + what);
@@ -103,17 +100,7 @@ void Scene::defineToken(const std::string& serial) {
 
 void Scene::removeToken(const std::string& serial) { softtoken_set_connected(serial.c_str(), 0); }
 
-CARD_DATA Scene::newRecord() {
-  CARD_DATA record{};
-  record.dwVersion = CARD_DATA_CURRENT_VERSION;
-  record.pbAtr = atr;
-  record.cbAtr = sizeof(atr);
-  record.pwszCardName = cardName;
-  record.pfnCspAlloc = benchAllocate;
-  record.pfnCspReAlloc = benchReallocate;
-  record.pfnCspFree = benchFree;
-  return record;
-}
+CARD_DATA Scene::newRecord() { return test::plainRecord(benchAllocate, benchReallocate, benchFree); }
 
 DWORD Scene::acquire(CARD_DATA& record) {
   static void* loaded = nullptr;

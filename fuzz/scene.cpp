@@ -16,6 +16,7 @@
 #include "support/caller_memory.h"
 #include "support/driver_test.h"
 #include "support/machine.h"
+#include "support/plain_record.h"
 #include "tokenlib/token_client.h"
 
 namespace orvane::fuzz {
@@ -26,10 +27,6 @@ using test::CallerMemory;
 // Stands in every PIN of the targets. An input that contains it itself may well have it logged.
 constexpr std::string_view kPinMark = "-pin-for-fuzzing";
 bool isMarkInInput = false;
-
-BYTE atr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-              0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
-wchar_t cardName[] = L"Orvane fuzz card";
 
 std::filesystem::path logs() {
   static const std::filesystem::path folder = [] {
@@ -147,15 +144,7 @@ void endInput() {
 }
 
 CARD_DATA newRecord() {
-  CARD_DATA record{};
-  record.dwVersion = CARD_DATA_CURRENT_VERSION;
-  record.pbAtr = atr;
-  record.cbAtr = sizeof(atr);
-  record.pwszCardName = cardName;
-  record.pfnCspAlloc = CallerMemory::allocate;
-  record.pfnCspReAlloc = CallerMemory::reallocate;
-  record.pfnCspFree = CallerMemory::release;
-  return record;
+  return test::plainRecord(CallerMemory::allocate, CallerMemory::reallocate, CallerMemory::release);
 }
 
 CARD_DATA acquired() {

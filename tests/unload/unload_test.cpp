@@ -16,6 +16,7 @@
 
 #include "platform/card_module.h"
 #include "softtoken/softtoken_control.h"
+#include "support/plain_record.h"
 #include "unload/exit_hook.h"
 
 namespace orvane::test {
@@ -39,21 +40,7 @@ LPVOID WINAPI allocate(SIZE_T size) { return std::malloc(size); }
 LPVOID WINAPI reallocate(LPVOID block, SIZE_T size) { return std::realloc(block, size); }
 void WINAPI release(LPVOID block) { std::free(block); }
 
-BYTE atr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-              0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
-wchar_t cardName[] = L"Orvane test card";
-
-CARD_DATA newRecord() {
-  CARD_DATA record{};
-  record.dwVersion = CARD_DATA_CURRENT_VERSION;
-  record.pbAtr = atr;
-  record.cbAtr = sizeof(atr);
-  record.pwszCardName = cardName;
-  record.pfnCspAlloc = allocate;
-  record.pfnCspReAlloc = reallocate;
-  record.pfnCspFree = release;
-  return record;
-}
+CARD_DATA newRecord() { return plainRecord(allocate, reallocate, release); }
 
 void defineToken() {
   softtoken_reset();
