@@ -134,6 +134,12 @@ TEST_F(LogHostTest, APathBeyondTheBufferIsCut) {
   EXPECT_TRUE(fs::is_directory(folder));
   logError("cannot be written");
   EXPECT_TRUE(fs::is_empty(folder));
+  // One character too many: what is left names the folder itself, which must not become a file.
+  const std::string shorter = folderOfLength(1003);
+  setTempFolder(shorter);
+  for (unsigned i = 0; i < 3; ++i) logError("line");
+  EXPECT_TRUE(fs::is_directory(shorter + "//Brightfold/hosttest"));
+  EXPECT_TRUE(fs::is_empty(shorter + "//Brightfold/hosttest"));
   setTempFolder(tempFolder());
 }
 

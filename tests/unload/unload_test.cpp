@@ -221,6 +221,16 @@ const End kEnds[] = {
        announceEnd();
        return static_cast<int>(kExitCode);
      }},
+    // A library that never comes back does not keep the module: its thread is ended where it stands, after a while.
+    {"FreeWhileTheLibraryNeverComesBack",
+     [] {
+       softtoken_gate(kListFunction, 1);
+       if (softtoken_wait_held(kListFunction, kLongMs) == 0) return 1;
+       FreeLibrary(GetModuleHandleW(kDriverName));
+       if (GetModuleHandleW(kDriverName) != nullptr) return 1;
+       announceEnd();
+       return static_cast<int>(kExitCode);
+     }},
     {"ExitWhileACallIsInTheLibrary",
      [] {
        softtoken_gate("orvane_validatePassword", 1);
