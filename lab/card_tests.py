@@ -8,16 +8,16 @@ minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC
 88DEC1 with current firmware and 88DEC2 with an old one, the FIPS switch and two tries.
 """
 
-import concurrent.futures
 import json
 import pathlib
-import shutil
 import socket
 import subprocess
 import sys
 import tempfile
 import time
-import xml.etree.ElementTree as ElementTree
+
+sys.dont_write_bytecode = True  # the tree stays as it is
+from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
 LAB = pathlib.Path(__file__).resolve().parent
 REPOSITORY = LAB.parent
@@ -92,16 +92,6 @@ class Run:
             connection.connect(str(self.out / "card-control"))
             connection.sendall(line.encode() + b"\n")
             equal(connection.makefile().readline().strip(), "ok", f"control line '{line}'")
-
-
-def equal(actual, expected, what):
-    if actual != expected:
-        raise AssertionError(f"{what}: expected {expected!r}, got {actual!r}")
-
-
-def contains(text, part, what):
-    if part not in text:
-        raise AssertionError(f"{what}: '{part}' is missing in\n{text}")
 
 
 def serial_case(run, reader, serial, lines, bound, commands, log_line):
@@ -285,33 +275,13 @@ def main():
     cases["OldFirmware"] = old_firmware
     cases["Pins"] = pins
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
-    suite = ElementTree.Element("testsuite", name="CardTests", tests=str(len(cases)))
-
-    def carry_out(name):
-        begun, problem = time.monotonic(), None
-        try:
-            cases[name](Run(arch, folder / name, folder / "tokens"))
-        except Exception as exception:  # whatever goes wrong is this case's failure
-            problem = f"{type(exception).__name__}: {exception}"
-        return name, time.monotonic() - begun, problem
-
-    failed = 0
     try:
         make_tokens(folder / "tokens")
-        with concurrent.futures.ThreadPoolExecutor(2) as pool:
-            for name, seconds, problem in pool.map(carry_out, cases):
-                case = ElementTree.SubElement(suite, "testcase", classname="CardTests", name=name, time=f"{seconds:.1f}")
-                print(f"{'FAILED' if problem else 'passed'} {name} ({seconds:.1f} s)", flush=True)
-                if problem:
-                    failed += 1
-                    print(problem, flush=True)
-                    ElementTree.SubElement(case, "failure", message=problem)
-        ElementTree.ElementTree(suite).write(report, encoding="utf-8", xml_declaration=True)
+        failed = carry_out("CardTests", {
+            name: (lambda name=name, case=case: case(Run(arch, folder / name, folder / "tokens")))
+            for name, case in cases.items()}, report)
     finally:
-        # The files of the emulated system belong to root.
-        shutil.rmtree(folder, ignore_errors=True)
-        if folder.exists():
-            subprocess.run(["sudo", "-n", "rm", "-rf", folder], check=False)
+        remove_folder(folder)
     return 1 if failed else 0
 
 
