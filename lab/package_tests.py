@@ -1,0 +1,309 @@
+#!/usr/bin/env python3
+"""The packages as an administrator gets them: what is in them, installing, updating and removing.
+
+    lab/package_tests.py ARCH PACKAGES REPORT.xml     ARCH: arm64 or x64; PACKAGES: the folder that scripts/package filled
+
+Each installation case runs in an emulated system of its own, with a card in a reader and the software token in the place of
+the maker's library. The whole branch HKEY_LOCAL_MACHINE\\Software of the registry and the list of files in the system folder
+are written down before, between and after the steps and compared.
+"""
+
+import hashlib
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import zipfile
+
+sys.dont_write_bytecode = True  # the tree stays as it is
+LAB = pathlib.Path(__file__).resolve().parent
+REPOSITORY = LAB.parent
+sys.path.insert(0, str(REPOSITORY / "tests/binary"))
+import pe_image  # noqa: E402
+from cases import carry_out, contains, equal, remove_folder  # noqa: E402
+
+FOLDERS = {"arm64": "arm64", "x64": "amd64"}
+MACHINES = {"arm64": 0xAA64, "x64": 0x8664}
+DOCUMENTS = ["behaviour.md", "install.md", "log-guide.md", "orvane-card.md"]
+READER, SERIAL = "Brightfold Orvane 0012AB", "0012AB"
+
+CARD_TYPES = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Cryptography\Calais\SmartCards"
+CARD_TYPE = CARD_TYPES + r"\Brightfold Orvane"
+MAKER_KEY = r"HKEY_LOCAL_MACHINE\Software\Brightfold"
+LOG_KEY = MAKER_KEY + r"\Orvane"
+CARD_VALUES = {
+    "80000001": ("REG_SZ", "OrvaneMinidriver.dll"),
+    "ATR": ("REG_BINARY", "3B8E8001504B035858585F4453435F4B45594C"),
+    "ATRMask": ("REG_BINARY", "FF" * 19),
+    "Crypto Provider": ("REG_SZ", "Microsoft Base Smart Card Crypto Provider"),
+    "Smart Card Key Storage Provider": ("REG_SZ", "Microsoft Smart Card Key Storage Provider"),
+}
+
+INF = r"rundll32 setupapi.dll,InstallHinfSection {} 132 Z:\build\package\orvane.inf"
+# Every Windows has the folder of the card types, and other cards' entries in it.
+BEFORE = [rf'reg add "{CARD_TYPES}\Another Card" /f /v ATR /t REG_BINARY /d 3B0000']
+
+
+def project_version():
+    return re.search(r"project\(\w+ VERSION ([\d.]+)", (REPOSITORY / "CMakeLists.txt").read_text()).group(1)
+
+
+class State:
+    """The registry and the system folder at one moment: {key: {value: (type, data)}}, {file name}, the DLL's bytes."""
+
+    def __init__(self, out, name):
+        self.keys = {}
+        key = None
+        for line in (out / f"{name}.keys").read_text(errors="replace").splitlines():
+            if line.startswith("HKEY_"):
+                key = self.keys.setdefault(line, {})
+            elif (value := re.match(r"    (.*?)    (REG_\w+)(?:    (.*))?$", line)) and key is not None:
+                key[value.group(1)] = (value.group(2), value.group(3))
+        self.files = set((out / f"{name}.files").read_text(errors="replace").split("\n"))
+        dll = out / f"{name}.dll"
+        self.dll = dll.read_bytes() if dll.exists() else None
+        if len(self.keys) < 1000 or len(self.files) < 100:
+            raise AssertionError(f"the state '{name}' was not written down: {len(self.keys)} keys, {len(self.files)} files")
+
+    def difference(self, before):
+        """What is not as it was: ({key: values}, {file names})."""
+        changed = {key: values for key, values in self.keys.items() if before.keys.get(key) != values}
+        changed.update({key: None for key in before.keys if key not in self.keys})
+        return changed, self.files ^ before.files
+
+
+class Installation:
+    """One run of steps, lines for the command interpreter, in a system; STATE NAME in them writes the state down."""
+
+    def __init__(self, arch, folder, tokens):
+        self.arch, self._tokens = arch, tokens
+        self.folder, self.out = folder, folder / "out"
+        self.out.mkdir(parents=True)
+        self.dll = (REPOSITORY / f"build/windows-{arch}/OrvaneMinidriver.dll").read_bytes()
+
+    def run(self, package, steps):
+        """Carries the steps out with a package; returns the exit codes that ECHOCODE lines saw."""
+        build = self.folder / "build"
+        build.mkdir()
+        subprocess.run(["cp", "-r", package, build / "package"], check=True)
+        subprocess.run(
+            ["cp", REPOSITORY / f"build/windows-{self.arch}/OrvaneDSCLibrary.dll", build], check=True)
+        lines = ["@echo off", r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"]
+        for step in [*BEFORE, "STATE before", *steps]:
+            if step.startswith("STATE "):
+                name = step.split()[1]
+                lines += [rf"reg query HKLM\Software /s >Z:\out\{name}.keys", rf"dir /b C:\windows\system32 >Z:\out\{name}.files",
+                          rf"if exist C:\windows\system32\OrvaneMinidriver.dll "
+                          rf"copy C:\windows\system32\OrvaneMinidriver.dll Z:\out\{name}.dll >nul"]
+            else:
+                lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
+        (build / "steps.cmd").write_text("\r\n".join(lines) + "\r\n", newline="")
+        command = [LAB / "run-windows", "--timeout", "300", "--directory", build, "--out", self.out]
+        command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
+        command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
+        done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+        self.output = done.stdout + done.stderr
+        return [int(code) for code in re.findall(r"^code (-?\d+)", self.output, re.MULTILINE)][len(BEFORE):]
+
+    def state(self, name):
+        return State(self.out, name)
+
+
+def installed(level="0x2"):
+    """The keys that an installation makes."""
+    return {MAKER_KEY: {}, LOG_KEY: {"logLevel": ("REG_DWORD", level)}, CARD_TYPE: CARD_VALUES}
+
+
+class Tests:
+    def __init__(self, arch, packages, folder):
+        self.arch, self.folder = arch, folder
+        self.version = project_version()
+        self.tokens = folder / "tokens"
+        self.packages = {}
+        for each in FOLDERS:
+            path = packages / f"OrvaneMinidriver-{self.version}-{each}.zip"
+            with zipfile.ZipFile(path) as package:
+                package.extractall(folder / "unpacked")
+            self.packages[each] = folder / "unpacked" / path.stem
+        self.package = self.packages[arch]
+        (folder / "tokens").mkdir()
+        subprocess.run(
+            [REPOSITORY / "softtoken/make_token.sh", "--folder", self.tokens, "--serial", SERIAL, "--keys", "2048:both",
+             "--pin", "24681357", "--sopin", "87654321"], check=True, stdout=subprocess.DEVNULL)
+
+    def installation(self, name):
+        return Installation(self.arch, self.folder / name, self.tokens)
+
+    def content(self):
+        """Every file is there, nothing else, and the checksums are theirs."""
+        names = {str(path.relative_to(self.package)) for path in self.package.rglob("*") if path.is_file()}
+        wanted = {f"docs/{name}" for name in DOCUMENTS} | {f"{FOLDERS[self.arch]}/OrvaneMinidriver.dll"} | {
+            "CHANGELOG.md", "README.md", "SECURITY.md", "SHA256SUMS", "install.cmd", "orvane-card.exe", "orvane.inf",
+            "uninstall.cmd"}
+        equal(names, wanted, "files")
+        sums = {}
+        for line in (self.package / "SHA256SUMS").read_text().splitlines():
+            digest, name = line.split("  ")
+            sums[name] = digest
+        equal(sums, {name: hashlib.sha256((self.package / name).read_bytes()).hexdigest()
+                     for name in wanted - {"SHA256SUMS"}}, "checksums")
+
+    def texts(self):
+        """What Windows' own programs read has Windows' line ends; nothing is left to be filled in; every link leads to
+        a file of the package; nothing tells where it was built."""
+        for path in self.package.rglob("*"):
+            if not path.is_file():
+                continue
+            data = path.read_bytes()
+            for place in (str(REPOSITORY), str(pathlib.Path.home()) + "/"):
+                if len(place) > 5 and place.encode() in data:
+                    raise AssertionError(f"{path.name} holds the folder {place}")
+            if path.suffix in (".cmd", ".inf"):
+                equal(data.count(b"\n"), data.count(b"\r\n"), f"lines of {path.name} that end as Windows wants")
+                equal(re.findall(rb"@[A-Z]+@", data), [], f"places left to fill in, {path.name}")
+                data.decode("ascii")
+            if path.suffix == ".md":
+                for link in re.findall(r"\]\((?!https?:)([^)#]+)[^)]*\)", data.decode()):
+                    equal((path.parent / link).is_file(), True, f"{path.name}: {link} is there")
+        contains((self.package / "orvane.inf").read_text(), f",{self.version}.0\n", "setup information")
+
+    def programs(self):
+        """Both programs are for this architecture and say who made them."""
+        for name, description in ((f"{FOLDERS[self.arch]}/OrvaneMinidriver.dll", "Orvane smart-card minidriver"),
+                                  ("orvane-card.exe", "Smart-card token inspection tool")):
+            image = pe_image.PeImage(self.package / name)
+            equal(image.machine, MACHINES[self.arch], f"{name}: machine")
+            numbers = (*map(int, self.version.split(".")), 0)
+            file_version, product_version, texts = image.version()
+            equal((file_version, product_version), (numbers, numbers), f"{name}: version")
+            kind = {"arm64": "ARM64", "x64": "AMD64"}[self.arch]
+            equal(texts, {"CompanyName": "Brightfold", "ProductName": "Orvane", "FileDescription": f"{description} ({kind})",
+                          "FileVersion": self.version, "ProductVersion": self.version,
+                          "InternalName": pathlib.Path(name).stem, "OriginalFilename": pathlib.Path(name).name},
+                  f"{name}: version texts")
+
+    def check_installed(self, run, before, name, level="0x2"):
+        """The state is the one before plus the installation, and the card was found through it."""
+        state = run.state(name)
+        equal(state.difference(before), (installed(level), {"OrvaneMinidriver.dll"} - before.files), f"what '{name}' changed")
+        equal(state.dll == run.dll, True, f"the DLL in the system folder is the package's, '{name}'")
+
+    def check_serves(self, run):
+        """The host tool found the minidriver by the card's ATR, through the registry, and the certificate through it."""
+        info = json.loads((run.out / "info.json").read_text())
+        equal(info["ok"], True, f"info, {info}")
+        driver = info["result"]["driver"]
+        equal((driver["path"].lower(), driver["cardName"], driver["fromRegistry"], driver["fileVersion"]),
+              ("c:\\windows\\system32\\orvaneminidriver.dll", "Brightfold Orvane", True, f"{self.version}.0"), "minidriver")
+        listed = json.loads((run.out / "list.json").read_text())
+        subjects = [each["certificate"]["subjectName"] for each in listed["result"]["containers"]]
+        equal((listed["ok"], len(subjects)), (True, 1), f"certificates, {subjects}")
+
+    LOOK = [r"Z:\build\package\orvane-card.exe --json info >Z:\out\info.json",
+            r"Z:\build\package\orvane-card.exe --json list >Z:\out\list.json",
+            r"Z:\build\package\orvane-card.exe --version"]
+
+    def by_setup_information(self):
+        run = self.installation("inf")
+        codes = run.run(self.package, [
+            INF.format("DefaultInstall"), "STATE installed", *self.LOOK, INF.format("DefaultUninstall"), "STATE removed"])
+        equal(codes, [0] * 5, f"exit codes, {run.output}")
+        before = run.state("before")
+        self.check_installed(run, before, "installed")
+        self.check_serves(run)
+        contains(run.output, f"orvane-card {self.version}\n", "version")
+        # The setup functions cannot take a key away only if it is empty; the maker's other products may have theirs in it.
+        equal(run.state("removed").difference(before), ({MAKER_KEY: {}}, set()), "what is left")
+
+    def by_script(self):
+        """Installing twice is installing once; removing leaves nothing, and removing again does no harm."""
+        run = self.installation("script")
+        codes = run.run(self.package, [
+            r"Z:\build\package\uninstall.cmd", "STATE untouched", r"Z:\build\package\install.cmd", "STATE installed",
+            r"Z:\build\package\install.cmd", "STATE again", *self.LOOK, r"Z:\build\package\uninstall.cmd", "STATE removed",
+            r"Z:\build\package\uninstall.cmd"])
+        equal(codes, [0] * 8, f"exit codes, {run.output}")
+        before = run.state("before")
+        equal(run.state("untouched").difference(before), ({}, set()), "what removing nothing changed")
+        for name in ("installed", "again"):
+            self.check_installed(run, before, name)
+        self.check_serves(run)
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+
+    def one_after_the_other(self):
+        """What the setup information installed, the script removes without a rest."""
+        run = self.installation("both")
+        codes = run.run(self.package, [INF.format("DefaultInstall"), r"Z:\build\package\uninstall.cmd", "STATE removed"])
+        equal(codes, [0, 0], f"exit codes, {run.output}")
+        equal(run.state("removed").difference(run.state("before")), ({}, set()), "what is left")
+
+    def update(self, how, name, product):
+        """An older DLL is replaced, a log level that somebody set stays, and so does what belongs to another product of the
+        maker's: a value in this key."""
+        run = self.installation(name)
+        codes = run.run(self.package, [
+            rf'reg add "{product}" /f /v name /t REG_SZ /d value', rf'reg add "{LOG_KEY}" /f /v logLevel /t REG_DWORD /d 3',
+            r"echo old>C:\windows\system32\OrvaneMinidriver.dll", how, "STATE installed",
+            r"Z:\build\package\uninstall.cmd", "STATE removed"])
+        equal(codes, [0] * 5, f"exit codes, {run.output}")
+        others = {product: {"name": ("REG_SZ", "value")}}
+        keys, files = run.state("installed").difference(run.state("before"))
+        equal((keys, files), ({**installed("0x3"), **others}, {"OrvaneMinidriver.dll"}),
+              "what the update changed")
+        equal(run.state("installed").dll == run.dll, True, "the DLL in the system folder is the package's")
+        equal(run.state("removed").difference(run.state("before")),
+              ({**{MAKER_KEY: {}}, **others}, set()), "what is left")
+
+    def update_by_setup_information(self):
+        self.update(INF.format("DefaultInstall"), "update-inf", MAKER_KEY + r"\Another Product")
+
+    def update_by_script(self):
+        self.update(r"Z:\build\package\install.cmd", "update-script", MAKER_KEY)
+
+    def wrong_package(self):
+        """The other architecture's package is refused, and nothing has changed."""
+        run = self.installation("wrong")
+        other = next(each for each in FOLDERS if each != self.arch)
+        equal(run.run(self.packages[other], [r"Z:\build\package\install.cmd", "STATE refused"]), [1], f"exit code, {run.output}")
+        contains(run.output, "Not installed: this package is not for this machine", "message")
+        equal(run.state("refused").difference(run.state("before")), ({}, set()), "what the refusal changed")
+
+    def in_use(self):
+        """A DLL that somebody has open is neither replaced nor lost: the messages say what to do, and the next try works."""
+        run = self.installation("in-use")
+        hold = r"<C:\windows\system32\OrvaneMinidriver.dll"
+        codes = run.run(self.package, [
+            r"Z:\build\package\install.cmd", rf"Z:\build\package\install.cmd {hold}", "STATE refused",
+            rf"Z:\build\package\uninstall.cmd {hold}", "STATE half", r"Z:\build\package\uninstall.cmd", "STATE removed"])
+        equal(codes, [0, 1, 2, 0], f"exit codes, {run.output}")
+        before = run.state("before")
+        self.check_installed(run, before, "refused")
+        equal(run.state("half").difference(before), ({}, {"OrvaneMinidriver.dll"}), "what the held DLL left")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+        contains(run.output, "Not installed: the minidriver that is there is in use.", "message")
+        contains(run.output, "The card type is removed, but the DLL is still in use.", "message")
+
+    def cases(self):
+        return {
+            "Content": self.content, "Texts": self.texts, "Programs": self.programs,
+            "InstalledBySetupInformation": self.by_setup_information, "InstalledByScript": self.by_script,
+            "InstalledByOneRemovedByTheOther": self.one_after_the_other,
+            "UpdatedBySetupInformation": self.update_by_setup_information, "UpdatedByScript": self.update_by_script,
+            "WrongPackage": self.wrong_package, "InUse": self.in_use,
+        }
+
+
+def main():
+    arch, packages, report = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-package-tests."))
+    try:
+        failed = carry_out("PackageTests", Tests(arch, packages, folder).cases(), report)
+    finally:
+        remove_folder(folder)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,67 @@
+@echo off
+rem Installs the Orvane minidriver without the device installation: copies the DLL to the system folder and registers the
+rem card type, for machines that nothing manages. Run it in a command prompt that was opened as administrator; it asks
+rem nothing, and running it again repairs or updates what is there.
+rem
+rem Exit codes: 0 installed, 1 not installed; the message says why. Nothing is changed then, unless the message says so.
+setlocal EnableExtensions DisableDelayedExpansion
+set "card=HKLM\SOFTWARE\Microsoft\Cryptography\Calais\SmartCards\Brightfold Orvane"
+set "log=HKLM\SOFTWARE\Brightfold\Orvane"
+
+rem A 32-bit command prompt sees other folders and keys than the smart-card service does, but for this way round.
+set "system=%SystemRoot%\System32"
+if exist "%SystemRoot%\Sysnative\reg.exe" set "system=%SystemRoot%\Sysnative"
+set "reg=%system%\reg.exe"
+set "dll=%system%\OrvaneMinidriver.dll"
+
+rem The machine's own processor: PROCESSOR_ARCHITECTURE is that of this command prompt, which may be an emulated one.
+set "machine="
+for /f "tokens=3" %%a in ('%reg% query "HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment" /v PROCESSOR_ARCHITECTURE') do set "machine=%%a"
+if /i "%machine%"=="ARM64" goto known
+if /i "%machine%"=="AMD64" goto known
+echo Not installed: there is no minidriver for machines of the kind "%machine%".
+exit /b 1
+
+:known
+if exist "%~dp0%machine%\OrvaneMinidriver.dll" goto copy
+echo Not installed: this package is not for this machine, it has no folder %machine%.
+echo Take the package whose name ends in arm64 for an ARM64 machine, in x64 for an AMD64 one.
+exit /b 1
+
+:copy
+rem Beside the old one first: a copy that fails half way must not leave a broken DLL that every program would load.
+copy /y "%~dp0%machine%\OrvaneMinidriver.dll" "%dll%.new" >nul 2>&1
+if errorlevel 1 (
+  del "%dll%.new" >nul 2>&1
+  echo Not installed: %SystemRoot%\System32 cannot be written to.
+  echo Open the command prompt with "Run as administrator" and start install.cmd again.
+  exit /b 1
+)
+move /y "%dll%.new" "%dll%" >nul 2>&1
+if errorlevel 1 (
+  del "%dll%.new" >nul 2>&1
+  echo Not installed: the minidriver that is there is in use. These programs have loaded it:
+  tasklist /m OrvaneMinidriver.dll
+  echo Unplug the token, close them or restart the machine, then start install.cmd again.
+  exit /b 1
+)
+
+%reg% add "%card%" /f /v ATR /t REG_BINARY /d 3B8E8001504B035858585F4453435F4B45594C >nul || goto unregistered
+%reg% add "%card%" /f /v ATRMask /t REG_BINARY /d FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF >nul || goto unregistered
+%reg% add "%card%" /f /v "Crypto Provider" /t REG_SZ /d "Microsoft Base Smart Card Crypto Provider" >nul || goto unregistered
+%reg% add "%card%" /f /v "Smart Card Key Storage Provider" /t REG_SZ /d "Microsoft Smart Card Key Storage Provider" >nul || goto unregistered
+%reg% add "%card%" /f /v 80000001 /t REG_SZ /d OrvaneMinidriver.dll >nul || goto unregistered
+rem A level that somebody has set stays.
+%reg% query "%log%" /v logLevel >nul 2>&1 || %reg% add "%log%" /f /v logLevel /t REG_DWORD /d 2 >nul || goto unregistered
+
+echo The Orvane minidriver is installed.
+if not exist "%system%\OrvaneDSCLibrary.dll" (
+  echo The maker's library OrvaneDSCLibrary.dll is not in %SystemRoot%\System32 yet: no token works without it.
+)
+echo Plug the token in and check everything with: "%~dp0orvane-card.exe" doctor
+exit /b 0
+
+:unregistered
+echo Not installed: the DLL was copied, but the registry could not be written to.
+echo Start install.cmd again as administrator, or remove the DLL with uninstall.cmd.
+exit /b 1

@@ -1,0 +1,50 @@
+@echo off
+rem Removes the Orvane minidriver from this machine: the card type, the log level, the DLL. Run it in a command prompt that
+rem was opened as administrator; it asks nothing, and running it where nothing is installed does no harm.
+rem
+rem Log files belong to the users who made them and stay: the folder Brightfold in each user's temporary folder.
+rem
+rem Exit codes: 0 nothing is left, 1 nothing was changed, 2 the DLL is still in use; the message says what to do.
+setlocal EnableExtensions DisableDelayedExpansion
+set "card=HKLM\SOFTWARE\Microsoft\Cryptography\Calais\SmartCards\Brightfold Orvane"
+set "maker=HKLM\SOFTWARE\Brightfold"
+
+rem A 32-bit command prompt sees other folders and keys than the smart-card service does, but for this way round.
+set "system=%SystemRoot%\System32"
+if exist "%SystemRoot%\Sysnative\reg.exe" set "system=%SystemRoot%\Sysnative"
+set "reg=%system%\reg.exe"
+set "dll=%system%\OrvaneMinidriver.dll"
+
+rem The card type first: from then on no program loads the DLL anew.
+call :removeKey "%card%" || goto refused
+call :removeKey "%maker%\Orvane" || goto refused
+
+rem The maker's own key goes only when nothing of another product is in it.
+%reg% query "%maker%" >nul 2>&1 || goto file
+set "others="
+for /f "tokens=4 delims=\" %%k in ('%reg% query "%maker%"') do if not "%%k"=="" set "others=yes"
+if defined others goto file
+%reg% query "%maker%" | find "REG_" >nul && goto file
+call :removeKey "%maker%" || goto refused
+
+:file
+if exist "%dll%" del /f "%dll%" >nul 2>&1
+if exist "%dll%" (
+  echo The card type is removed, but the DLL is still in use. These programs have loaded it:
+  tasklist /m OrvaneMinidriver.dll
+  echo Close them or restart the machine, then start uninstall.cmd again.
+  exit /b 2
+)
+echo The Orvane minidriver is removed.
+exit /b 0
+
+:refused
+echo Not removed: the registry cannot be written to.
+echo Open the command prompt with "Run as administrator" and start uninstall.cmd again.
+exit /b 1
+
+rem removeKey KEY: deletes a registry key with everything below it; fails only if it is there and stays.
+:removeKey
+%reg% query %1 >nul 2>&1 || exit /b 0
+%reg% delete %1 /f >nul 2>&1
+exit /b %errorlevel%

@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Puts the packages together from what was built.
+
+    make_packages.py OUTPUT-FOLDER
+
+Writes OrvaneMinidriver-VERSION-arm64.zip, the same for x64, and SHA256SUMS over both. The version is CMake's; the date,
+which every file in a package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user goes in.
+"""
+
+import hashlib
+import pathlib
+import re
+import sys
+import zipfile
+
+REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
+
+# Architecture: its folder in a package, which the setup information file and install.cmd name.
+FOLDERS = {"arm64": "arm64", "x64": "amd64"}
+
+# File in the package: file in the repository. {folder} and {arch} stand for the architecture's names.
+CONTENT = {
+    "README.md": "packaging/README.md",
+    "CHANGELOG.md": "CHANGELOG.md",
+    "SECURITY.md": "SECURITY.md",
+    "docs/behaviour.md": "docs/behaviour.md",
+    "docs/install.md": "docs/install.md",
+    "docs/log-guide.md": "docs/log-guide.md",
+    "docs/orvane-card.md": "tools/orvane-card/README.md",
+    "install.cmd": "packaging/install.cmd",
+    "uninstall.cmd": "packaging/uninstall.cmd",
+    "orvane.inf": "packaging/orvane.inf",
+    "orvane-card.exe": "build/windows-{arch}/orvane-card.exe",
+    "{folder}/OrvaneMinidriver.dll": "build/windows-{arch}/OrvaneMinidriver.dll",
+}
+
+# Links to files that lie elsewhere in a package.
+MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md"}}
+
+
+def only(pattern, file):
+    """The one match of a pattern in a file of the repository."""
+    found = re.findall(pattern, (REPOSITORY / file).read_text(), re.MULTILINE)
+    if not found:
+        sys.exit(f"error: {file} holds nothing like {pattern}")
+    return found[0]
+
+
+def release():
+    """Version and date, the latter as (year, month, day)."""
+    version = only(r"^project\(OrvaneMinidriver VERSION (\d+\.\d+\.\d+)", "CMakeLists.txt")
+    described, *date = only(r"^## (\d+\.\d+\.\d+) \((\d{4})-(\d{2})-(\d{2})\)$", "CHANGELOG.md")
+    if described != version:
+        sys.exit(f"error: CHANGELOG.md begins with version {described}, CMakeLists.txt says {version}")
+    return version, date
+
+
+def content(name, source, version, date):
+    """What a package holds under a name: texts for Windows' own programs with its line ends, documents as they are."""
+    data = source.read_bytes()
+    if name.endswith(".inf"):
+        data = data.replace(b"@DATE@", "{1}/{2}/{0}".format(*date).encode()).replace(b"@VERSION@", version.encode())
+    if name.endswith((".inf", ".cmd")):
+        data = data.replace(b"\n", b"\r\n")
+    for prefix, links in MOVED_LINKS.items():
+        if name.startswith(prefix):
+            for old, new in links.items():
+                data = data.replace(f"({old}".encode(), f"({new}".encode())
+    return data
+
+
+def sums(files):
+    """The lines of a checksum file, as sha256sum reads and writes them."""
+    return "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in sorted(files)).encode()
+
+
+def write_zip(path, folder, files, date):
+    with zipfile.ZipFile(path, "w") as package:
+        for name in sorted(files):
+            entry = zipfile.ZipInfo(f"{folder}/{name}", (*map(int, date), 0, 0, 0))
+            entry.create_system = 0  # Windows: no rights, no owner
+            package.writestr(entry, files[name], zipfile.ZIP_DEFLATED, 9)
+
+
+def main():
+    output = pathlib.Path(sys.argv[1])
+    output.mkdir(parents=True, exist_ok=True)
+    for old in output.glob("*"):
+        old.unlink()
+    version, date = release()
+    packages = {}
+    for arch, folder in FOLDERS.items():
+        files = {}
+        for name, source in CONTENT.items():
+            name = name.format(folder=folder)
+            files[name] = content(name, REPOSITORY / source.format(arch=arch), version, date)
+        files["SHA256SUMS"] = sums(files)
+        path = output / f"OrvaneMinidriver-{version}-{arch}.zip"
+        write_zip(path, path.stem, files, date)
+        packages[path.name] = path.read_bytes()
+        print(path)
+    (output / "SHA256SUMS").write_bytes(sums(packages))
+
+
+if __name__ == "__main__":
+    main()
