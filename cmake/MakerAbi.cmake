@@ -39,14 +39,16 @@ endfunction()
 function(orvane_import_library target definition)
   cmake_path(ABSOLUTE_PATH definition)
   set(library ${CMAKE_CURRENT_BINARY_DIR}/${target}.lib)
-  if(ORVANE_ZIG_ARCH STREQUAL "aarch64")
-    set(machine arm64)
+  if(MSVC)
+    set(command ${CMAKE_AR} /nologo /machine:${CMAKE_CXX_COMPILER_ARCHITECTURE_ID} /def:${definition} /out:${library})
+  elseif(ORVANE_ZIG_ARCH STREQUAL "aarch64")
+    set(command ${ORVANE_ZIG} dlltool -m arm64 -d ${definition} -l ${library})
   else()
-    set(machine i386:x86-64)
+    set(command ${ORVANE_ZIG} dlltool -m i386:x86-64 -d ${definition} -l ${library})
   endif()
   add_custom_command(
     OUTPUT ${library}
-    COMMAND ${ORVANE_ZIG} dlltool -m ${machine} -d ${definition} -l ${library}
+    COMMAND ${command}
     DEPENDS ${definition}
     COMMENT "Making the import library from ${definition}"
     VERBATIM)

@@ -1,4 +1,8 @@
-# Warnings for our own code, as errors. All presets use clang.
+# Warnings for our own code, as errors. All presets but the vendor's compiler's use clang.
+if(MSVC)
+  add_compile_options(/W4 /WX)
+  return()
+endif()
 add_compile_options(
   -Wall
   -Wextra
