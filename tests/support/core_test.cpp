@@ -2,8 +2,10 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "cache/process_state.h"
+#include "minidriver/provider_context.h"
 
 namespace orvane::test {
 namespace {
@@ -25,6 +27,20 @@ void CoreTest::TearDown() {
   openMonitor();
   renewLinkedState();
   DriverTest::TearDown();
+}
+
+void BoundCoreTest::SetUp() {
+  CoreTest::SetUp();
+  record_ = newRecord();
+  ContextRef context(new ProviderContext(&record_));
+  context->serialNumber = kSerial;
+  publishContext(record_, std::move(context));
+  forget();
+}
+
+void BoundCoreTest::TearDown() {
+  takeContext(record_);
+  CoreTest::TearDown();
 }
 
 }  // namespace orvane::test

@@ -23,6 +23,18 @@ class CoreTest : public DriverTest {
   void TearDown() override;
 };
 
+// BoundCoreTest is CoreTest with a record whose context is bound to the token 0012AB, for the linked entry points.
+// Nothing is acquired: no token is connected and the process knows nothing about it.
+class BoundCoreTest : public CoreTest {
+ protected:
+  static constexpr char kSerial[] = "0012AB";
+
+  void SetUp() override;
+  void TearDown() override;
+
+  CARD_DATA record_{};
+};
+
 }  // namespace orvane::test
 
 #endif  // ORVANE_TESTS_SUPPORT_CORE_TEST_H

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <random>
-#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +12,7 @@
 #include "driver_loader.h"
 #include "log_reader.h"
 #include "machine.h"
+#include "recorded_calls.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {
@@ -45,20 +45,6 @@ std::string twoDigits(unsigned value) {
   char text[8];
   std::snprintf(text, sizeof(text), "%02u", value);
   return text;
-}
-
-Lines callsOf(int threads, unsigned long long thread) {
-  // Another thread may add calls between the two looks.
-  std::string text;
-  std::size_t needed = softtoken_calls(threads, thread, nullptr, 0);
-  while (needed > text.size()) {
-    text.assign(needed, '\0');
-    needed = softtoken_calls(threads, thread, text.data(), text.size());
-  }
-  std::istringstream lines(text.substr(0, needed - 1));
-  Lines calls;
-  for (std::string line; std::getline(lines, line);) calls.push_back(line);
-  return calls;
 }
 
 }  // namespace
@@ -161,7 +147,7 @@ DWORD DriverTest::acquire(CARD_DATA& record, DWORD flags) {
   const DWORD status = cardAcquireContext(&record, flags);
   if (status == SCARD_S_SUCCESS) acquiredContexts().push_back(record.pvVendorSpecific);
   // The device list is asked for right after the monitor was started.
-  for (const std::string& call : callsOf(kSofttokenOnlyThread, softtoken_thread())) {
+  for (const std::string& call : recordedCalls(kSofttokenOnlyThread, softtoken_thread())) {
     if (call.compare(0, std::strlen(kListCall), kListCall) == 0) state_->isMonitorStarted = true;
   }
   machine::startThreads();
@@ -206,7 +192,7 @@ Lines DriverTest::takeLog() { return state_->takeLog(); }
 unsigned DriverTest::takeMonitorStarts() { return std::exchange(state_->monitorStarts, 0); }
 
 Lines DriverTest::takeCalls() {
-  Lines calls = callsOf(kSofttokenOnlyThread, softtoken_thread());
+  Lines calls = recordedCalls(kSofttokenOnlyThread, softtoken_thread());
   softtoken_clear_calls();
   return calls;
 }

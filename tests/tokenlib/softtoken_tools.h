@@ -6,12 +6,11 @@
 
 #include <cstdint>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "softtoken/softtoken_control.h"
+#include "support/recorded_calls.h"
 
 namespace orvane::tokentest {
 
@@ -27,20 +26,7 @@ class SofttokenTest : public ::testing::Test {
   }
 };
 
-// The recorded calls, oldest first.
-inline std::vector<std::string> recordedCalls(int threads = kSofttokenAllThreads, unsigned long long thread = 0) {
-  // Another thread may add calls between the two looks.
-  std::string text;
-  std::size_t needed = softtoken_calls(threads, thread, nullptr, 0);
-  while (needed > text.size()) {
-    text.assign(needed, '\0');
-    needed = softtoken_calls(threads, thread, text.data(), text.size());
-  }
-  std::istringstream lines(text.substr(0, needed - 1));
-  std::vector<std::string> calls;
-  for (std::string line; std::getline(lines, line);) calls.push_back(line);
-  return calls;
-}
+using test::recordedCalls;
 
 // A key pair record of the given size and usage: the credential id is 16 times idByte, the modulus is filled with it,
 // and everything that callers do not read is poisoned.

@@ -3,29 +3,13 @@
 #include <utility>
 
 #include "cache/process_state.h"
-#include "minidriver/provider_context.h"
 #include "support/core_test.h"
 
 namespace orvane::test {
 namespace {
 
-constexpr char kSerial[] = "0012AB";
-
-class ContainerListsTest : public CoreTest {
+class ContainerListsTest : public BoundCoreTest {
  protected:
-  void SetUp() override {
-    CoreTest::SetUp();
-    record_ = newRecord();
-    ContextRef context(new ProviderContext(&record_));
-    context->serialNumber = kSerial;
-    publishContext(record_, std::move(context));
-    forget();
-  }
-  void TearDown() override {
-    takeContext(record_);
-    CoreTest::TearDown();
-  }
-
   // The contents of a file, by the linked entry point.
   Bytes read(const char* name) {
     PBYTE data = nullptr;
@@ -35,8 +19,6 @@ class ContainerListsTest : public CoreTest {
     EXPECT_EQ(takeAllocations(), std::vector<std::size_t>{size});
     return takeBuffer(data, size);
   }
-
-  CARD_DATA record_{};
 };
 
 Bytes mapRecord(std::string_view guid, std::uint8_t flags, unsigned signatureBits, unsigned keyExchangeBits) {

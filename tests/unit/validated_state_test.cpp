@@ -3,34 +3,22 @@
 #include <utility>
 
 #include "cache/process_state.h"
-#include "minidriver/provider_context.h"
 #include "support/core_test.h"
 #include "support/secret.h"
 
 namespace orvane::test {
 namespace {
 
-constexpr char kSerial[] = "0012AB";
 constexpr char kEntry[] = "D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry";
 
-class ValidatedState : public CoreTest {
+class ValidatedState : public BoundCoreTest {
  protected:
   void SetUp() override {
-    CoreTest::SetUp();
-    record_ = newRecord();
-    ContextRef context(new ProviderContext(&record_));
-    context->serialNumber = kSerial;
-    publishContext(record_, std::move(context));
+    BoundCoreTest::SetUp();
     processState().deviceCache.storeValidatedPassword(kSerial, SecretText());
     ASSERT_TRUE(processState().deviceCache.isPasswordValidatedLocal(kSerial));
     forget();
   }
-  void TearDown() override {
-    takeContext(record_);
-    CoreTest::TearDown();
-  }
-
-  CARD_DATA record_{};
 };
 
 TEST_F(ValidatedState, IsNotEnoughToBeSilent) {
