@@ -63,7 +63,7 @@ class CallScript {
   Reaction enter(Function function, const std::string& text);
 
   // The card handle that records show; 0 for none.
-  void setCardHandle(std::uintptr_t cardHandle);
+  void setCardHandle(std::uintptr_t newHandle);
 
   void queue(Function function, Reaction reaction);
   std::size_t queued(Function function);

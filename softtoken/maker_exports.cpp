@@ -85,6 +85,8 @@ bool orvane_changeUserPassword(const char* serial, const char* oldPin, const cha
   return result;
 }
 
+// The maker's interface has the PINs by value.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool orvane_changeSOPassword(const char* serial, std::string oldSoPin, std::string newSoPin, void* libraryContext) {
   bool result = false;
   throwUnless(softtokenChangeSoPassword(serial, oldSoPin.c_str(), newSoPin.c_str(), libraryContext, &result));

@@ -124,8 +124,9 @@ bool readTokenFolder(const std::string& folder, Token& token, std::string& probl
     const std::size_t equals = line.find('=');
     const std::string name = line.substr(0, equals);
     if (equals == std::string::npos || !readSetting(folder, name, line.substr(equals + 1), token, description)) {
-      problem =
-          path + ": line " + std::to_string(number) + " (" + name + "): not understood, or its files cannot be used";
+      problem = path;
+      problem.append(": line ").append(std::to_string(number)).append(" (").append(name);
+      problem.append("): not understood, or its files cannot be used");
       return false;
     }
   }

@@ -3,7 +3,7 @@
 namespace orvane {
 
 void fillFunctionTable(CARD_DATA& cardData) noexcept {
-#define ORVANE_FILL_SLOT(name) cardData.pfn##name = &name;
+#define ORVANE_FILL_SLOT(name) cardData.pfn##name = &(name);
   ORVANE_FOR_EACH_SLOT(ORVANE_FILL_SLOT)
 #undef ORVANE_FILL_SLOT
 }
