@@ -4,8 +4,8 @@
 Called by lab/in-system as "card_session.py ROOT READERS-AND-COMMAND": for each reader the words
     reader NAME SERIAL [CONTROL-LINE...]
 (see virtual_card.py for control lines: they are carried out before the command starts), then "--" and the command, which
-runs inside ROOT. SERIAL "-" leaves the reader empty. Reader number N, from 0, listens for control lines on localhost port
-35970 + N. pcscd appends " 00 00" to the name. The status is the command's.
+runs inside ROOT. Without such words there is no reader; SERIAL "-" leaves a reader empty. Reader number N, from 0, listens
+for control lines on localhost port 35970 + N. pcscd appends " 00 00" to the name. The status is the command's.
 
 If a folder of the machine is shown inside as /out, the first card can also be controlled from the machine, through the
 local socket card-control in it, and what every card was asked is found there afterwards, as hex, in card-commands.txt:
@@ -84,14 +84,15 @@ def main():
                 fail(answer)
 
     out = root / "out"
-    if os.path.ismount(out):
+    is_controlled = bool(cards) and os.path.ismount(out)
+    if is_controlled:
         virtual_card.serve_control(cards[0], str(out / "card-control"))
         (out / "card-control").chmod(0o666)
 
     directory = os.environ.pop("IN_SYSTEM_DIRECTORY", "/")
     inside = ["chroot", root, "/bin/sh", "-c", 'cd "$0" && exec "$@"', directory, *command]
     status = subprocess.run(inside, check=False).returncode
-    if os.path.ismount(out):
+    if is_controlled:
         (out / "card-control").unlink()
         (out / "card-commands.txt").write_text("".join(card.control("commands") + "\n" for card in cards))
     sys.exit(status)
