@@ -10,7 +10,6 @@ minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC
 
 import json
 import pathlib
-import socket
 import subprocess
 import sys
 import tempfile
@@ -18,9 +17,8 @@ import time
 
 sys.dont_write_bytecode = True  # the tree stays as it is
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
+from tool_run import REPOSITORY, Run  # noqa: E402
 
-LAB = pathlib.Path(__file__).resolve().parent
-REPOSITORY = LAB.parent
 SERIAL_IN_NAME = "Brightfold Orvane 0012AB"
 LONG_COMMAND = "Brightfold Orvane OrvaneDSC"
 SHORT_COMMAND = "Brightfold Smart Token"
@@ -43,55 +41,6 @@ SERIAL_CASES = {
     "ShortCommandStatusNotLookedAt": (
         SHORT_COMMAND, "FFFFFF", ["raw 3737434330316A82"], "77CC01", SHORT, "OrvaneKey serial via APDU: 77CC01"),
 }
-
-
-class Run:
-    """One stack with one virtual card, in a folder of its own."""
-
-    def __init__(self, arch, folder, tokens):
-        self.folder = folder
-        self._arch = arch
-        self._tokens = tokens
-        self.out = folder / "out"
-        self.temp = folder / "temp"
-        for each in (self.out, self.temp):
-            each.mkdir(parents=True)
-
-    def start(self, reader, serial, lines, *arguments):
-        """Starts orvane-card there."""
-        command = [LAB / "run-windows", "--timeout", "180", "--registry", LAB / "orvane.reg", "--out", self.out]
-        command += ["--temp", self.temp, "--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
-        command += ["--reader", reader, "--serial", serial]
-        for line in lines:
-            command += ["--card", line]
-        pipe = subprocess.PIPE
-        return subprocess.Popen(
-            [*command, self._arch, "orvane-card.exe", *arguments], stdin=pipe, stdout=pipe, stderr=pipe, text=True)
-
-    def tool(self, reader, serial, lines, *arguments, stdin=""):
-        """Runs orvane-card there; returns its status and its JSON documents."""
-        process = self.start(reader, serial, lines, "--json", *arguments)
-        output, errors = process.communicate(stdin)
-        documents = [json.loads(line) for line in output.splitlines() if line.startswith("{")] \
-            if arguments[0] == "session" else [json.loads(output)] if output.strip() else []
-        if not documents:
-            raise AssertionError(f"status {process.returncode}, no JSON; standard error:\n{errors}")
-        return process.returncode, documents
-
-    def log(self):
-        """The text of all of the minidriver's log files."""
-        return "\n".join(path.read_text(errors="replace") for path in sorted(self.temp.rglob("*.LOG")))
-
-    def card_commands(self):
-        """What the card was asked."""
-        return (self.out / "card-commands.txt").read_text().strip()
-
-    def control(self, line):
-        """Has the card carry out a control line while the tool runs."""
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.connect(str(self.out / "card-control"))
-            connection.sendall(line.encode() + b"\n")
-            equal(connection.makefile().readline().strip(), "ok", f"control line '{line}'")
 
 
 def serial_case(run, reader, serial, lines, bound, commands, log_line):

@@ -1,0 +1,67 @@
+"""Running orvane-card in the emulated system, with what a case wants it to find there."""
+
+import json
+import pathlib
+import socket
+import subprocess
+
+from cases import equal
+
+LAB = pathlib.Path(__file__).resolve().parent
+REPOSITORY = LAB.parent
+
+
+class Run:
+    """One stack with one virtual card, in a folder of its own. What a case does not change is as it should be."""
+
+    def __init__(self, arch, folder, tokens):
+        self.folder = folder
+        self.arch = arch
+        self.tokens = tokens
+        self.out = folder / "out"
+        self.temp = folder / "temp"
+        self.directory = REPOSITORY / f"build/windows-{arch}"
+        self.registry = LAB / "orvane.reg"
+        for each in (self.out, self.temp):
+            each.mkdir(parents=True)
+
+    def start(self, reader, serial, lines, *arguments):
+        """Starts orvane-card there. Without a reader's name there is no smart-card service; "none" is a service without
+        readers."""
+        command = [LAB / "run-windows", "--timeout", "180", "--directory", self.directory, "--out", self.out]
+        command += ["--temp", self.temp, "--bind", f"{self.tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
+        command += ["--registry", self.registry] if self.registry else []
+        if reader == "none":
+            command += ["--no-reader"]
+        elif reader:
+            command += ["--reader", reader, "--serial", serial]
+        for line in lines:
+            command += ["--card", line]
+        pipe = subprocess.PIPE
+        return subprocess.Popen(
+            [*command, self.arch, "orvane-card.exe", *arguments], stdin=pipe, stdout=pipe, stderr=pipe, text=True)
+
+    def tool(self, reader, serial, lines, *arguments, stdin=""):
+        """Runs orvane-card there; returns its status and its JSON documents."""
+        process = self.start(reader, serial, lines, "--json", *arguments)
+        output, errors = process.communicate(stdin)
+        documents = [json.loads(line) for line in output.splitlines() if line.startswith("{")] \
+            if arguments[0] == "session" else [json.loads(output)] if output.strip() else []
+        if not documents:
+            raise AssertionError(f"status {process.returncode}, no JSON; standard error:\n{errors}")
+        return process.returncode, documents
+
+    def log(self):
+        """The text of all of the minidriver's log files."""
+        return "\n".join(path.read_text(errors="replace") for path in sorted(self.temp.rglob("*.LOG")))
+
+    def card_commands(self):
+        """What the card was asked."""
+        return (self.out / "card-commands.txt").read_text().strip()
+
+    def control(self, line):
+        """Has the card carry out a control line while the tool runs."""
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(str(self.out / "card-control"))
+            connection.sendall(line.encode() + b"\n")
+            equal(connection.makefile().readline().strip(), "ok", f"control line '{line}'")
