@@ -15,6 +15,7 @@ constexpr const char* kDescription =
 
 constexpr const char* kFooter = R"(
 Examples:
+  orvane-card doctor                       My certificate does not show up: where is the chain broken?
   orvane-card info                         Is the token there, and which minidriver serves it?
   orvane-card list                         Which keys and certificates does it hold?
   orvane-card pin verify                   Is the PIN right, and how many attempts are left?
@@ -27,7 +28,12 @@ To check a signature with OpenSSL:
 
 Exit codes: 0 success, 1 internal error, 2 wrong command line, 3 no reader or card, 4 minidriver missing or refusing
 the card, 5 no such file or container, 6 wrong PIN, 7 PIN blocked, 8 PIN needed, 9 refused for another reason,
-10 local file unreadable or unwritable, 11 a check found something wrong.)";
+10 local file unreadable or unwritable, 11 a check found something wrong, 12 "doctor" found warnings only.)";
+
+constexpr const char* kDoctorFooter = R"(
+The exit code is 0 when all is well and 12 when there are only warnings; otherwise it is that of the first broken link:
+3 service, reader or card, 4 registration, minidriver file, token library or start of the minidriver, 11 what comes after.
+It takes some seconds, because it watches the token. It asks for no PIN and changes nothing.)";
 
 constexpr const char* kSessionHelp = "Run several commands on one connection, so that a verified PIN serves them all";
 
@@ -65,6 +71,7 @@ class Parser {
     addSign();
     addDecrypt();
     addWatch();
+    addDoctor();
   }
 
   void addSession() {
@@ -190,6 +197,12 @@ class Parser {
     watch->add_option("--for", options->duration, "Stop after this many seconds [run until stopped]")
         ->check(CLI::PositiveNumber);
     choose(*watch, "watch", [options](Environment& environment) { return runWatch(environment, *options); });
+  }
+
+  void addDoctor() {
+    CLI::App* doctor = app_.add_subcommand("doctor", "Find out why a certificate does not show up, and what to do");
+    doctor->footer(kDoctorFooter);
+    choose(*doctor, "doctor", runDoctor);
   }
 
   CLI::App& app_;

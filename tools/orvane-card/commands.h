@@ -60,8 +60,9 @@ void ensurePin(Environment& environment, const PinOptions& options);
 // Container is one record of "cmapfile" with the certificate that belongs to it.
 struct Container {
   ContainerRecord record;
-  Bytes certificate;    // DER; empty when there is none
-  std::string whyNone;  // why there is none
+  Bytes certificate;                         // DER; empty when there is none
+  std::string whyNone;                       // why there is none
+  std::optional<std::uint32_t> status = {};  // the status of the failed call, when that is why
 };
 
 // readContainers reads "cmapfile" and the certificates of all valid containers.
@@ -130,6 +131,10 @@ struct WatchOptions {
   std::optional<double> duration;  // seconds; without it until the program is stopped
 };
 Json runWatch(Environment& environment, const WatchOptions& options);
+
+// doctor: walks the chain that makes a certificate appear. Throws PartialFailure with the whole report when a link is
+// broken or suspicious.
+Json runDoctor(Environment& environment);
 
 }  // namespace orvane::tool
 

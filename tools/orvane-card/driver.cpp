@@ -57,13 +57,13 @@ class RegistryKey {
   HKEY key_ = nullptr;
 };
 
-std::filesystem::path systemFolder() {
+}  // namespace
+
+std::string systemFolder() {
   std::wstring folder(MAX_PATH, L'\0');
   folder.resize(GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size())));
-  return folder;
+  return toUtf8(folder);
 }
-
-}  // namespace
 
 std::vector<CardType> registeredCardTypes() {
   const RegistryKey folder(HKEY_LOCAL_MACHINE, kCardTypesKey);
@@ -71,7 +71,9 @@ std::vector<CardType> registeredCardTypes() {
   if (!folder) return types;
   for (const std::wstring& name : folder.names()) {
     const RegistryKey key(folder.handle(), name.c_str());
-    if (key) types.push_back({toUtf8(name), key.binary(L"ATR"), key.binary(L"ATRMask"), key.text(L"80000001")});
+    if (key)
+      types.push_back({toUtf8(name), key.binary(L"ATR"), key.binary(L"ATRMask"), key.text(L"80000001"),
+                       key.text(L"Crypto Provider"), key.text(L"Smart Card Key Storage Provider")});
   }
   return types;
 }
@@ -95,7 +97,7 @@ DriverChoice chooseDriver(const std::optional<std::string>& path, ByteView atr) 
   // The entry usually holds the bare file name. It stands for the system folder, where only administrators can put it;
   // searching for it anywhere else could load somebody else's library.
   const std::filesystem::path entry = toWide(match->driverPath);
-  return {toUtf8((systemFolder() / entry).wstring()), match->name, true};
+  return {toUtf8((std::filesystem::path(toWide(systemFolder())) / entry).wstring()), match->name, true};
 }
 
 DriverModule::DriverModule(const std::string& path) {

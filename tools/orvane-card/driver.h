@@ -29,6 +29,9 @@ struct DriverChoice {
 // ToolError (ExitCode::kDriver) when the registry knows no minidriver for the card.
 DriverChoice chooseDriver(const std::optional<std::string>& path, ByteView atr);
 
+// systemFolder gives the folder of the operating system's libraries, UTF-8.
+std::string systemFolder();
+
 // DriverModule keeps a minidriver loaded.
 class DriverModule {
  public:

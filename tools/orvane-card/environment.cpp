@@ -41,12 +41,13 @@ std::vector<Container> readContainers(CardSession& card) {
   const CardSession::Transaction transaction(card);
   std::vector<Container> containers;
   for (ContainerRecord& record : decodeContainerMap(card.readFile({"mscp", "cmapfile"}))) {
-    Container container{std::move(record), {}, {}};
+    Container container{std::move(record), {}, {}, {}};
     if (container.record.valid()) {
       try {
         container.certificate = card.readFile(certificateFile(container.record.index, container.record.signatureBits));
       } catch (const ToolError& error) {
         container.whyNone = error.what();
+        container.status = error.status();
       }
     } else {
       container.whyNone = "the container is not in use";

@@ -63,6 +63,13 @@ void Output::failure(const std::string& command, const ToolError& error) const {
   document(errorDocument(command, error));
 }
 
+Style Output::style() {
+  const HANDLE stream = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  if (!GetConsoleMode(stream, &mode) || GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) != 0) return Style(false);
+  return Style(SetConsoleMode(stream, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE);
+}
+
 bool Output::onTerminal() { return isConsole(GetStdHandle(STD_OUTPUT_HANDLE)); }
 
 }  // namespace orvane::tool

@@ -7,6 +7,7 @@
 
 #include "core/bytes.h"
 #include "core/json.h"
+#include "core/style.h"
 
 namespace orvane::tool {
 
@@ -36,6 +37,10 @@ class Output {
   void failure(const std::string& command, const ToolError& error) const;
 
   bool json() const { return format_ != OutputFormat::kText; }
+
+  // style gives colours when standard output is a console that shows them, unless the environment variable NO_COLOR is
+  // set.
+  static Style style();
 
   // onTerminal says whether standard output is a console.
   static bool onTerminal();

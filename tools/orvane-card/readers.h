@@ -6,19 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "core/bytes.h"
+#include "core/reader.h"
 #include "platform/windows_api.h"
 
 namespace orvane::tool {
-
-// Reader is what the smart-card service says about one reader.
-struct Reader {
-  std::string name;  // UTF-8
-  bool cardPresent = false;
-  bool exclusive = false;  // another program holds the card for itself
-  bool mute = false;       // the card does not answer
-  Bytes atr;               // empty without a card
-};
 
 // SmartCardService owns the connection to the smart-card service (a resource-manager context).
 class SmartCardService {

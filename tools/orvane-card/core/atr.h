@@ -14,6 +14,8 @@ struct CardType {
   Bytes atr;               // stored already masked
   Bytes mask;              // empty: every bit counts
   std::string driverPath;  // value "80000001": the minidriver's file, with or without its folder; empty when missing
+  std::string cryptoProvider = {};      // value "Crypto Provider"; empty when missing
+  std::string keyStorageProvider = {};  // value "Smart Card Key Storage Provider"; empty when missing
 };
 
 // atrMatches compares `atr`, masked, with the type's stored ATR. A type without an ATR, one of another length, or one

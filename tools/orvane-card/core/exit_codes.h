@@ -19,6 +19,7 @@ enum class ExitCode {
   kRefused = 9,       // the minidriver refused the call for another reason
   kLocalFile = 10,    // a file on this machine cannot be read or written
   kCheckFailed = 11,  // everything could be read, but it does not fit together
+  kWarnings = 12,     // "doctor" found nothing broken, but something to look at
 };
 
 // exitCodeOf gives the exit code for a failed call of the minidriver or of the smart-card service. `status` is its

@@ -1,0 +1,171 @@
+"""The cases of card_tests.py about "orvane-card doctor": set-ups with one thing wrong, and what the tool makes of them."""
+
+import shutil
+import struct
+
+from cases import contains, equal
+from tool_run import LAB
+
+READER = "Brightfold Orvane OrvaneDSC"
+SERIAL = "0012AB"
+STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness")
+INSTALLED = ("registration", "driver", "library", "log")
+
+
+def examine(run, reader=READER, serial=SERIAL, arguments=()):
+    """Runs doctor; returns its status and, by step, what it found."""
+    status, documents = run.tool(reader, serial, [], *arguments, "doctor")
+    steps = documents[0]["result"]["steps"]
+    equal(tuple(step["step"] for step in steps), STEPS, "steps")
+    equal(documents[0]["ok"], status == 0, "success")
+    return status, {step["step"]: step for step in steps}
+
+
+def expect(run, status, state, broken, text, advice, *, ok=None, **how):
+    """Exactly the step `broken` has `state`, with these parts in finding and advice; the steps in `ok` are ok (by default
+    all others) and the rest is not reached."""
+    actual, steps = examine(run, **how)
+    good = [step for step in STEPS if step != broken] if ok is None else ok
+    states = {step: state if step == broken else "ok" if step in good else "not reached" for step in STEPS}
+    equal({step: steps[step]["state"] for step in STEPS}, states, f"states, {steps}")
+    equal(actual, status, "exit status")
+    contains(steps[broken]["finding"], text, f"finding about {broken}")
+    contains(steps[broken]["advice"], advice, f"advice about {broken}")
+
+
+def before(step):
+    return STEPS[:STEPS.index(step)] + ("log",)
+
+
+def healthy(run):
+    status, steps = examine(run)
+    equal({step: steps[step]["state"] for step in STEPS}, dict.fromkeys(STEPS, "ok"), f"states, {steps}")
+    equal((status, {steps[step]["advice"] for step in STEPS}), (0, {None}), "exit status and advice")
+    contains(steps["keys"]["finding"], "3 keys, each with its certificate: Orvane test user (0012AB key 1), ", "keys")
+    contains(steps["log"]["finding"], "\\Brightfold\\orvane-card\\", "log file")
+
+
+def without_card(run):
+    """What is installed is looked at without a card, too."""
+    expect(run, 3, "broken", "service", "SCARD_E_NO_SERVICE", "Plug the token in", ok=INSTALLED, reader=None)
+    expect(run, 3, "broken", "reader", "Windows sees no card reader", "plug it in", ok=("service", *INSTALLED),
+           reader="none")
+    expect(run, 3, "broken", "card", f'There is no card in "{READER} 00 00"', "Plug the token in",
+           ok=("service", "reader", *INSTALLED), serial="-")
+    expect(run, 3, "broken", "reader", 'There is no reader "Other"; there is "Brightfold', "--reader",
+           ok=("service", *INSTALLED), arguments=("--reader", "Other"))
+
+
+def registry(run, old, new):
+    run.registry = run.folder / "changed.reg"
+    text = (LAB / "orvane.reg").read_text()
+    contains(text, old, "registry")
+    run.registry.write_text(text.replace(old, new))
+
+
+def registration(run):
+    run.registry = None
+    expect(run, 4, "broken", "registration", "knows no card type with the token's ATR", "Install the minidriver",
+           ok=before("registration"))
+    registry(run, "Microsoft Base Smart Card Crypto Provider", "Another Provider")
+    expect(run, 4, "broken", "registration", '"Crypto Provider" as "Another Provider" instead of exactly',
+           "Install the minidriver again", ok=before("registration"))
+    # The command line names the minidriver; the registry is then nothing to stop at.
+    run.registry = None
+    expect(run, 12, "warning", "registration", "What follows is about the minidriver named with --driver", "Install",
+           arguments=("--driver", "Z:\\build\\OrvaneMinidriver.dll"))
+
+
+def copied_build(run):
+    """The case gets programs of its own, to damage them."""
+    original = run.directory
+    run.directory = run.folder / "build"
+    shutil.rmtree(run.directory, ignore_errors=True)
+    run.directory.mkdir()
+    for name in ("orvane-card.exe", "OrvaneMinidriver.dll", "OrvaneDSCLibrary.dll"):
+        shutil.copy(original / name, run.directory)
+    return run.directory
+
+
+def patch_machine(path):
+    """Makes a program file say that it is for 32-bit x86."""
+    content = bytearray(path.read_bytes())
+    header = struct.unpack_from("<I", content, 0x3C)[0]
+    struct.pack_into("<H", content, header + 4, 0x014C)
+    path.write_bytes(content)
+
+
+def minidriver_file(run):
+    driver = copied_build(run) / "OrvaneMinidriver.dll"
+    patch_machine(driver)
+    kind = {"arm64": "ARM64", "x64": "x64"}[run.arch]
+    expect(run, 4, "broken", "driver", f"is built for x86 (32 bits), but this program runs as {kind}", "Install",
+           ok=before("driver"))
+    driver.write_text("no library")
+    expect(run, 4, "broken", "driver", "is no program library", "Install", ok=before("driver"))
+    driver.unlink()
+    expect(run, 4, "broken", "driver", "There is no file Z:\\build\\OrvaneMinidriver.dll", "Install",
+           ok=before("driver"))
+
+
+def token_library(run):
+    library = copied_build(run) / "OrvaneDSCLibrary.dll"
+    content = library.read_bytes()
+    equal(content.count(b"bcrypt.dll\0"), 1, "imports of the token library")
+    library.write_bytes(content.replace(b"bcrypt.dll\0", b"absent.dll\0"))
+    expect(run, 4, "broken", "library", "OrvaneDSCLibrary.dll needs absent.dll, which is not there", "Install",
+           ok=before("library"))
+    patch_machine(library)
+    expect(run, 4, "broken", "library", "is built for x86 (32 bits)", "Install", ok=before("library"))
+    library.write_text("no library")
+    expect(run, 4, "broken", "library", "is no program library", "Install", ok=before("library"))
+    library.unlink()
+    expect(run, 4, "broken", "library", "OrvaneDSCLibrary.dll is missing", "token's own software", ok=before("library"))
+
+
+def no_token(run):
+    """Windows sees a card, but the token library no token."""
+    run.tokens = run.folder / "no-tokens"
+    run.tokens.mkdir()
+    expect(run, 4, "broken", "acquire", "SCARD_E_NO_SMARTCARD", "Unplug the token", ok=before("acquire"))
+
+
+def keys(run):
+    original = run.tokens / SERIAL
+    run.tokens = run.folder / "tokens"
+    token = run.tokens / SERIAL
+    shutil.copytree(original, token)
+    reached = [step for step in STEPS if step != "keys"]
+    (token / "key2.crt").unlink()
+    expect(run, 12, "warning", "keys", "The key of container 1 has no certificate", "put on the token", ok=reached)
+    shutil.copy(token / "key1.crt", token / "key2.crt")
+    expect(run, 11, "broken", "keys", "The key of container 1 is not the one in its certificate", "replaced", ok=reached)
+    for name in ("key1.crt", "key2.crt", "key3.crt"):
+        (token / name).unlink()
+    expect(run, 11, "broken", "keys", "No key on the token has a certificate", "put on the token", ok=reached)
+    config = [line for line in (token / "token.conf").read_text().splitlines() if not line.startswith("key=")]
+    (token / "token.conf").write_text("\n".join(config) + "\n")
+    expect(run, 11, "broken", "keys", "The token holds no keys", "put on the token", ok=reached)
+
+
+def log_settings(run):
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"=dword:00000001')
+    expect(run, 12, "warning", "log", "Nothing is written to the log, because logLevel is 1", "reg add")
+    equal(run.log(), "", "log")
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"="3"')
+    expect(run, 12, "warning", "log", "logLevel is no number", "reg add")
+    run.registry = LAB / "orvane.reg"
+    (run.temp / "Brightfold").write_text("in the way")
+    expect(run, 12, "warning", "log", "\\Brightfold cannot be used", '"Brightfold" in it is a folder')
+
+
+CASES = {
+    "DoctorHealthy": healthy,
+    "DoctorWithoutCard": without_card,
+    "DoctorRegistration": registration,
+    "DoctorMinidriverFile": minidriver_file,
+    "DoctorTokenLibrary": token_library,
+    "DoctorNoToken": no_token,
+    "DoctorKeys": keys,
+    "DoctorLogSettings": log_settings,
+}

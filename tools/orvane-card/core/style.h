@@ -1,0 +1,28 @@
+// Colours on a terminal.
+#ifndef ORVANE_TOOL_CORE_STYLE_H
+#define ORVANE_TOOL_CORE_STYLE_H
+
+#include <string>
+#include <string_view>
+
+namespace orvane::tool {
+
+enum class Tone { kPlain, kGood, kWarning, kBad, kQuiet, kStrong };
+
+// Style puts texts into colours by the usual control sequences, or leaves them as they are.
+class Style {
+ public:
+  explicit Style(bool colored) : colored_(colored) {}
+
+  bool colored() const { return colored_; }
+
+  // paint gives `text` in the tone; unchanged without colours, for kPlain and for an empty text.
+  std::string paint(Tone tone, std::string_view text) const;
+
+ private:
+  bool colored_;
+};
+
+}  // namespace orvane::tool
+
+#endif
