@@ -1,7 +1,10 @@
-"""The cases of card_tests.py about "orvane-card doctor": set-ups with one thing wrong, and what the tool makes of them."""
+"""The cases of card_tests.py about "orvane-card doctor" and "orvane-card log": set-ups with one thing wrong, and what the
+tool makes of them."""
 
+import json
 import shutil
 import struct
+import subprocess
 
 from cases import contains, equal
 from tool_run import LAB
@@ -10,6 +13,7 @@ READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
 STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness")
 INSTALLED = ("registration", "driver", "library", "log")
+LOG_FOLDER = "Brightfold/orvane-card"
 
 
 def examine(run, reader=READER, serial=SERIAL, arguments=()):
@@ -159,6 +163,70 @@ def log_settings(run):
     expect(run, 12, "warning", "log", "\\Brightfold cannot be used", '"Brightfold" in it is a folder')
 
 
+def log_command(run):
+    """What the minidriver wrote is shown, filtered and explained; a PIN is never in it."""
+    (run.temp / LOG_FOLDER).mkdir(parents=True)
+    commands = ["-pin verify", "log --entry cardauthenticateex", "log --level error --lines 1", "log --list",
+                "-log --process chrome"]
+    status, documents = run.tool(
+        READER, SERIAL, [], "session", *(part for each in commands for part in ("-c", each)), stdin="11111111\n")
+    equal(status, 0, f"exit status, {documents}")
+    lines = documents[1]["result"]["lines"]
+    equal({line["call"] for line in lines}, {"CardAuthenticateEx"}, "calls")
+    equal(lines[0]["message"], "CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry", "first line")
+    last = documents[2]["result"]["lines"]
+    equal([(line["level"], line["message"]) for line in last],
+          [("ERROR", "CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV")], "last error")
+    equal(last[0]["explanations"], ["The PIN was wrong. After too many wrong ones it is blocked.",
+                                    "SCARD_W_WRONG_CHV (0x8010006B): the PIN is wrong"], "explanations")
+    equal([file["process"] for file in documents[3]["result"]["files"]], ["orvane-card"], "files")
+    equal((documents[4]["ok"], documents[4]["exitCode"]), (False, 10), "another program's log")
+    if "11111111" in run.log():
+        raise AssertionError("a PIN stands in the log")
+
+
+def log_text(run):
+    """In a pipe the lines come as they stand in the file."""
+    folder = run.temp / "Brightfold/chrome"
+    folder.mkdir(parents=True)
+    text = "15/11::10:03:25:123-> ->ERROR ::=>ATR VALUE or length IS MISMATCH\n"
+    (folder / "2026-11-14.LOG").write_text("old\n")
+    (folder / "2026-11-15.LOG").write_text(text * 2)
+    process = run.start(None, None, [], "log", "--process", "chrome.exe")
+    output, errors = process.communicate()
+    equal((process.returncode, output), (
+        0, text + "    = Another kind of card is in the reader; only the Orvane token is served.\n" + text),
+        f"status and output, {errors}")
+    process = run.start(None, None, [], "log", "--date", "2026-11-14", "--no-explain")
+    equal((process.communicate()[0], process.returncode), ("old\n", 0), "output and status")
+
+
+def log_follow(run):
+    """Lines show as they are written, those of the next day's file, too."""
+    folder = run.temp / "Brightfold/chrome"
+    folder.mkdir(parents=True)
+    line = "15/11::10:03:25:123-> ->ERROR ::=>{}\n"
+    (folder / "2026-11-15.LOG").write_text(line.format("one"))
+    process = run.start(None, None, [], "--json", "log", "--follow")
+
+    def shown():
+        return json.loads(process.stdout.readline())["line"]["message"]
+
+    try:
+        equal(shown(), "one", "line that was there")
+        with open(folder / "2026-11-15.LOG", "a", encoding="ascii") as file:
+            file.write(line.format("two"))
+        equal(shown(), "two", "appended line")
+        (folder / "2026-11-16.LOG").write_text(line.format("three"))
+        equal(shown(), "three", "line of the next day")
+    finally:
+        process.terminate()
+        try:
+            process.communicate(timeout=60)
+        except subprocess.TimeoutExpired:
+            process.kill()
+
+
 CASES = {
     "DoctorHealthy": healthy,
     "DoctorWithoutCard": without_card,
@@ -168,4 +236,7 @@ CASES = {
     "DoctorNoToken": no_token,
     "DoctorKeys": keys,
     "DoctorLogSettings": log_settings,
+    "Log": log_command,
+    "LogText": log_text,
+    "LogFollow": log_follow,
 }

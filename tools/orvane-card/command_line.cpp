@@ -17,6 +17,7 @@ constexpr const char* kFooter = R"(
 Examples:
   orvane-card doctor                       My certificate does not show up: where is the chain broken?
   orvane-card info                         Is the token there, and which minidriver serves it?
+  orvane-card log --level error            What did the minidriver complain about, and what does it mean?
   orvane-card list                         Which keys and certificates does it hold?
   orvane-card pin verify                   Is the PIN right, and how many attempts are left?
   orvane-card sign report.pdf -o report.sig --certificate cert.der
@@ -34,6 +35,16 @@ constexpr const char* kDoctorFooter = R"(
 The exit code is 0 when all is well and 12 when there are only warnings; otherwise it is that of the first broken link:
 3 service, reader or card, 4 registration, minidriver file, token library or start of the minidriver, 11 what comes after.
 It takes some seconds, because it watches the token. It asks for no PIN and changes nothing.)";
+
+constexpr const char* kLogFooter = R"(
+The file of this user that was written last is shown unless --process, --date or FILE choose another one. The logs of
+services lie elsewhere: --temp C:\Windows\Temp. The registry value logLevel says how much is written; "orvane-card doctor"
+shows it.
+
+Examples:
+  orvane-card log --list
+  orvane-card log --process chrome --level error
+  orvane-card log --entry CardSignData --follow)";
 
 constexpr const char* kSessionHelp = "Run several commands on one connection, so that a verified PIN serves them all";
 
@@ -72,6 +83,7 @@ class Parser {
     addDecrypt();
     addWatch();
     addDoctor();
+    addLog();
   }
 
   void addSession() {
@@ -203,6 +215,41 @@ class Parser {
     CLI::App* doctor = app_.add_subcommand("doctor", "Find out why a certificate does not show up, and what to do");
     doctor->footer(kDoctorFooter);
     choose(*doctor, "doctor", runDoctor);
+  }
+
+  void addLog() {
+    auto options = std::make_shared<LogOptions>();
+    CLI::App* log = app_.add_subcommand("log", "Show and explain the minidriver's log");
+    CLI::Option* file = log->add_option("FILE", options->file, "This log file, wherever it lies");
+    log->add_option("--process", options->process, "The log of this program, such as chrome")
+        ->type_name("NAME")
+        ->excludes(file);
+    log->add_option("--date", options->date, "The log of this day, YYYY-MM-DD [the newest]")
+        ->type_name("DATE")
+        ->excludes(file);
+    log->add_option("--temp", options->temp, "Below this temporary folder instead of this user's")
+        ->type_name("FOLDER")
+        ->excludes(file);
+    log->add_option("--entry", options->call, "Only lines of this entry point (CardSignData), or of the \"monitor\"")
+        ->type_name("NAME");
+    log->add_option("--level", options->level, "error: only errors; debug: everything")
+        ->check(CLI::IsMember({"error", "debug"}))
+        ->capture_default_str();
+    log->add_option("--lines", options->lines, "Only so many lines at the end [all; with --follow 20]")
+        ->check(CLI::NonNegativeNumber);
+    CLI::Option* list = log->add_flag("--list", options->list, "Only list the log files")->excludes(file);
+    CLI::Option* follow = log->add_flag("--follow", options->follow, "Go on with what is written")->excludes(list);
+    log->add_option("--for", options->duration, "Stop following after this many seconds [run until stopped]")
+        ->check(CLI::PositiveNumber)
+        ->needs(follow);
+    log->add_flag("--no-explain", options->bare, "Only the lines, without explanations");
+    log->footer(kLogFooter);
+    log->callback([this, options] {
+      request_.command = "log";
+      request_.run = [options](Environment& environment) { return runLog(environment, *options); };
+      // Lines that come one by one want documents of one line.
+      if (options->follow && request_.format == OutputFormat::kJson) request_.format = OutputFormat::kJsonLines;
+    });
   }
 
   CLI::App& app_;

@@ -136,6 +136,23 @@ Json runWatch(Environment& environment, const WatchOptions& options);
 // broken or suspicious.
 Json runDoctor(Environment& environment);
 
+struct LogOptions {
+  std::string file;                    // this file; otherwise one below the temporary folder
+  std::optional<std::string> process;  // of this program [the one whose file is the newest]
+  std::optional<std::string> date;     // "2026-11-15" [the newest]
+  std::optional<std::string> temp;     // another temporary folder than this user's
+  std::optional<std::string> call;     // only lines of this entry point
+  std::string level = "debug";         // "error": only errors
+  std::optional<int> lines;            // only so many at the end
+  bool list = false;                   // only say which files there are
+  bool follow = false;                 // go on with what is appended
+  std::optional<double> duration;      // stop following after so many seconds
+  bool bare = false;                   // no explanations
+};
+
+// log: shows, filters, explains and follows a log file of the minidriver. Needs no smart card.
+Json runLog(Environment& environment, const LogOptions& options);
+
 }  // namespace orvane::tool
 
 #endif
