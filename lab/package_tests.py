@@ -26,7 +26,7 @@ from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
 FOLDERS = {"arm64": "arm64", "x64": "amd64"}
 MACHINES = {"arm64": 0xAA64, "x64": 0x8664}
-DOCUMENTS = ["behaviour.md", "install.md", "log-guide.md", "orvane-card.md"]
+DOCUMENTS = ["behaviour.md", "install.md", "log-guide.md", "orvane-card.md", "troubleshooting.md"]
 READER, SERIAL = "Brightfold Orvane 0012AB", "0012AB"
 
 CARD_TYPES = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Cryptography\Calais\SmartCards"

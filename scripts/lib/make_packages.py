@@ -27,6 +27,7 @@ CONTENT = {
     "docs/install.md": "docs/install.md",
     "docs/log-guide.md": "docs/log-guide.md",
     "docs/orvane-card.md": "tools/orvane-card/README.md",
+    "docs/troubleshooting.md": "docs/troubleshooting.md",
     "install.cmd": "packaging/install.cmd",
     "uninstall.cmd": "packaging/uninstall.cmd",
     "orvane.inf": "packaging/orvane.inf",
@@ -35,7 +36,8 @@ CONTENT = {
 }
 
 # Links to files that lie elsewhere in a package.
-MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md"}}
+MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
+                         "../../docs/troubleshooting.md": "troubleshooting.md"}}
 
 
 def only(pattern, file):
