@@ -77,7 +77,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
   report.set(DoctorStep::kCard, warning("Another card.", "Look."));
   report.set(DoctorStep::kRegistration, broken("No entry.", "Install."));
   report.set(DoctorStep::kDriver, Finding{});
-  EXPECT_EQ(report.text(Style(false)),
+  EXPECT_EQ(report.text(Style(false), 0),
             "ok           Smart-card service     Fine.\n"
             "ok           Card reader            Fine.\n"
             "warning      Card in the reader     Another card.\n"
@@ -91,12 +91,24 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
             "ok           Keys and certificates  Fine.\n"
             "ok           Log                    Fine.\n"
             "ok           Freshness numbers      Fine.\n");
-  EXPECT_TRUE(report.text(Style(true))
+  EXPECT_TRUE(report.text(Style(true), 0)
                   .starts_with("\x1B[32mok           \x1B[0m\x1B[1mSmart-card service     \x1B[0mFine.\n"
                                "\x1B[32mok           \x1B[0m\x1B[1mCard reader            \x1B[0mFine.\n"
                                "\x1B[33mwarning      \x1B[0m\x1B[1mCard in the reader     \x1B[0mAnother card.\n"
                                "             What to do: Look.\n"
                                "\x1B[31mbroken       \x1B[0m"));
+}
+
+TEST(ToolDoctorReport, TextKeepsToTheWidth) {
+  DoctorReport report;
+  report.set(DoctorStep::kService, broken("One two three four.", "Five six seven eight nine."));
+  EXPECT_TRUE(report.text(Style(false), 46)
+                  .starts_with("broken       Smart-card service     One two\n"
+                               "                                    three\n"
+                               "                                    four.\n"
+                               "             What to do: Five six seven eight\n"
+                               "             nine.\n"
+                               "not reached  Card reader\n"));
 }
 
 TEST(ToolDoctorReport, JsonShowsEveryLink) {

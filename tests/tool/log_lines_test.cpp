@@ -149,16 +149,23 @@ TEST(ToolLogOutput, PlainIsTheLineWithItsExplanationsBelow) {
   EXPECT_EQ(plainLogLine(line, {"one", "two"}), std::string(kTime) + "ERROR ::=>text\n    = one\n    = two\n");
 }
 
-TEST(ToolLogOutput, TerminalsGetColumns) {
+TEST(ToolLogOutput, TerminalsGetColumnsBelowTheCall) {
   LogLine line = parseLogLine(std::string(kTime) +
                               "ERROR ::=>a\x1B[2Jb\xC2\x9B"
-                              "c\xC3\xA4");
+                              "c\xC3\xA4 d");
   line.call = "CardReadFile";
-  EXPECT_EQ(styledLogLine(line, {"why"}, Style(false)),
-            "10:03:25.123  CardReadFile              ERROR  a.[2Jb.c\xC3\xA4\n" + std::string(47, ' ') + "= why\n");
-  EXPECT_EQ(styledLogLine(line, {}, Style(true)),
-            "\x1B[90m10:03:25.123\x1B[0m  \x1B[90mCardReadFile            \x1B[0m  "
-            "\x1B[31mERROR  a.[2Jb.c\xC3\xA4\x1B[0m\n");
+  EXPECT_EQ(styledLogLine(line, {"why so"}, Style(false), 80, "CardSignData"),
+            "CardReadFile\n"
+            "  10:03:25.123  ERROR  a.[2Jb.c\xC3\xA4 d\n" +
+                std::string(23, ' ') + "= why so\n");
+  EXPECT_EQ(
+      styledLogLine(line, {"why so"}, Style(false), 32, "CardReadFile"),
+      "  10:03:25.123  ERROR  a.[2Jb.c\xC3\xA4\n" + std::string(23, ' ') + "d\n" + std::string(23, ' ') + "= why so\n");
+  EXPECT_EQ(styledLogLine(line, {}, Style(true), 80, ""),
+            "\x1B[1mCardReadFile\x1B[0m\n"
+            "  \x1B[90m10:03:25.123\x1B[0m  \x1B[31mERROR  a.[2Jb.c\xC3\xA4 d\x1B[0m\n");
+  EXPECT_EQ(styledLogLine(parseLogLine("x"), {}, Style(false), 80, "CardReadFile"),
+            "(unknown call)\n                       x\n");
 }
 
 TEST(ToolLogOutput, JsonHasEveryPart) {

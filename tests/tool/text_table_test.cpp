@@ -35,6 +35,29 @@ TEST(ToolShortened, CutsAtCodePointsAndMarksTheCut) {
   for (const Case& row : cases) EXPECT_EQ(shortened(row.text, row.width), row.expected) << row.text;
 }
 
+TEST(ToolWrapped, BreaksBetweenWords) {
+  struct Case {
+    const char* text;
+    std::size_t column;
+    std::size_t width;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"", 2, 10, ""},
+      {"one two three", 2, 0, "one two three"},
+      {"one two three", 2, 15, "one two three"},
+      {"one two three", 2, 14, "one two\n  three"},
+      {"one two three", 0, 5, "one\ntwo\nthree"},
+      {"one-two-three four", 2, 8, "one-two-three\n  four"},
+      {"one  two", 0, 8, "one  two"},
+      {" one", 0, 8, " one"},
+      {"one ", 0, 8, "one "},
+      {"\xC3\xA4\xC3\xA4 \xC3\xB6\xC3\xB6", 0, 5, "\xC3\xA4\xC3\xA4 \xC3\xB6\xC3\xB6"},
+      {"one two", 20, 10, "one\n                    two"},
+  };
+  for (const Case& row : cases) EXPECT_EQ(wrapped(row.text, row.column, row.width), row.expected) << row.text;
+}
+
 TEST(ToolFieldList, ValuesStandInOneColumnAndContinueBelowThemselves) {
   EXPECT_EQ(fieldList({{"ATR", "3B"}, {"Readers", "one\ntwo"}, {"Empty", ""}}),
             "ATR:      3B\n"

@@ -197,7 +197,7 @@ class Doctor {
 
 Json runDoctor(Environment& environment) {
   const DoctorReport report = Doctor(environment).examine();
-  environment.output().text(report.text(Output::style()) + "\n");
+  environment.output().text(report.text(Output::style(), Output::width()) + "\n");
   Json result = report.json();
   if (report.exitCode() != ExitCode::kSuccess)
     throw PartialFailure(ToolError(report.exitCode(), report.summary()), std::move(result));

@@ -65,7 +65,9 @@ class LinePrinter {
     const std::vector<std::string> all = options_.bare ? std::vector<std::string>() : explainLogMessage(line.message);
     if (!output_.json()) {
       const std::vector<std::string> fresh = notYetGiven(all);
-      output_.text(onTerminal_ ? styledLogLine(line, fresh, style_) : plainLogLine(line, fresh));
+      output_.text(onTerminal_ ? styledLogLine(line, fresh, style_, Output::width(), callBefore_)
+                               : plainLogLine(line, fresh));
+      callBefore_ = line.call;
     }
     return logLineJson(line, all);
   }
@@ -85,6 +87,7 @@ class LinePrinter {
   Style style_;
   bool onTerminal_;
   std::set<std::string> given_;
+  std::string callBefore_ = "(none yet)";
 };
 
 std::string folderOf(const LogOptions& options) { return options.temp ? *options.temp : temporaryFolder(); }

@@ -70,6 +70,13 @@ Style Output::style() {
   return Style(SetConsoleMode(stream, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE);
 }
 
+std::size_t Output::width() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return 0;
+  // The last column stays free: a line that fills it makes some consoles begin another one.
+  return static_cast<std::size_t>(std::max(info.srWindow.Right - info.srWindow.Left, 1));
+}
+
 bool Output::onTerminal() { return isConsole(GetStdHandle(STD_OUTPUT_HANDLE)); }
 
 }  // namespace orvane::tool

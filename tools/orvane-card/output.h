@@ -2,6 +2,7 @@
 #ifndef ORVANE_TOOL_OUTPUT_H
 #define ORVANE_TOOL_OUTPUT_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,9 @@ class Output {
   // style gives colours when standard output is a console that shows them, unless the environment variable NO_COLOR is
   // set.
   static Style style();
+
+  // width gives the columns of the console that is standard output; 0 when it is none.
+  static std::size_t width();
 
   // onTerminal says whether standard output is a console.
   static bool onTerminal();

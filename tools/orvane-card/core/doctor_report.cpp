@@ -121,14 +121,18 @@ std::string DoctorReport::summary() const {
          counted(warnings, "warning", "warnings") + ".";
 }
 
-std::string DoctorReport::text(const Style& style) const {
+std::string DoctorReport::text(const Style& style, std::size_t width) const {
+  constexpr std::size_t kFindingColumn = kStateWidth + kTitleWidth;
+  constexpr std::string_view kAdvice = "What to do: ";
   std::string text;
   for (std::size_t step = 0; step < kDoctorStepCount; ++step) {
     const Finding& finding = findings_[step];
     const std::string title(kSteps[step].title);
     text += style.paint(toneOf(finding.state), padded(stepStateName(finding.state), kStateWidth)) +
-            style.paint(Tone::kStrong, finding.text.empty() ? title : padded(title, kTitleWidth)) + finding.text + "\n";
-    if (!finding.advice.empty()) text += std::string(kStateWidth, ' ') + "What to do: " + finding.advice + "\n";
+            style.paint(Tone::kStrong, finding.text.empty() ? title : padded(title, kTitleWidth)) +
+            wrapped(finding.text, kFindingColumn, width) + "\n";
+    if (finding.advice.empty()) continue;
+    text += std::string(kStateWidth, ' ') + wrapped(std::string(kAdvice) + finding.advice, kStateWidth, width) + "\n";
   }
   return text;
 }

@@ -72,8 +72,9 @@ class DoctorReport {
   // summary says in one line how many links are broken or suspicious and which comes first.
   std::string summary() const;
 
-  // text shows all links with state, finding and advice, without the summary.
-  std::string text(const Style& style) const;
+  // text shows all links with state, finding and advice, without the summary, in lines of `width` columns (0: of any
+  // length).
+  std::string text(const Style& style, std::size_t width) const;
 
   // json gives {"verdict", "steps": [{"step", "title", "state", "finding", "advice"}]}; empty texts are null.
   Json json() const;

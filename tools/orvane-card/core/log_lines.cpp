@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "core/text_table.h"
 #include "support/text_compare.h"
 
 namespace orvane::tool {
@@ -46,9 +47,10 @@ bool isBumpLine(std::string_view message) {
          message.starts_with(">>> GLOBAL CACHE BUMPED: ");
 }
 
-// Columns on a terminal: the longest name of an entry point has 26 letters, but nearly all fit into this.
-constexpr std::size_t kCallWidth = 24;
+// Columns on a terminal: two blanks, the time, two blanks, the level, two blanks, the message.
+constexpr std::size_t kTimeWidth = 12;
 constexpr std::size_t kTagWidth = 5;
+constexpr std::size_t kMessageColumn = 2 + kTimeWidth + 2 + kTagWidth + 2;
 
 std::string padded(std::string_view text, std::size_t width) {
   return std::string(text) + std::string(width - std::min(width, text.size()), ' ');
@@ -138,15 +140,19 @@ std::string plainLogLine(const LogLine& line, const std::vector<std::string>& ex
   return text;
 }
 
-std::string styledLogLine(const LogLine& line, const std::vector<std::string>& explanations, const Style& style) {
+std::string styledLogLine(const LogLine& line, const std::vector<std::string>& explanations, const Style& style,
+                          std::size_t width, std::string_view callBefore) {
+  std::string text;
+  if (line.call != callBefore)
+    text += style.paint(Tone::kStrong, line.call.empty() ? "(unknown call)" : harmless(line.call)) + "\n";
   const bool isError = line.tag == LogTag::kError || line.tag == LogTag::kException;
-  const Tone tone = isError ? Tone::kBad : Tone::kPlain;
-  std::string text = style.paint(Tone::kQuiet, padded(line.time, 12)) + "  " +
-                     style.paint(Tone::kQuiet, padded(line.call, kCallWidth)) + "  " +
-                     style.paint(tone, padded(logTagName(line.tag), kTagWidth) + "  " + harmless(line.message)) + "\n";
-  const std::string indent(12 + 2 + kCallWidth + 2 + kTagWidth + 2, ' ');
+  const std::string message = wrapped(harmless(line.message), kMessageColumn, width);
+  text += "  " + style.paint(Tone::kQuiet, padded(line.time, kTimeWidth)) + "  " +
+          style.paint(isError ? Tone::kBad : Tone::kPlain, padded(logTagName(line.tag), kTagWidth) + "  " + message) +
+          "\n";
   for (const std::string& explanation : explanations)
-    text += indent + style.paint(Tone::kWarning, "= " + explanation) + "\n";
+    text += std::string(kMessageColumn, ' ') +
+            style.paint(Tone::kWarning, "= " + wrapped(explanation, kMessageColumn + 2, width)) + "\n";
   return text;
 }
 

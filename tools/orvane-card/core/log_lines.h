@@ -2,7 +2,7 @@
 #ifndef ORVANE_TOOL_CORE_LOG_LINES_H
 #define ORVANE_TOOL_CORE_LOG_LINES_H
 
-#include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -67,9 +67,11 @@ struct LogFilter {
 };
 
 // plainLogLine gives the line as it stands in the file and below it, indented, one line for each explanation.
-// styledLogLine does the same in columns (time, call, level, message) with colours, for terminals.
+// styledLogLine is for terminals of `width` columns: time, level and message in columns and colours; under a heading
+// with the call's name when that is not `callBefore`.
 std::string plainLogLine(const LogLine& line, const std::vector<std::string>& explanations);
-std::string styledLogLine(const LogLine& line, const std::vector<std::string>& explanations, const Style& style);
+std::string styledLogLine(const LogLine& line, const std::vector<std::string>& explanations, const Style& style,
+                          std::size_t width, std::string_view callBefore);
 
 // logLineJson gives {"day", "time", "level", "call", "message", "explanations"}; unknown parts are null.
 Json logLineJson(const LogLine& line, const std::vector<std::string>& explanations);

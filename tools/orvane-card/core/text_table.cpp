@@ -28,6 +28,29 @@ std::string shortened(std::string_view text, std::size_t width) {
   return std::string(text.substr(0, end)) + "\xE2\x80\xA6";
 }
 
+std::string wrapped(std::string_view text, std::size_t column, std::size_t width) {
+  if (width == 0) return std::string(text);
+  const std::size_t room = width > column ? width - column : 1;
+  std::string lines;
+  std::size_t used = 0;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find(' ', start), text.size());
+    const std::string_view word = text.substr(start, end - start);
+    start = end + 1;
+    const std::size_t length = displayWidth(word);
+    if (used && used + 1 + length > room) {
+      lines += "\n" + std::string(column, ' ');
+      used = 0;
+    } else if (end - word.size() > 0) {
+      lines += ' ';
+      ++used;
+    }
+    lines += word;
+    used += length;
+  }
+  return lines;
+}
+
 TextTable::TextTable(std::vector<std::string> headers) : headers_(std::move(headers)) {
   for (std::string& header : headers_) {
     rightAligned_.push_back(header.starts_with('>'));

@@ -15,6 +15,11 @@ std::size_t displayWidth(std::string_view text);
 // shortened gives `text` unchanged when it has at most `width` code points, else its first `width` - 1 and an ellipsis.
 std::string shortened(std::string_view text, std::size_t width);
 
+// wrapped gives `text`, which is to be printed from column `column` on, with line ends between its words so that no
+// line goes beyond `width` columns; further lines begin in the same column. A word that is too long stays whole. Width
+// 0 leaves the text as it is.
+std::string wrapped(std::string_view text, std::size_t column, std::size_t width);
+
 // TextTable collects rows and prints them in aligned columns, two blanks apart, under a header and a line of dashes.
 class TextTable {
  public:
