@@ -50,7 +50,7 @@ class LogReader {
   std::vector<LogLine> finish();
 
  private:
-  LogLine next(std::string line);
+  LogLine next(std::string text);
 
   std::string rest_;
   std::string call_;
