@@ -90,6 +90,8 @@ constexpr KnownLine kKnownLines[] = {
     {">>> GLOBAL CACHE BUMPED:", "Windows will read again what may have changed."},
     // Asking for a size first
     {"buffer too small, required", "Normal: programs ask for the size first and then again with room for the answer."},
+    {"CP_CARD_LIST_PINS: ERROR_INSUFFICIENT_BUFFER",
+     "Normal: programs ask for the size first and then again with room for the answer."},
     {"allocation failed", "The calling program could not provide memory."},
     {"pfnCspAlloc failed", "The calling program could not provide memory."},
 };
