@@ -42,6 +42,9 @@ CARD_VALUES = {
 }
 
 INF = r"rundll32 setupapi.dll,InstallHinfSection {} 132 Z:\build\package\orvane.inf"
+DLL = r"C:\windows\system32\OrvaneMinidriver.dll"
+# No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
+ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
 # Every Windows has the folder of the card types, and other cards' entries in it.
 BEFORE = [rf'reg add "{CARD_TYPES}\Another Card" /f /v ATR /t REG_BINARY /d 3B0000']
 
@@ -83,11 +86,15 @@ class Installation:
         self.out.mkdir(parents=True)
         self.dll = (REPOSITORY / f"build/windows-{arch}/OrvaneMinidriver.dll").read_bytes()
 
-    def run(self, package, steps):
-        """Carries the steps out with a package; returns the exit codes that ECHOCODE lines saw."""
+    def run(self, package, steps, folder="package"):
+        """Carries the steps out with a package in a folder of this name; returns the exit code of each."""
         build = self.folder / "build"
         build.mkdir()
-        subprocess.run(["cp", "-r", package, build / "package"], check=True)
+        subprocess.run(["cp", "-r", package, build / folder], check=True)
+        # Programs that fail whatever they are asked, with the names of Windows' own.
+        (build / "tools").mkdir()
+        for name in ("attrib", "find", "reg", "tasklist"):
+            subprocess.run(["cp", package / "orvane-card.exe", build / f"tools/{name}.exe"], check=True)
         subprocess.run(
             ["cp", REPOSITORY / f"build/windows-{self.arch}/OrvaneDSCLibrary.dll", build], check=True)
         lines = ["@echo off", r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"]
@@ -282,8 +289,88 @@ class Tests:
         self.check_installed(run, before, "refused")
         equal(run.state("half").difference(before), ({}, {"OrvaneMinidriver.dll"}), "what the held DLL left")
         equal(run.state("removed").difference(before), ({}, set()), "what is left")
-        contains(run.output, "Not installed: the minidriver that is there is in use.", "message")
-        contains(run.output, "The card type is removed, but the DLL is still in use.", "message")
+        contains(run.output, "Not installed: the minidriver that is there cannot be replaced.", "message")
+        contains(run.output, "The card type is removed, but the DLL cannot be deleted.", "message")
+
+    def odd_folder(self):
+        """The package works in a folder whose name holds what the command interpreter takes for its own."""
+        run = self.installation("odd-folder")
+        codes = run.run(self.package, [
+            rf'cd /d "Z:\build\{ODD_FOLDER}"', r".\install.cmd", "STATE installed", r".\uninstall.cmd", "STATE removed"], ODD_FOLDER)
+        equal(codes, [0] * 3, f"exit codes, {run.output}")
+        before = run.state("before")
+        self.check_installed(run, before, "installed")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+        contains(run.output, f'"Z:\\build\\{ODD_FOLDER}\\orvane-card.exe" doctor', "message")
+
+    def odd_environment(self):
+        """Other programs with the names of Windows' own, in the current folder and first in PATH, and variables that
+        somebody set change nothing; what another product has in the maker's key stays."""
+        run = self.installation("odd-environment")
+        names = ("card", "log", "maker", "machine", "others", "reg", "dll", "system")
+        codes = run.run(self.package, [
+            *[f"set {name}=odd" for name in names], "set errorlevel=1", "set COPYCMD=/-Y", "set OLDPATH=%PATH%",
+            r"set PATH=Z:\build\tools;%PATH%", r"cd /d Z:\build\tools",
+            r"Z:\build\package\install.cmd && echo installing succeeded", r"set PATH=%OLDPATH%", r"cd /d Z:\build",
+            "STATE installed", rf'reg add "{MAKER_KEY}" /f /v name /t REG_SZ /d "a \"b\" & c"',
+            r"set PATH=Z:\build\tools;%PATH%", r"cd /d Z:\build\tools",
+            r"Z:\build\package\uninstall.cmd && echo removing succeeded", r"set PATH=%OLDPATH%", r"cd /d Z:\build",
+            "STATE removed"])
+        equal(len(codes), len(names) + 14, f"steps that were done, {run.output}")
+        before = run.state("before")
+        self.check_installed(run, before, "installed")
+        contains(run.output, "installing succeeded", "exit code")
+        equal(run.state("removed").difference(before), ({MAKER_KEY: {"name": ("REG_SZ", 'a "b" & c')}}, set()), "what is left")
+        contains(run.output, "removing succeeded", "exit code")
+
+    def files_in_the_way(self):
+        """A DLL that is protected from writing is replaced and removed; so is what an attempt that was broken off left."""
+        run = self.installation("files")
+        protect = rf"attrib +r {DLL}"
+        codes = run.run(self.package, [
+            rf"echo old>{DLL}", protect, rf"echo rest>{DLL}.new", protect + ".new", r"Z:\build\package\install.cmd",
+            "STATE installed", protect, rf"echo rest>{DLL}.new", protect + ".new", r"Z:\build\package\uninstall.cmd",
+            "STATE removed"])
+        equal(codes, [0] * 9, f"exit codes, {run.output}")
+        before = run.state("before")
+        self.check_installed(run, before, "installed")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+
+    def folders_in_the_way(self):
+        """A folder with the name of the DLL, or of the copy that becomes the DLL, is nobody's minidriver: it stays as it is,
+        and nothing is installed. (rmdir succeeds with an empty folder only.)"""
+        run = self.installation("folders")
+        install, uninstall = r"Z:\build\package\install.cmd", r"Z:\build\package\uninstall.cmd"
+        codes = run.run(self.package, [
+            rf"mkdir {DLL}", install, "STATE first", uninstall, rf"rmdir {DLL}",
+            rf"mkdir {DLL}.new", install, "STATE second", uninstall, rf"rmdir {DLL}.new", "STATE removed"])
+        equal(codes, [0, 1, 0, 0] * 2, f"exit codes, {run.output}")
+        before = run.state("before")
+        equal(run.state("first").difference(before), ({}, {"OrvaneMinidriver.dll"}), "beside the first folder")
+        equal(run.state("second").difference(before), ({}, {"OrvaneMinidriver.dll.new"}), "beside the second folder")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+        contains(run.output, r"\OrvaneMinidriver.dll.new, where a file is to be", "message")
+
+    def odd_registry(self):
+        """Values of other types below the card type are put right; a log level that is there stays, whatever it is."""
+        run = self.installation("odd-registry")
+        codes = run.run(self.package, [
+            *[rf'reg add "{CARD_TYPE}" /f /v "{name}" /t REG_DWORD /d 7' for name in CARD_VALUES],
+            rf'reg add "{LOG_KEY}" /f /v logLevel /t REG_SZ /d three', r"Z:\build\package\install.cmd", "STATE installed",
+            rf'reg add "{CARD_TYPE}\Sub Key" /f', r"Z:\build\package\uninstall.cmd", "STATE removed"])
+        equal(codes, [0] * (len(CARD_VALUES) + 4), f"exit codes, {run.output}")
+        keys = {**installed(), LOG_KEY: {"logLevel": ("REG_SZ", "three")}}
+        equal(run.state("installed").difference(run.state("before")), (keys, {"OrvaneMinidriver.dll"}), "what is installed")
+        equal(run.state("removed").difference(run.state("before")), ({}, set()), "what is left")
+
+    def not_unpacked(self):
+        """Started out of a ZIP that was only looked into, the script is alone in a temporary folder, and says so."""
+        run = self.installation("not-unpacked")
+        codes = run.run(self.package, [
+            r"mkdir C:\alone", r"copy Z:\build\package\install.cmd C:\alone", r"C:\alone\install.cmd", "STATE refused"])
+        equal(codes, [0, 0, 1], f"exit codes, {run.output}")
+        contains(run.output, "Unpack the whole package", "message")
+        equal(run.state("refused").difference(run.state("before")), ({}, set()), "what the refusal changed")
 
     def cases(self):
         return {
@@ -291,7 +378,9 @@ class Tests:
             "InstalledBySetupInformation": self.by_setup_information, "InstalledByScript": self.by_script,
             "InstalledByOneRemovedByTheOther": self.one_after_the_other,
             "UpdatedBySetupInformation": self.update_by_setup_information, "UpdatedByScript": self.update_by_script,
-            "WrongPackage": self.wrong_package, "InUse": self.in_use,
+            "WrongPackage": self.wrong_package, "InUse": self.in_use, "NotUnpacked": self.not_unpacked,
+            "OddFolder": self.odd_folder, "OddEnvironment": self.odd_environment, "OddRegistry": self.odd_registry,
+            "FilesInTheWay": self.files_in_the_way, "FoldersInTheWay": self.folders_in_the_way,
         }
 
 
