@@ -23,25 +23,44 @@ echo Not installed: there is no minidriver for machines of the kind "%machine%".
 exit /b 1
 
 :known
-if exist "%~dp0%machine%\OrvaneMinidriver.dll" goto copy
+if exist "%~dp0%machine%\OrvaneMinidriver.dll" goto place
+if exist "%~dp0ARM64\OrvaneMinidriver.dll" goto other
+if exist "%~dp0AMD64\OrvaneMinidriver.dll" goto other
+echo Not installed: "%~dp0%machine%\OrvaneMinidriver.dll" is missing.
+echo Unpack the whole package first, then start install.cmd in the folder that came out of it.
+exit /b 1
+
+:other
 echo Not installed: this package is not for this machine, it has no folder %machine%.
 echo Take the package whose name ends in arm64 for an ARM64 machine, in x64 for an AMD64 one.
 exit /b 1
 
+rem Copying to the name of a folder would put the file into it, and say that all went well.
+:place
+if exist "%dll%.new\*" set "dll=%dll%.new"
+if not exist "%dll%\*" goto copy
+echo Not installed: there is a folder %dll%, where a file is to be.
+echo Remove it, then start install.cmd again.
+exit /b 1
+
 :copy
-rem Beside the old one first: a copy that fails half way must not leave a broken DLL that every program would load.
-copy /y "%~dp0%machine%\OrvaneMinidriver.dll" "%dll%.new" >nul 2>&1
+rem Beside the old one first: a copy that fails half way must not leave a broken DLL that every program would load. A file
+rem that is protected from writing would be neither overwritten nor replaced, and a copy takes over its original's protection.
+call :unprotect "%dll%.new"
+copy /y "%~dp0%machine%\OrvaneMinidriver.dll" "%dll%.new" >nul
 if errorlevel 1 (
-  del "%dll%.new" >nul 2>&1
-  echo Not installed: %SystemRoot%\System32 cannot be written to.
+  call :remove "%dll%.new"
+  echo Not installed: the minidriver cannot be copied to %SystemRoot%\System32.
   echo Open the command prompt with "Run as administrator" and start install.cmd again.
   exit /b 1
 )
-move /y "%dll%.new" "%dll%" >nul 2>&1
+call :unprotect "%dll%.new"
+call :unprotect "%dll%"
+move /y "%dll%.new" "%dll%" >nul
 if errorlevel 1 (
-  del "%dll%.new" >nul 2>&1
-  echo Not installed: the minidriver that is there is in use. These programs have loaded it:
-  tasklist /m OrvaneMinidriver.dll
+  call :remove "%dll%.new"
+  echo Not installed: the minidriver that is there cannot be replaced. These programs are using it:
+  "%system%\tasklist.exe" /m OrvaneMinidriver.dll
   echo Unplug the token, close them or restart the machine, then start install.cmd again.
   exit /b 1
 )
@@ -65,3 +84,13 @@ exit /b 0
 echo Not installed: the DLL was copied, but the registry could not be written to.
 echo Start install.cmd again as administrator, or remove the DLL with uninstall.cmd.
 exit /b 1
+
+rem unprotect FILE: takes the attributes away that keep a file from being replaced or deleted; it need not be there.
+:unprotect
+"%system%\attrib.exe" -h -s -r %1 >nul 2>&1
+exit /b 0
+
+rem remove FILE: removes a file that may be there.
+:remove
+if exist %1 del /f /q %1 >nul 2>&1
+exit /b 0
