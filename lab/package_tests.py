@@ -41,7 +41,7 @@ CARD_VALUES = {
     "Smart Card Key Storage Provider": ("REG_SZ", "Microsoft Smart Card Key Storage Provider"),
 }
 
-INF = r"rundll32 setupapi.dll,InstallHinfSection {} 132 Z:\build\package\orvane.inf"
+INF = r"rundll32 setupapi.dll,InstallHinfSection {} 128 Z:\build\package\orvane.inf"
 DLL = r"C:\windows\system32\OrvaneMinidriver.dll"
 # No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
 ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
