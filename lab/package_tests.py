@@ -135,6 +135,7 @@ class Tests:
                 package.extractall(folder / "unpacked")
             self.packages[each] = folder / "unpacked" / path.stem
         self.package = self.packages[arch]
+        subprocess.run(["cp", packages / "SHA256SUMS", folder], check=True)
         (folder / "tokens").mkdir()
         subprocess.run(
             [REPOSITORY / "softtoken/make_token.sh", "--folder", self.tokens, "--serial", SERIAL, "--keys", "2048:both",
@@ -190,6 +191,46 @@ class Tests:
                           "FileVersion": self.version, "ProductVersion": self.version,
                           "InternalName": pathlib.Path(name).stem, "OriginalFilename": pathlib.Path(name).name},
                   f"{name}: version texts")
+
+    def make(self, repository, output, **how):
+        """Puts packages together with the programs of a tree; returns (status, error text, names in the output folder)."""
+        done = subprocess.run([repository / "scripts/lib/make_packages.py", output], capture_output=True, text=True, check=False,
+                              **how)
+        return done.returncode, done.stderr, sorted(path.name for path in output.iterdir())
+
+    def same_bytes(self):
+        """The time zone, the language, the rights and the times of files leave no trace in a package."""
+        output = self.folder / "elsewhere"
+        environment = {"PATH": "/usr/bin:/bin", "TZ": "Asia/Tokyo", "LC_ALL": "C"}
+        equal(self.make(REPOSITORY, output, umask=0o077, env=environment),
+              (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}.zip" for arch in FOLDERS] + ["SHA256SUMS"])), "result")
+        equal((output / "SHA256SUMS").read_text(), (self.folder / "SHA256SUMS").read_text(), "checksums")
+
+    def refusals(self):
+        """A tree from which no right package can come gives none, and the one of an earlier run goes. What else lies in the
+        output folder stays. A tree of which git knows nothing is not called clean."""
+        tree, output = self.folder / "tree", self.folder / "refused"
+        for file in ("scripts/package", "scripts/lib/make_packages.py", "scripts/lib/common.sh", "scripts/lib/packages.sh",
+                     "CMakeLists.txt", "CHANGELOG.md"):
+            (tree / file).parent.mkdir(parents=True, exist_ok=True)
+            subprocess.run(["cp", REPOSITORY / file, tree / file], check=True)
+        output.mkdir()
+        stale = f"OrvaneMinidriver-{self.version}-arm64.zip"
+        version = f"VERSION {self.version}"
+        rows = [("no sources", version, f"error: there is no {tree}/packaging/README.md, which becomes README.md\n"),
+                ("another version", "VERSION 99.0.1",
+                 f"error: CHANGELOG.md begins with version {self.version}, CMakeLists.txt says 99.0.1\n"),
+                ("no version", "", r"error: CMakeLists.txt holds nothing like ^project\(OrvaneMinidriver VERSION (\d+\.\d+\.\d+)"
+                 "\n")]
+        for what, stated, message in rows:
+            for name in (stale, "SHA256SUMS", "notes.txt"):
+                (output / name).write_text("of somebody")
+            text = (REPOSITORY / "CMakeLists.txt").read_text()
+            (tree / "CMakeLists.txt").write_text(text.replace(version, stated))
+            equal(self.make(tree, output), (1, message, ["notes.txt"]), what)
+        done = subprocess.run([tree / "scripts/package"], capture_output=True, text=True, check=False)
+        equal((done.returncode, done.stderr.splitlines()[-1]), (1, "error: git cannot tell whether the tree has changes"),
+              "no repository")
 
     def check_installed(self, run, before, name, level="0x2"):
         """The state is the one before plus the installation, and the card was found through it."""
@@ -374,7 +415,7 @@ class Tests:
 
     def cases(self):
         return {
-            "Content": self.content, "Texts": self.texts, "Programs": self.programs,
+            "SameBytes": self.same_bytes, "Refusals": self.refusals, "Content": self.content, "Texts": self.texts, "Programs": self.programs,
             "InstalledBySetupInformation": self.by_setup_information, "InstalledByScript": self.by_script,
             "InstalledByOneRemovedByTheOther": self.one_after_the_other,
             "UpdatedBySetupInformation": self.update_by_setup_information, "UpdatedByScript": self.update_by_script,

@@ -8,6 +8,7 @@ which every file in a package carries, is that of the version in CHANGELOG.md. N
 """
 
 import hashlib
+import io
 import pathlib
 import re
 import sys
@@ -42,7 +43,7 @@ MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
 
 def only(pattern, file):
     """The one match of a pattern in a file of the repository."""
-    found = re.findall(pattern, (REPOSITORY / file).read_text(), re.MULTILINE)
+    found = re.findall(pattern, (REPOSITORY / file).read_text(encoding="utf-8"), re.MULTILINE)
     if not found:
         sys.exit(f"error: {file} holds nothing like {pattern}")
     return found[0]
@@ -76,32 +77,40 @@ def sums(files):
     return "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in sorted(files)).encode()
 
 
-def write_zip(path, folder, files, date):
-    with zipfile.ZipFile(path, "w") as package:
+def zipped(folder, files, date):
+    """The bytes of a ZIP with these files in a folder."""
+    data = io.BytesIO()
+    with zipfile.ZipFile(data, "w") as package:
         for name in sorted(files):
             entry = zipfile.ZipInfo(f"{folder}/{name}", (*map(int, date), 0, 0, 0))
             entry.create_system = 0  # Windows: no rights, no owner
             package.writestr(entry, files[name], zipfile.ZIP_DEFLATED, 9)
+    return data.getvalue()
 
 
 def main():
+    if len(sys.argv) != 2:
+        sys.exit("usage: make_packages.py OUTPUT-FOLDER")
     output = pathlib.Path(sys.argv[1])
     output.mkdir(parents=True, exist_ok=True)
-    for old in output.glob("*"):
-        old.unlink()
+    # Packages of an earlier run must not pass for this one's, whatever becomes of it.
+    for old in [*output.glob("OrvaneMinidriver-*.zip"), output / "SHA256SUMS"]:
+        old.unlink(missing_ok=True)
     version, date = release()
     packages = {}
     for arch, folder in FOLDERS.items():
         files = {}
         for name, source in CONTENT.items():
-            name = name.format(folder=folder)
-            files[name] = content(name, REPOSITORY / source.format(arch=arch), version, date)
+            name, source = name.format(folder=folder), REPOSITORY / source.format(arch=arch)
+            if not source.is_file():
+                sys.exit(f"error: there is no {source}, which becomes {name}")
+            files[name] = content(name, source, version, date)
         files["SHA256SUMS"] = sums(files)
-        path = output / f"OrvaneMinidriver-{version}-{arch}.zip"
-        write_zip(path, path.stem, files, date)
-        packages[path.name] = path.read_bytes()
-        print(path)
-    (output / "SHA256SUMS").write_bytes(sums(packages))
+        name = f"OrvaneMinidriver-{version}-{arch}"
+        packages[name + ".zip"] = zipped(name, files, date)
+    for name, data in {**packages, "SHA256SUMS": sums(packages)}.items():
+        (output / name).write_bytes(data)
+        print(output / name)
 
 
 if __name__ == "__main__":
