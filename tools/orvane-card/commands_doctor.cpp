@@ -17,7 +17,7 @@ using Clock = std::chrono::steady_clock;
 // Windows starts the service by itself when the first reader appears.
 constexpr const char* kStartService =
     "Plug the token in: Windows starts the service when the first reader appears. If the token is in, start it as an "
-    "administrator: sc start SCardSvr";
+    "administrator: sc.exe start SCardSvr";
 constexpr const char* kErrorsInLog =
     "\"orvane-card log --process orvane-card --level error\" shows what the minidriver wrote.";
 
