@@ -160,7 +160,7 @@ class Tests:
 
     def texts(self):
         """What Windows' own programs read has Windows' line ends; nothing is left to be filled in; every link leads to
-        a file of the package; nothing tells where it was built."""
+        a file of the package, and no text sends the reader to the sources; nothing tells where it was built."""
         for path in self.package.rglob("*"):
             if not path.is_file():
                 continue
@@ -175,6 +175,8 @@ class Tests:
             if path.suffix == ".md":
                 for link in re.findall(r"\]\((?!https?:)([^)#]+)[^)]*\)", data.decode()):
                     equal((path.parent / link).is_file(), True, f"{path.name}: {link} is there")
+                equal(re.findall(r"`(?:bench|build|core|fuzz|lab|scripts|src|tests|tools)/[^`]*`", data.decode()), [],
+                      f"files of the sources that {path.name} names")
         contains((self.package / "orvane.inf").read_text(), f",{self.version}.0\n", "setup information")
 
     def programs(self):
