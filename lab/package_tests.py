@@ -179,6 +179,44 @@ class Tests:
                       f"files of the sources that {path.name} names")
         contains((self.package / "orvane.inf").read_text(), f",{self.version}.0\n", "setup information")
 
+    def setup_information(self):
+        """What Wine's setup functions do not carry out, the device installation's sections, holds together: every section
+        that is named is there, for both architectures, and none is there that nobody names."""
+        lines = [line.split(";")[0].strip() for line in (self.package / "orvane.inf").read_text().splitlines()]
+        sections, section = {}, None
+        for line in filter(None, lines):
+            if line.startswith("["):
+                equal(line in sections, False, f"{line} is there twice")
+                section = sections.setdefault(line, [])
+            else:
+                equal(line.endswith(","), False, f"the line ends in a comma: {line}")
+                section.append(re.sub(r"\s*([=,])\s*", r"\1", line))
+        historical = CARD_VALUES["ATR"][1][8:-2].lower()
+        model = [rf"%CardName%=Orvane_Device,SCFILTER\CID_{historical}"]
+        wanted = {"[Manufacturer]": ["%Company%=Orvane,NTarm64,NTamd64"],
+                  "[DestinationDirs]": ["Orvane_Files=11", "Orvane_Files_Removed=11"], "[SourceDisksNames]": ["1=%DiskName%"],
+                  "[Orvane_Files]": ["OrvaneMinidriver.dll"], "[Orvane_Files_Removed]": ["OrvaneMinidriver.dll,,,1"]}
+        for folder in FOLDERS.values():
+            device = f"[Orvane_Device.NT{folder}"
+            wanted.update({
+                f"[Orvane.NT{folder}]": model,
+                f"{device}]": ["Include=umpass.inf", "Needs=UmPass", "CopyFiles=Orvane_Files", "AddReg=Orvane_Registry"],
+                **{f"{device}.{part}]": ["Include=umpass.inf", f"Needs=UmPass.{part}"]
+                   for part in ("HW", "Services", "Interfaces")},
+                f"[DefaultInstall.NT{folder}]": ["CopyFiles=Orvane_Files", "AddReg=Orvane_Registry"],
+                f"[DefaultUninstall.NT{folder}]": ["DelFiles=Orvane_Files_Removed", "DelReg=Orvane_Registry_Removed"],
+                f"[SourceDisksFiles.{folder}]": [f"OrvaneMinidriver.dll=1,{folder}"]})
+        texts = ("[Version]", "[Strings]", "[Orvane_Registry]", "[Orvane_Registry_Removed]")
+        equal({name: rows for name, rows in sections.items() if name not in texts}, wanted, "sections")
+        year, month, day = re.search(r"^## [\d.]+ \((\d+)-(\d+)-(\d+)\)$", (self.package / "CHANGELOG.md").read_text(),
+                                     re.MULTILINE).groups()
+        equal(sections["[Version]"], [
+            'Signature="$Windows NT$"', "Class=SmartCard", "ClassGuid={990A2BD7-E738-46c7-B26F-1CF8FB9F1391}",
+            "Provider=%Company%", "CatalogFile=orvane.cat", f"DriverVer={month}/{day}/{year},{self.version}.0", "PnpLockdown=1"],
+            "version")
+        used = set(re.findall(r"%(\w+)%", "\n".join(row for rows in sections.values() for row in rows)))
+        equal({row.split("=")[0] for row in sections["[Strings]"]}, used, "texts")
+
     def programs(self):
         """Both programs are for this architecture and say who made them."""
         for name, description in ((f"{FOLDERS[self.arch]}/OrvaneMinidriver.dll", "Orvane smart-card minidriver"),
@@ -339,7 +377,8 @@ class Tests:
         """The package works in a folder whose name holds what the command interpreter takes for its own."""
         run = self.installation("odd-folder")
         codes = run.run(self.package, [
-            rf'cd /d "Z:\build\{ODD_FOLDER}"', r".\install.cmd", "STATE installed", r".\uninstall.cmd", "STATE removed"], ODD_FOLDER)
+            rf'cd /d "Z:\build\{ODD_FOLDER}"', r".\install.cmd", "STATE installed", r".\uninstall.cmd", "STATE removed"],
+            ODD_FOLDER)
         equal(codes, [0] * 3, f"exit codes, {run.output}")
         before = run.state("before")
         self.check_installed(run, before, "installed")
@@ -417,7 +456,8 @@ class Tests:
 
     def cases(self):
         return {
-            "SameBytes": self.same_bytes, "Refusals": self.refusals, "Content": self.content, "Texts": self.texts, "Programs": self.programs,
+            "SameBytes": self.same_bytes, "Refusals": self.refusals, "Content": self.content, "Texts": self.texts,
+            "SetupInformation": self.setup_information, "Programs": self.programs,
             "InstalledBySetupInformation": self.by_setup_information, "InstalledByScript": self.by_script,
             "InstalledByOneRemovedByTheOther": self.one_after_the_other,
             "UpdatedBySetupInformation": self.update_by_setup_information, "UpdatedByScript": self.update_by_script,
