@@ -48,6 +48,7 @@ struct Reaction {
   std::vector<unsigned char> output;
 };
 
+// One call that arrived.
 struct RecordedCall {
   std::string text;  // with the card handle, without a line end
   SofttokenCall details{};
@@ -65,12 +66,11 @@ class CallScript {
   // The card handle that records show; 0 for none.
   void setCardHandle(std::uintptr_t newHandle);
 
+  // The rest is what the functions of softtoken_control.h do, which only translate names and bytes.
   void queue(Function function, Reaction reaction);
   std::size_t queued(Function function);
-
   std::vector<RecordedCall> calls();
   void clearCalls();
-
   void setGate(Function function, bool closed);
   void passGate(Function function, unsigned count);
   bool waitHeld(Function function, std::chrono::milliseconds timeout);

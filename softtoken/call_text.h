@@ -11,8 +11,9 @@ namespace orvane::softtoken {
 // A zero-terminated text in quotes, with escapes; null for a null pointer.
 std::string quotedText(const char* text);
 
-// The same for a PIN, which is not looked at while PINs are hidden.
+// The same for a PIN, which is not looked at while PINs are hidden: its text is then "hidden".
 std::string pinText(const char* pin);
+// Hides PINs from now on, or shows them again. Any thread may call.
 void hidePins(bool hidden);
 
 // Upper-case hexadecimal without separators; null for a null pointer, "" (two quotes) for no bytes.
@@ -20,8 +21,10 @@ std::string bytesText(const unsigned char* bytes, int length);
 
 // 0x and upper-case hexadecimal; null for 0.
 std::string handleText(std::uintptr_t handle);
+// The same for a pointer.
 std::string pointerText(const void* pointer);
 
+// true or false.
 std::string boolText(bool value);
 
 // The value of an in/out counter; null for a null pointer.

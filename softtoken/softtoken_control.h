@@ -53,8 +53,7 @@ SOFTTOKEN_API void softtoken_set_folder(const char* folder);
 // ---- tokens in memory ----
 
 // Keys of tokens in memory hold no secrets. Their arithmetic is meant to be read in a test:
-// - a signature has modulusLength bytes: 01 02 03 ... FF 00 01 ..., whatever the hash (which is in the record of
-// calls);
+// - a signature has modulusLength bytes: 01 02 03 ... FF 00 01 ..., whatever the hash (the record of calls has that);
 // - a plain text is the first 48 bytes of the cipher text, or all of it when it is shorter.
 // PINs, retry counters, hash lengths and the FIPS switch work as they do on tokens with real keys.
 struct SofttokenTokenDefinition {
@@ -78,8 +77,8 @@ SOFTTOKEN_API int softtoken_add_key(const char* serial, const OrvaneKeyPair* key
 // Takes all key pairs away from the token.
 SOFTTOKEN_API int softtoken_clear_keys(const char* serial);
 
-// Sets the certificate record, exactly as given, of the key with these 16 bytes (which need not exist); null removes
-// it.
+// Sets the certificate record, exactly as given, of the key with these 16 bytes (which need not exist). Null takes the
+// record away.
 SOFTTOKEN_API int softtoken_set_certificate(const char* serial, const unsigned char* credentialId,
                                             const OrvaneCertificate* certificate);
 
@@ -168,9 +167,8 @@ SOFTTOKEN_API unsigned long long softtoken_thread(void);
 // number of bytes needed with that zero; when it is more than capacity nothing is written (text may then be null).
 SOFTTOKEN_API std::size_t softtoken_calls(int threads, unsigned long long thread, char* text, std::size_t capacity);
 
-// The number of recorded calls, and one of them by its position from 0: fills *call and writes the text as above,
-// without
-// '\n'. Returns the bytes needed for the text, 0 when there is no such call.
+// The number of recorded calls, and one of them by its position from 0: fills *call and writes the text as above, but
+// without a line end. Returns the bytes needed for the text, 0 when there is no such call.
 SOFTTOKEN_API std::size_t softtoken_call_count(void);
 SOFTTOKEN_API std::size_t softtoken_call(std::size_t position, SofttokenCall* call, char* text, std::size_t capacity);
 

@@ -38,11 +38,13 @@ class Pin {
   int left = 0;
 };
 
+// A key as the library hands it out, and what signs and decrypts with it.
 struct TokenKey {
   OrvaneKeyPair record{};
   std::shared_ptr<const PrivateKey> secret;  // null: the readable arithmetic of tokens in memory
 };
 
+// Everything about one token; see SofttokenTokenDefinition for what the members mean.
 struct Token {
   std::string firmwareVersion;
   Pin userPin;

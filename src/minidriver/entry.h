@@ -9,10 +9,9 @@
 
 namespace orvane {
 
-// statusOfCaughtException gives the status for the exception being handled, with one ERROR line: the entry point's
-// name,
-// ": unhandled exception: " and the exception's text. std::bad_alloc is SCARD_E_NO_MEMORY, everything else
-// SCARD_F_INTERNAL_ERROR. To be called from a catch block; never throws.
+// statusOfCaughtException gives the status for the exception being handled: SCARD_E_NO_MEMORY for std::bad_alloc,
+// SCARD_F_INTERNAL_ERROR for everything else. It logs one ERROR line: the entry point's name, ": unhandled exception: "
+// and the exception's text. To be called from a catch block; never throws.
 DWORD statusOfCaughtException(std::string_view entryPoint) noexcept;
 
 // cardEntry runs the body of an entry point: first the entry line at DEBUG, then `body`, whose status it returns. It is

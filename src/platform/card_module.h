@@ -250,7 +250,10 @@ static_assert(offsetof(CARD_DATA, pfnCardDestroyKey) == 480);
 static_assert(offsetof(CARD_DATA, pfnCardProcessEncryptedData) == 488);
 static_assert(offsetof(CARD_DATA, pfnCardCreateContainerEx) == 496);
 
-// The entry points themselves. Each is exported under its plain name.
+// The entry points themselves, each exported under its plain name. docs/behaviour.md has their conditions, statuses and
+// outputs. Common to all: nothing is thrown; buffers that they return come from `pfnCspAlloc` and belong to the caller;
+// outputs are untouched on failure unless behaviour.md says otherwise; PINs, hashes and names are only read. The caller
+// serialises the calls on one record, except for CardDeleteContext, which may come at any time.
 extern "C" {
 DWORD WINAPI CardAcquireContext(PCARD_DATA pCardData, DWORD dwFlags);
 DWORD WINAPI CardDeleteContext(PCARD_DATA pCardData);

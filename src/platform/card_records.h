@@ -55,7 +55,7 @@ typedef enum {
   PinCacheAlwaysPrompt = 3,  // asked before every use; added in version 7
 } PIN_CACHE_POLICY_TYPE;
 
-// CARD_CACHE_FILE_FORMAT: 6 bytes, alignment 2. Current version 1. content of the cache file "cardcf"; 6 bytes because
+// CARD_CACHE_FILE_FORMAT: 6 bytes, alignment 2. Current version 1. Content of the cache file "cardcf"; 6 bytes because
 // every member is already on its natural boundary (no packing pragma is published).
 typedef struct _CARD_CACHE_FILE_FORMAT {
   BYTE bVersion;              // cache version
@@ -202,7 +202,7 @@ static_assert(offsetof(CARD_RSA_DECRYPT_INFO, cbData) == 24);
 static_assert(offsetof(CARD_RSA_DECRYPT_INFO, pPaddingInfo) == 32);
 static_assert(offsetof(CARD_RSA_DECRYPT_INFO, dwPaddingType) == 40);
 
-// PIN_CACHE_POLICY: 12 bytes, alignment 4. Current version 6. member of PIN_INFO.
+// PIN_CACHE_POLICY: 12 bytes, alignment 4. Current version 6. Member of PIN_INFO.
 typedef struct _PIN_CACHE_POLICY {
   DWORD dwVersion;                           // in/out
   PIN_CACHE_POLICY_TYPE PinCachePolicyType;  // out
@@ -288,7 +288,7 @@ static_assert(sizeof(CARD_ENCRYPTED_DATA) == 16 && alignof(CARD_ENCRYPTED_DATA) 
 static_assert(offsetof(CARD_ENCRYPTED_DATA, pbEncryptedData) == 0);
 static_assert(offsetof(CARD_ENCRYPTED_DATA, cbEncryptedData) == 8);
 
-// CARD_IMPORT_KEYPAIR: 24 bytes, alignment 4. Current version 7. clear form of the data for CSF_IMPORT_KEYPAIR;
+// CARD_IMPORT_KEYPAIR: 24 bytes, alignment 4. Current version 7. Clear form of the data for CSF_IMPORT_KEYPAIR;
 // open-ended.
 typedef struct _CARD_IMPORT_KEYPAIR {
   DWORD dwVersion;
@@ -307,7 +307,7 @@ static_assert(offsetof(CARD_IMPORT_KEYPAIR, dwKeySpec) == 12);
 static_assert(offsetof(CARD_IMPORT_KEYPAIR, dwKeySize) == 16);
 static_assert(offsetof(CARD_IMPORT_KEYPAIR, cbInput) == 20);
 
-// CARD_CHANGE_AUTHENTICATOR: 28 bytes, alignment 4. Current version 7. clear form of the data for
+// CARD_CHANGE_AUTHENTICATOR: 28 bytes, alignment 4. Current version 7. Clear form of the data for
 // CSF_CHANGE_AUTHENTICATOR; open-ended.
 typedef struct _CARD_CHANGE_AUTHENTICATOR {
   DWORD dwVersion;
@@ -328,7 +328,7 @@ static_assert(offsetof(CARD_CHANGE_AUTHENTICATOR, dwTargetPinId) == 16);
 static_assert(offsetof(CARD_CHANGE_AUTHENTICATOR, cbTargetData) == 20);
 static_assert(offsetof(CARD_CHANGE_AUTHENTICATOR, cRetryCount) == 24);
 
-// CARD_CHANGE_AUTHENTICATOR_RESPONSE: 8 bytes, alignment 4. Current version 7. answer to the former.
+// CARD_CHANGE_AUTHENTICATOR_RESPONSE: 8 bytes, alignment 4. Current version 7. Answer to the former.
 typedef struct _CARD_CHANGE_AUTHENTICATOR_RESPONSE {
   DWORD dwVersion;
   DWORD cAttemptsRemaining;
@@ -337,7 +337,7 @@ static_assert(sizeof(CARD_CHANGE_AUTHENTICATOR_RESPONSE) == 8 && alignof(CARD_CH
 static_assert(offsetof(CARD_CHANGE_AUTHENTICATOR_RESPONSE, dwVersion) == 0);
 static_assert(offsetof(CARD_CHANGE_AUTHENTICATOR_RESPONSE, cAttemptsRemaining) == 4);
 
-// CARD_AUTHENTICATE: 16 bytes, alignment 4. Current version 7. clear form of the data for CSF_AUTHENTICATE; open-ended.
+// CARD_AUTHENTICATE: 16 bytes, alignment 4. Current version 7. Clear form of the data for CSF_AUTHENTICATE; open-ended.
 typedef struct _CARD_AUTHENTICATE {
   DWORD dwVersion;
   DWORD dwFlags;
@@ -351,7 +351,7 @@ static_assert(offsetof(CARD_AUTHENTICATE, dwFlags) == 4);
 static_assert(offsetof(CARD_AUTHENTICATE, PinId) == 8);
 static_assert(offsetof(CARD_AUTHENTICATE, cbPinData) == 12);
 
-// CARD_AUTHENTICATE_RESPONSE: 12 bytes, alignment 4. Current version 7. answer to the former; open-ended.
+// CARD_AUTHENTICATE_RESPONSE: 12 bytes, alignment 4. Current version 7. Answer to the former; open-ended.
 typedef struct _CARD_AUTHENTICATE_RESPONSE {
   DWORD dwVersion;
   DWORD cbSessionPin;

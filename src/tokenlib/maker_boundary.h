@@ -3,7 +3,10 @@
 //
 // Every function returns true when the library's function returned, and false when it threw an exception; outputs are
 // then unchanged. Nothing is thrown from here. Receivers are called before the library's result is destroyed, at most
-// once a call; what they are shown is valid only meanwhile, and they must not throw.
+// once a call unless they say otherwise; what they are shown is valid only meanwhile, and they must not throw.
+//
+// Each function makes the call of the library that it is named after. Arguments, units and owners are those of the
+// wrapper in token_client.h; `result` receives what the library returned. No lock is taken.
 #ifndef ORVANE_TOKENLIB_MAKER_BOUNDARY_H
 #define ORVANE_TOKENLIB_MAKER_BOUNDARY_H
 

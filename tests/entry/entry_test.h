@@ -47,6 +47,7 @@ constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
 // The 16 bytes of makeKey's credentialId as call records show them.
 inline std::string idOf(std::uint8_t id) { return guidOf(id); }
 
+// Both, one after the other.
 Lines concat(Lines first, const Lines& second);
 
 // The calls of a bracketed library call with kCardHandle, and with handle 0.
@@ -73,6 +74,7 @@ Bytes words(const std::vector<std::uint32_t>& values);
 // The units of a text as bytes, without a terminating NUL unless the text has one.
 Bytes wideBytes(std::wstring_view text);
 
+// EntryTest is DriverTest with one token and with contexts that live as long as the test.
 class EntryTest : public DriverTest {
  protected:
   void TearDown() override;
@@ -87,6 +89,7 @@ class EntryTest : public DriverTest {
   // Deletes all contexts, loads the minidriver anew and opens a context on a new token kSerial: nothing is left of what
   // the minidriver and the token knew.
   CARD_DATA& openFresh(const std::vector<OrvaneKeyPair>& keys = {makeKey(1, 3)});
+  // Deletes all contexts and frees their records.
   void closeAll();
 
   // The context behind a record. Test program and minidriver are built together, so that both know its layout.
@@ -114,6 +117,7 @@ class EntryTest : public DriverTest {
     return outcome;
   }
 
+  // Queues this result for the next call of the function; nothing without a value.
   void answer(const char* function, const std::optional<Answer>& prepared);
 
   // Each asserts success and forgets what was logged and called.
