@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # The cross compiler: zig from npm, pinned by toolchain/package-lock.json, installed into the cache.
-# Sourced after common.sh and packages.sh.
+# Sourced after common.sh.
 
 # toolchainDir: the folder of the finished compiler, named by what made it.
 toolchainDir() {
