@@ -11,6 +11,7 @@
 namespace orvane {
 namespace {
 
+// Deliberately without the library lock: a poll must not wait until another call's signature is done.
 std::set<std::string> connectedDevices() {
   try {
     const auto list = tokenlib::connectedDeviceList();

@@ -229,6 +229,26 @@ TEST_F(Monitor, IsOneForAllThreads) {
   EXPECT_EQ(asking.size(), kThreads + 1);
 }
 
+// A poll takes no library lock: a token is seen coming or going while another call still waits for its signature.
+TEST_F(Monitor, PollsWhileASignatureHoldsTheLibraryLock) {
+  CARD_DATA& record = open();
+  authenticate(record);
+  Bytes hash(32, 0x11);
+  CARD_SIGNING_INFO info{};
+  info.pbData = hash.data();
+  info.cbData = static_cast<DWORD>(hash.size());
+  DWORD status = kPoison32;
+  ASSERT_EQ(softtoken_gate("orvane_signHash", 1), 1);
+  std::thread signer([&] { status = record.pfnCardSignData(&record, &info); });
+  EXPECT_EQ(softtoken_wait_held("orvane_signHash", 120000), 1);
+  EXPECT_EQ(poll(), appeared(kSerial, 1, 1));
+  EXPECT_EQ(status, kPoison32);
+  softtoken_gate("orvane_signHash", 0);
+  signer.join();
+  EXPECT_EQ(status, 0u);
+  takeBuffer(info.pbSignedData, 256);
+}
+
 TEST_F(Monitor, IsNotMissedWhenItNeverStarted) {
   reloadDriver();
   EXPECT_EQ(takeLog(), Lines{});
