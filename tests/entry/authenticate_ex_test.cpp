@@ -334,23 +334,19 @@ TEST_F(AuthenticateExTest, VerifiesOnTheToken) {
 }
 
 TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
+  const Lines refused = {kAsked, "E invalid password for [0012AB] : 160", kWrong};
   const Lines call = withHandle(validate(kWrongPin));
   const DWORD wrong = code(SCARD_W_WRONG_CHV);
   const DWORD blocked = code(SCARD_W_CHV_BLOCKED);
   const ExCase cases[] = {
-      {.name = "wrong",
-       .pin = kWrongPin,
-       .status = wrong,
-       .log = {kAsked, "E invalid password for [0012AB] : 160", kWrong},
-       .calls = call,
-       .attempts = 2},
+      {.name = "wrong", .pin = kWrongPin, .status = wrong, .log = refused, .calls = call, .attempts = 2},
       {.name = "wrong, no outputs wanted",
        .pin = kWrongPin,
        .hasSessionPin = false,
        .hasSessionPinLength = false,
        .hasCounter = false,
        .status = wrong,
-       .log = {kAsked, "E invalid password for [0012AB] : 160", kWrong},
+       .log = refused,
        .calls = call,
        .attempts = 2},
       {.name = "attempts left alone by the library",
@@ -372,7 +368,7 @@ TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
        .before = Before::kRoles,
        .answer = Answer{160, 1},
        .status = wrong,
-       .log = {kAsked, "E invalid password for [0012AB] : 160", kWrong},
+       .log = refused,
        .calls = call,
        .attempts = 1,
        .authenticated = 2},
@@ -382,7 +378,7 @@ TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
        .before = Before::kRoles,
        .answer = Answer{160, 1},
        .status = wrong,
-       .log = {kAsked, "E invalid password for [0012AB] : 160", kWrong},
+       .log = refused,
        .calls = call,
        .attempts = 1,
        .authenticated = 1},
@@ -409,7 +405,7 @@ TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
        .pin = kWrongPin,
        .cardHandle = 0,
        .status = wrong,
-       .log = {kAsked, "E invalid password for [0012AB] : 160", kWrong},
+       .log = refused,
        .calls = withoutHandle(validate(kWrongPin)),
        .attempts = 2},
   };
@@ -423,24 +419,25 @@ TEST_F(AuthenticateExTest, TrustsAnEarlierValidation) {
   const std::string sessionPinLength = "D CardAuthenticateEx: pcbSessionPin set to 0";
   const std::string user = "D CardAuthenticateEx: USER PIN authenticated";
   const std::string admin = "D CardAuthenticateEx: ADMIN PIN authenticated";
+  const Lines trusted = {validated, counter, sessionPin, sessionPinLength, user};
   const ExCase cases[] = {
       {.name = "right PIN",
        .before = Before::kCached,
-       .log = {validated, counter, sessionPin, sessionPinLength, user},
+       .log = trusted,
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = kUserPin},
       {.name = "a wrong PIN is not looked at",
        .pin = kWrongPin,
        .before = Before::kCached,
-       .log = {validated, counter, sessionPin, sessionPinLength, user},
+       .log = trusted,
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = kUserPin},
       {.name = "a PIN of wrong length is not looked at",
        .pin = "1",
        .before = Before::kCached,
-       .log = {validated, counter, sessionPin, sessionPinLength, user},
+       .log = trusted,
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = kUserPin},
@@ -448,7 +445,7 @@ TEST_F(AuthenticateExTest, TrustsAnEarlierValidation) {
        .pin = std::nullopt,
        .length = 8,
        .before = Before::kCached,
-       .log = {validated, counter, sessionPin, sessionPinLength, user},
+       .log = trusted,
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = kUserPin},
@@ -501,24 +498,30 @@ TEST_F(AuthenticateExTest, TrustsAnEarlierValidation) {
 
 TEST_F(AuthenticateExTest, BlocksAfterTheTokensTries) {
   CARD_DATA& record = open();
+  const std::string refused = "E invalid password for [0012AB] : ";
   const struct {
     const char* name;
     const char* pin;
     DWORD status;
+    Lines log;
     DWORD attempts;
   } steps[] = {
-      {"first wrong", kWrongPin, code(SCARD_W_WRONG_CHV), 2},
-      {"second wrong", kWrongPin, code(SCARD_W_WRONG_CHV), 1},
-      {"third wrong", kWrongPin, code(SCARD_W_CHV_BLOCKED), 0},
-      {"right, too late", kUserPin, code(SCARD_W_CHV_BLOCKED), 0},
+      {"first wrong", kWrongPin, code(SCARD_W_WRONG_CHV), {refused + "160", kWrong}, 2},
+      {"second wrong", kWrongPin, code(SCARD_W_WRONG_CHV), {refused + "160", kWrong}, 1},
+      {"third wrong", kWrongPin, code(SCARD_W_CHV_BLOCKED), {refused + "160", kBlocked}, 0},
+      {"right, too late", kUserPin, code(SCARD_W_CHV_BLOCKED), {refused + "164", kBlocked}, 0},
   };
   for (const auto& step : steps) {
     SCOPED_TRACE(step.name);
     PinBytes pin{std::string(step.pin)};
     DWORD attempts = kPoison32;
-    EXPECT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, &attempts),
-              step.status);
+    EXPECT_EQ(observe([&] {
+                return record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr,
+                                                    &attempts);
+              }),
+              (Outcome{step.status, concat({kEntry, kAsked}, step.log), withHandle(validate(step.pin))}));
     EXPECT_EQ(attempts, step.attempts);
+    EXPECT_EQ(cachedPin(record), "");
   }
 }
 

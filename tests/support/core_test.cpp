@@ -18,6 +18,19 @@ void renewLinkedState() {
 
 }  // namespace
 
+void lockTwice(Mutex& mutex) {
+  // Through pointers, so that the compiler does not refuse what is tested here.
+  void (Mutex::*const lock)() = &Mutex::lock;
+  void (Mutex::*const unlock)() = &Mutex::unlock;
+  (mutex.*lock)();
+  try {
+    (mutex.*lock)();
+  } catch (...) {
+    (mutex.*unlock)();
+    throw;
+  }
+}
+
 void CoreTest::SetUp() {
   DriverTest::SetUp();
   renewLinkedState();

@@ -7,6 +7,7 @@
 
 #include "cache/container_entry.h"
 #include "driver_test.h"
+#include "support/mutex.h"
 
 namespace orvane::test {
 
@@ -14,6 +15,9 @@ namespace orvane::test {
 inline std::shared_ptr<const ContainerList> shared(ContainerList list) {
   return std::make_shared<const ContainerList>(std::move(list));
 }
+
+// Locks a mutex, locks it again by the same thread and passes on what that throws; afterwards the mutex is free.
+void lockTwice(Mutex& mutex);
 
 // CoreTest is DriverTest with the process-wide state of the linked objects made new for each test. Natively that is the
 // minidriver's; on Windows the loaded DLL has one of its own. Both write to the same log.
