@@ -9,6 +9,7 @@
 #include "support/driver_loader.h"
 #include "support/machine.h"
 #include "support/plain_record.h"
+#include "support/recorded_calls.h"
 
 namespace orvane::bench {
 namespace {
@@ -45,16 +46,11 @@ std::vector<std::size_t> takeRequests() {
 }
 
 std::vector<std::string> takeTokenCalls() {
-  std::string text(softtoken_calls(kSofttokenOnlyThread, softtoken_thread(), nullptr, 0), '\0');
-  softtoken_calls(kSofttokenOnlyThread, softtoken_thread(), text.data(), text.size());
-  softtoken_clear_calls();
   std::vector<std::string> names;
-  for (std::size_t begin = 0; begin < text.size();) {
-    const std::size_t end = text.find('\n', begin);
-    if (end == std::string::npos) break;
-    names.push_back(text.substr(begin, text.find('(', begin) - begin));
-    begin = end + 1;
+  for (const std::string& call : test::recordedCalls(kSofttokenOnlyThread, softtoken_thread())) {
+    names.push_back(call.substr(0, call.find('(')));
   }
+  softtoken_clear_calls();
   return names;
 }
 

@@ -41,9 +41,6 @@ inline constexpr SCARDHANDLE kCardHandle = 0x2A;
 inline constexpr unsigned char kPoison = 0xA5;
 inline constexpr DWORD kPoison32 = 0xA5A5A5A5;
 
-// The status as entry points return it.
-constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
-
 // The 16 bytes of makeKey's credentialId as call records show them.
 inline std::string idOf(std::uint8_t id) { return guidOf(id); }
 

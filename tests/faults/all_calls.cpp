@@ -1,6 +1,6 @@
 #include "faults/all_calls.h"
 
-#include <string_view>
+#include <stdexcept>
 #include <type_traits>
 
 namespace orvane::test {
@@ -356,6 +356,13 @@ std::vector<EntryCall> allCalls() {
     calls.push_back(setProperty(name));
   }
   return calls;
+}
+
+EntryCall callNamed(std::string_view name) {
+  for (const EntryCall& call : allCalls()) {
+    if (call.name == name) return call;
+  }
+  throw std::out_of_range("no such call: " + std::string(name));
 }
 
 }  // namespace orvane::test

@@ -7,15 +7,13 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "support/caller_memory.h"
 #include "support/driver_test.h"
 
 namespace orvane::test {
-
-// The status as entry points return it.
-constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
 
 // CallOutputs owns the memory that one call may write to, and notices what became of it.
 class CallOutputs {
@@ -89,6 +87,9 @@ struct EntryCall {
 // All of the 44 entry points in the function table, those with several ways several times. They expect a token
 // kFaultSerial with kFaultPin and the keys and certificates of defineFaultToken.
 std::vector<EntryCall> allCalls();
+
+// The one of them with this name; throws std::out_of_range when there is none.
+EntryCall callNamed(std::string_view name);
 
 inline constexpr char kFaultSerial[] = "0012AB";
 inline constexpr char kFaultPin[] = "Tr7-user-pin-for-faults";

@@ -123,14 +123,8 @@ void FaultTest::expectUsable(bool isHandleForgotten) {
   EXPECT_EQ(record.pfnCardGetProperty(&record, CP_CARD_AUTHENTICATED_STATE, reinterpret_cast<PBYTE>(&state),
                                       sizeof(state), &length, 0),
             0u);
-  // A signature takes every lock; the token answers whatever the PIN has become.
-  queueResult("orvane_signHash", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
-  Bytes hash(32, 0x11);
-  CARD_SIGNING_INFO info{};
-  info.pbData = hash.data();
-  info.cbData = static_cast<DWORD>(hash.size());
-  EXPECT_EQ(record.pfnCardSignData(&record, &info), 0u);
-  if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
+  // A signature takes every lock.
+  signWithPreparedAnswer(record);
   EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
   forget();
 }

@@ -393,20 +393,16 @@ class LibraryFaults : public FaultTest {
 
   void check(const LibraryFault& fault) {
     SCOPED_TRACE(std::string(fault.call) + ", " + fault.function + ": " + fault.name);
-    for (const EntryCall& call : allCalls()) {
-      if (call.name != fault.call) continue;
-      const Result result = run(
-          call, [&] { queue(fault.function, fault.reaction); }, [] {});
-      EXPECT_EQ(result.status, fault.status);
-      EXPECT_EQ(result.isUntouched, fault.memory == Memory::kUntouched);
-      EXPECT_EQ(softtoken_queued(fault.function), 0u) << "the function was not called";
-      const Lines log = takeLog();
-      ASSERT_FALSE(log.empty());
-      EXPECT_EQ(log.back(), fault.lastLine);
-      expectUsable(std::string_view(fault.function) != "orvane_clearExternalSmartcardHandle");
-      return;
-    }
-    ADD_FAILURE() << "no such call";
+    const EntryCall call = callNamed(fault.call);
+    const Result result = run(
+        call, [&] { queue(fault.function, fault.reaction); }, [] {});
+    EXPECT_EQ(result.status, fault.status);
+    EXPECT_EQ(result.isUntouched, fault.memory == Memory::kUntouched);
+    EXPECT_EQ(softtoken_queued(fault.function), 0u) << "the function was not called";
+    const Lines log = takeLog();
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.back(), fault.lastLine);
+    expectUsable(std::string_view(fault.function) != "orvane_clearExternalSmartcardHandle");
   }
 
   void check(const auto& faults) {

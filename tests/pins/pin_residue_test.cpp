@@ -62,15 +62,6 @@ class PinResidue : public DriverTest {
     return record_.pfnCardChangeAuthenticatorEx(&record_, PIN_CHANGE_FLAG_CHANGEPIN, role, plainFrom.data(),
                                                 plainFrom.size(), role, plainTo.data(), plainTo.size(), 0, nullptr);
   }
-  void sign() {
-    queueResult("orvane_signHash", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
-    Bytes hash(32, 0x11);
-    CARD_SIGNING_INFO info{};
-    info.pbData = hash.data();
-    info.cbData = static_cast<DWORD>(hash.size());
-    EXPECT_EQ(record_.pfnCardSignData(&record_, &info), 0u);
-    if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
-  }
   void decrypt() {
     queueResult("orvane_decrypt", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
     Bytes block(256, 0x22);
@@ -113,7 +104,7 @@ TEST_F(PinResidue, OneCopyWhileAPinIsCached) {
   open();
   ASSERT_EQ(authenticate(kPin, 0), 0u);
   expectCached(kPin);
-  sign();
+  signWithPreparedAnswer(record_);
   decrypt();
   expectCached(kPin);
   // The second authentication trusts the first and does not look at the PIN.

@@ -187,6 +187,16 @@ void DriverTest::queueThrow(const char* function) {
   ASSERT_EQ(softtoken_queue(function, &reaction), 1) << function;
 }
 
+void DriverTest::signWithPreparedAnswer(CARD_DATA& record) {
+  queueResult("orvane_signHash", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
+  Bytes hash(32, 0x11);
+  CARD_SIGNING_INFO info{};
+  info.pbData = hash.data();
+  info.cbData = static_cast<DWORD>(hash.size());
+  EXPECT_EQ(record.pfnCardSignData(&record, &info), 0u);
+  if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
+}
+
 Lines DriverTest::takeLog() { return state_->takeLog(); }
 
 unsigned DriverTest::takeMonitorStarts() { return std::exchange(state_->monitorStarts, 0); }

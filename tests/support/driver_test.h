@@ -22,6 +22,9 @@ namespace orvane::test {
 using Lines = std::vector<std::string>;
 using Bytes = std::vector<std::uint8_t>;
 
+// The status as entry points return it.
+constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
+
 // The value of "logLevel": a number, a text, other bytes, or absent.
 struct LogLevelValue {
   enum class Type { kAbsent, kNumber, kText, kBinary } type = Type::kAbsent;
@@ -81,6 +84,9 @@ class DriverTest : public ::testing::Test {
                    const Bytes& output = {});
   // Queues an exception for the next call of the function.
   void queueThrow(const char* function);
+  // Has CardSignData sign a hash with the record's first key, asserts success and frees the signature. The token's
+  // answer is prepared, so that it does not matter which PIN is known.
+  void signWithPreparedAnswer(CARD_DATA& record);
 
   // --- what happened ---
   // The log lines of all threads since the last call, oldest first, as "D text", "E text" ("?" for another tag); each

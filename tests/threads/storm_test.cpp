@@ -213,25 +213,23 @@ TEST_F(Storm, DeletesAContextUnderARunningCall) {
       {"CardReadFile cmapfile list forgotten", "orvane_getKeyPairList"},
   };
   for (const Row& row : rows) {
-    for (const EntryCall& call : allCalls()) {
-      if (call.name != row.call) continue;
-      SCOPED_TRACE(row.call);
-      CARD_DATA& record = open(call.before);
-      CallOutputs outputs;
-      const std::function<DWORD()> prepared = call.prepare(record, outputs);
-      outputs.startCall();
-      ASSERT_EQ(softtoken_gate(row.function, 1), 1);
-      DWORD status = 0xA5A5A5A5;
-      std::thread caller([&] { status = prepared(); });
-      EXPECT_EQ(softtoken_wait_held(row.function, 120000), 1);
-      EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
-      EXPECT_EQ(record.pvVendorSpecific, nullptr);
-      EXPECT_EQ(takeLog().back(), "D Delete Context Success");
-      softtoken_gate(row.function, 0);
-      caller.join();
-      EXPECT_EQ(status, call.status);
-      expectUsable();
-    }
+    const EntryCall call = callNamed(row.call);
+    SCOPED_TRACE(row.call);
+    CARD_DATA& record = open(call.before);
+    CallOutputs outputs;
+    const std::function<DWORD()> prepared = call.prepare(record, outputs);
+    outputs.startCall();
+    ASSERT_EQ(softtoken_gate(row.function, 1), 1);
+    DWORD status = 0xA5A5A5A5;
+    std::thread caller([&] { status = prepared(); });
+    EXPECT_EQ(softtoken_wait_held(row.function, 120000), 1);
+    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+    EXPECT_EQ(record.pvVendorSpecific, nullptr);
+    EXPECT_EQ(takeLog().back(), "D Delete Context Success");
+    softtoken_gate(row.function, 0);
+    caller.join();
+    EXPECT_EQ(status, call.status);
+    expectUsable();
   }
 }
 
