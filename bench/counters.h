@@ -7,6 +7,7 @@
 
 namespace orvane::bench {
 
+// What was counted; heapBytes are those of the allocations, freed or not.
 struct Counts {
   std::uint64_t registryReads = 0;
   std::uint64_t heapAllocations = 0;  // operator new

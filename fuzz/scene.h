@@ -12,6 +12,7 @@
 
 namespace orvane::fuzz {
 
+// The tokens, and the PINs of each.
 inline constexpr const char* kSerials[] = {"0012AA", "0012AB", "0012AC"};
 inline constexpr char kPin[] = "Tr7-user-pin-for-fuzzing";
 inline constexpr char kSoPin[] = "Ko2-officer-pin-for-fuzzing";

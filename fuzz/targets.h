@@ -24,6 +24,7 @@ void fuzzProperties(Input input);
 // A sequence of calls in the little language of calls.cpp: contexts, tokens, faults, all entry points.
 void fuzzCalls(Input input);
 
+// A target with the name that scripts/fuzz knows it by.
 struct Target {
   const char* name;
   void (*run)(Input);

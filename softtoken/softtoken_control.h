@@ -94,6 +94,7 @@ SOFTTOKEN_API int softtoken_set_tries_left(const char* serial, int userTriesLeft
 
 // ---- prepared reactions ----
 
+// What a prepared call does.
 enum SofttokenReactionKind : int {
   kSofttokenPass = 0,    // this call goes through as if nothing were prepared
   kSofttokenAnswer = 1,  // this call does nothing but return what is given here
@@ -149,12 +150,14 @@ SOFTTOKEN_API std::size_t softtoken_queued(const char* function);
 //   orvane_setExternalSmartcardHandle(0x2A)
 //   orvane_clearExternalSmartcardHandle() [card 0x2A]
 
+// Whose calls are meant.
 enum SofttokenThreads : int {
   kSofttokenAllThreads = 0,
   kSofttokenOnlyThread = 1,   // calls made by the given thread
   kSofttokenOtherThreads = 2  // calls made by all threads but the given one
 };
 
+// One recorded call, without its text.
 struct SofttokenCall {
   unsigned long long thread;      // as softtoken_thread gives it in that thread
   unsigned long long cardHandle;  // the card handle that was set when the call arrived, 0 for none

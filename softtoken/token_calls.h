@@ -1,6 +1,7 @@
 // The thirteen calls as C functions with plain data: what maker_exports.cpp (compiled for the maker's binary interface)
 // and the rest of the software token (compiled like everything else) share. Each returns false when the exported
-// function is to throw. Nothing is thrown from here. Arguments are those of the exported functions.
+// function is to throw; outputs are then unchanged. Nothing is thrown from here. Arguments, sizes and owners are those
+// of the exported functions (see token_library.h). Any thread may call.
 #ifndef ORVANE_SOFTTOKEN_TOKEN_CALLS_H
 #define ORVANE_SOFTTOKEN_TOKEN_CALLS_H
 

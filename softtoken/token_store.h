@@ -14,7 +14,7 @@
 namespace orvane::softtoken {
 
 // Every member function may be called by any thread; one mutex guards all tokens and is held only inside them, also
-// while the callable of withToken runs.
+// while a callable that was handed over runs.
 class TokenStore {
  public:
   // The serials of the connected tokens, in ascending order.

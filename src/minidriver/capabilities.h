@@ -6,8 +6,8 @@
 
 namespace orvane {
 
-inline constexpr DWORD kMaxKeyContainers = 6;
-inline constexpr DWORD kBytesPerKeyContainer = 2048;
+inline constexpr DWORD kMaxKeyContainers = 6;         // on one token
+inline constexpr DWORD kBytesPerKeyContainer = 2048;  // what a key takes of the room that is stated
 
 // cardCapabilities: certificates are exchanged uncompressed (the minidriver looks after compression), no key
 // generation.

@@ -15,12 +15,14 @@ typedef ULONG_PTR CARD_KEY_HANDLE, *PCARD_KEY_HANDLE;
 typedef DWORD PIN_ID, *PPIN_ID;
 typedef DWORD PIN_SET, *PPIN_SET;
 
+// Who may create and delete files in a directory.
 typedef enum {
   InvalidDirAc = 0,
   UserCreateDeleteDirAc = 1,
   AdminCreateDeleteDirAc = 2,
 } CARD_DIRECTORY_ACCESS_CONDITION;
 
+// Who may read and write a file.
 typedef enum {
   InvalidAc = 0,
   EveryoneReadUserWriteAc = 1,   // everyone reads, user and administrator write
@@ -31,6 +33,7 @@ typedef enum {
   AdminReadWriteAc = 6,  // administrator reads and writes
 } CARD_FILE_ACCESS_CONDITION;
 
+// How a PIN is given.
 typedef enum {
   AlphaNumericPinType = 0,
   ExternalPinType = 1,
@@ -38,6 +41,7 @@ typedef enum {
   EmptyPinType = 3,  // no prompt and no authentication call
 } SECRET_TYPE;
 
+// What a PIN is for; Windows words its prompt by it.
 typedef enum {
   AuthenticationPin = 0,
   DigitalSignaturePin = 1,
@@ -48,6 +52,7 @@ typedef enum {
   UnblockOnlyPin = 6,  // added in version 7
 } SECRET_PURPOSE;
 
+// How long Windows may keep a PIN.
 typedef enum {
   PinCacheNormal = 0,        // cached per process and logon
   PinCacheTimed = 1,         // as above with a life in seconds

@@ -18,6 +18,7 @@ constexpr bool equalsIgnoreCase(std::basic_string_view<Character> left, std::bas
   return true;
 }
 
+// The same, for texts that only convert to views.
 constexpr bool equalsIgnoreCase(std::string_view left, std::string_view right) {
   return equalsIgnoreCase<char>(left, right);
 }

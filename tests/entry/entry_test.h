@@ -31,6 +31,7 @@ struct Answer {
   int attempts = kSofttokenKeep;
 };
 
+// The token of defineCard, its PINs, and two that it does not have at first.
 inline constexpr char kSerial[] = "0012AB";
 inline constexpr char kUserPin[] = "Tr7-user";
 inline constexpr char kNewPin[] = "Nq4-fresh";

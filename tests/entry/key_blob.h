@@ -6,6 +6,7 @@
 
 namespace orvane::test {
 
+// The algorithms that a blob states.
 inline constexpr std::uint32_t kSignatureBlob = 0x2400;
 inline constexpr std::uint32_t kKeyExchangeBlob = 0xA400;
 

@@ -74,6 +74,7 @@ enum class Before {
   kListForgotten  // the PIN is unknown and the process-wide container list is gone
 };
 
+// One call of an entry point, and what it comes to when nothing fails.
 struct EntryCall {
   std::string name;
   Before before = Before::kPinUnknown;
@@ -85,12 +86,13 @@ struct EntryCall {
 };
 
 // All of the 44 entry points in the function table, those with several ways several times. They expect a token
-// kFaultSerial with kFaultPin and the keys and certificates of defineFaultToken.
+// kFaultSerial with the PINs below and the keys and certificates of FaultTest::startAnew.
 std::vector<EntryCall> allCalls();
 
 // The one of them with this name; throws std::out_of_range when there is none.
 EntryCall callNamed(std::string_view name);
 
+// The token of the fault tests, its PINs, and those that it is changed to.
 inline constexpr char kFaultSerial[] = "0012AB";
 inline constexpr char kFaultPin[] = "Tr7-user-pin-for-faults";
 inline constexpr char kFaultNewPin[] = "Nq4-fresh-pin-for-faults";

@@ -6,12 +6,14 @@
 
 namespace orvane::test {
 
+// What the process holds at one moment.
 struct ProcessUsage {
   std::size_t heapBytes = 0;  // allocated from the C runtime's heap
   std::size_t handles = 0;    // open file descriptors; on Windows the number that the next handle gets
   std::size_t threads = 0;
 };
 
+// Looks at the calling process.
 ProcessUsage processUsage();
 
 }  // namespace orvane::test

@@ -10,6 +10,7 @@ namespace orvane::tokentest {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// The paddings that the software token removes.
 enum class RsaPadding { kPkcs1, kOaepSha256 };
 
 // Whether signature (big-endian) is the PKCS #1 v1.5 signature of a hash of 16 (MD5), 20 (SHA-1), 32, 48 or 64 bytes.

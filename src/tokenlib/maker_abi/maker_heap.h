@@ -14,6 +14,7 @@
 
 namespace orvane::makerabi {
 
+// Sizes in bytes: where large blocks begin, their alignment, and what they take beyond their size.
 inline constexpr std::size_t kLargeBlock = 4096;
 inline constexpr std::size_t kLargeAlignment = 32;
 inline constexpr std::size_t kLargeExtra = sizeof(void*) + kLargeAlignment - 1;
@@ -21,6 +22,7 @@ inline constexpr std::size_t kLargeExtra = sizeof(void*) + kLargeAlignment - 1;
 // What allocate throws when the heap is exhausted.
 struct OutOfMemory {};
 
+// A block straight from the heap.
 inline void* allocateOrThrow(std::size_t size) {
   void* const block = std::malloc(size);
   if (block == nullptr) throw OutOfMemory{};
@@ -41,6 +43,7 @@ inline void* allocate(std::size_t size) {
   return allocateOrThrow(size);
 }
 
+// Gives back a block of size bytes that allocate or the maker's runtime made.
 inline void release(void* block, std::size_t size) noexcept {
   const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(block);
   if (size >= kLargeBlock && start % kLargeAlignment == 0) {
