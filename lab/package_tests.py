@@ -107,7 +107,7 @@ class Installation:
             else:
                 lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
         (build / "steps.cmd").write_text("\r\n".join(lines) + "\r\n", newline="")
-        command = [LAB / "run-windows", "--timeout", "300", "--directory", build, "--out", self.out]
+        command = [LAB / "run-windows", "--timeout", "900", "--directory", build, "--out", self.out]
         command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
@@ -405,6 +405,22 @@ class Tests:
         equal(run.state("removed").difference(before), ({MAKER_KEY: {"name": ("REG_SZ", 'a "b" & c')}}, set()), "what is left")
         contains(run.output, "removing succeeded", "exit code")
 
+    def other_prompt(self):
+        """A 32-bit command prompt has another System32 than the service; where the folder Sysnative tells of it, all goes
+        there. (Here it is a folder of its own.)"""
+        run = self.installation("other-prompt")
+        sysnative = r"C:\windows\Sysnative"
+        codes = run.run(self.package, [
+            rf"mkdir {sysnative}", rf"copy C:\windows\system32\reg.exe {sysnative}",
+            r"Z:\build\package\install.cmd", "STATE installed", rf"copy {sysnative}\OrvaneMinidriver.dll Z:\out\placed.dll",
+            r"Z:\build\package\uninstall.cmd", "STATE removed",
+            rf"del {sysnative}\reg.exe", rf"rmdir {sysnative}"])
+        equal(codes, [0] * 7, f"exit codes, {run.output}")
+        before = run.state("before")
+        equal(run.state("installed").difference(before), (installed(), set()), "what is installed")
+        equal((run.out / "placed.dll").read_bytes() == run.dll, True, "the DLL in that folder is the package's")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
+
     def files_in_the_way(self):
         """A DLL that is protected from writing is replaced and removed; so is what an attempt that was broken off left."""
         run = self.installation("files")
@@ -463,6 +479,7 @@ class Tests:
             "UpdatedBySetupInformation": self.update_by_setup_information, "UpdatedByScript": self.update_by_script,
             "WrongPackage": self.wrong_package, "InUse": self.in_use, "NotUnpacked": self.not_unpacked,
             "OddFolder": self.odd_folder, "OddEnvironment": self.odd_environment, "OddRegistry": self.odd_registry,
+            "OtherPrompt": self.other_prompt,
             "FilesInTheWay": self.files_in_the_way, "FoldersInTheWay": self.folders_in_the_way,
         }
 
