@@ -99,6 +99,28 @@ TEST(ToolPeFile, ImportsThatLieOutsideEndTheList) {
   }
 }
 
+// Names may lie upon each other, so that a small file could claim more of them than memory holds.
+TEST(ToolPeFile, NamesAndTheirNumberAreLimited) {
+  for (const auto& [length, fits] : {std::pair(260U, true), std::pair(261U, false)}) {
+    Bytes file = library(kMachineX64, true);
+    file.resize(kSectionData + 0x400);
+    put32(file, kSection + 16, 0x400);
+    put32(file, kSectionData + 0x10 + 12, kSectionAddress + 0x200);
+    std::fill_n(file.begin() + kSectionData + 0x200, length, std::uint8_t{'n'});
+    const std::vector<std::string> imports = {std::string(length, 'n'), "two.DLL"};
+    EXPECT_EQ(readPeFile(file), (PeFile{kMachineX64, fits ? imports : std::vector<std::string>()})) << length;
+  }
+  constexpr std::uint32_t kDescriptors = 2000;
+  Bytes file = library(kMachineX64, true);
+  file.resize(kSectionData + 0x10 + (kDescriptors + 1) * 20 + 2);
+  put32(file, kSection + 16, static_cast<std::uint32_t>(file.size() - kSectionData));
+  const auto name = static_cast<std::uint32_t>(file.size() - 2);
+  file[name] = 'n';
+  for (std::uint32_t i = 0; i < kDescriptors; ++i)
+    put32(file, kSectionData + 0x10 + i * 20 + 12, kSectionAddress + name - kSectionData);
+  EXPECT_EQ(readPeFile(file), (PeFile{kMachineX64, std::vector<std::string>(1024, "n")}));
+}
+
 TEST(ToolPeFile, EveryShorterFileIsRefusedOrReadInPart) {
   const Bytes whole = library(kMachineX64, true);
   for (std::size_t size = 0; size < whole.size(); ++size) {

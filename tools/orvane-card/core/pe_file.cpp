@@ -12,6 +12,9 @@ constexpr std::size_t kFileHeaderSize = 24;  // with the signature before it
 constexpr std::size_t kSectionSize = 40;
 constexpr std::size_t kImportDescriptorSize = 20;
 constexpr std::size_t kImportDirectory = 1;
+// What no library has: a file that claims more is damaged or made up, and would cost memory without end.
+constexpr std::size_t kLongestName = 260;
+constexpr std::size_t kMostImports = 1024;
 constexpr std::uint32_t kSignature = 0x00004550;  // "PE", two NULs
 constexpr std::uint16_t kMagic32 = 0x010B;
 constexpr std::uint16_t kMagic64 = 0x020B;
@@ -31,10 +34,10 @@ class Numbers {
     return readLittleEndian32(file_, offset);
   }
 
-  // The text up to a NUL; no value when it is not ended within the file.
+  // The text up to a NUL; no value when it is not ended within the file, or too long for a library's name.
   std::optional<std::string> text(std::size_t offset) const {
     std::string text;
-    for (; offset < file_.size(); ++offset) {
+    for (; offset < file_.size() && text.size() <= kLongestName; ++offset) {
       if (!file_[offset]) return text;
       text += static_cast<char>(file_[offset]);
     }
@@ -69,7 +72,7 @@ std::vector<std::string> importsAt(const Numbers& reader, const SectionTable& se
   std::vector<std::string> imports;
   const auto table = tableAddress ? sections.fileOffset(tableAddress) : std::nullopt;
   if (!table) return imports;
-  for (std::size_t descriptor = *table;; descriptor += kImportDescriptorSize) {
+  for (std::size_t descriptor = *table; imports.size() < kMostImports; descriptor += kImportDescriptorSize) {
     const auto nameAddress = reader.word(descriptor + 12);
     if (!nameAddress || !*nameAddress) return imports;
     const auto nameOffset = sections.fileOffset(*nameAddress);
@@ -77,6 +80,7 @@ std::vector<std::string> importsAt(const Numbers& reader, const SectionTable& se
     if (!name) return imports;
     imports.push_back(*name);
   }
+  return imports;
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ struct PeFile {
 };
 
 // readPeFile reads a whole program file of 32 or 64 bits. No value when it is none; an import table that points outside
-// the file ends the list of imports.
+// the file, or a name longer than 260 bytes, ends the list of imports; so do 1024 of them.
 std::optional<PeFile> readPeFile(ByteView file);
 
 // machineName gives "ARM64", "x64", "x86 (32 bits)" or the number.
