@@ -63,6 +63,17 @@ TEST(ToolLogReader, PutsLinesTogetherFromPieces) {
   }
 }
 
+// Each piece is looked through once: a file without line ends is read in time.
+TEST(ToolLogReader, LongLinesComeInManyPieces) {
+  constexpr std::size_t kPieces = 50000;
+  LogReader reader;
+  for (std::size_t i = 0; i < kPieces; ++i) ASSERT_TRUE(reader.add(std::string(1024, 'x')).empty());
+  const std::vector<LogLine> lines = reader.add("\ny\n");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].raw, std::string(kPieces * 1024, 'x'));
+  EXPECT_EQ(lines[1].raw, "y");
+}
+
 TEST(ToolLogReader, LinesBelongToTheCallBeforeThem) {
   EXPECT_EQ(callsIn(debugLine("first of all") + entryLine("CardReadFile") + debugLine("a") + entryLine("CardSignData") +
                     debugLine("b")),

@@ -98,9 +98,11 @@ LogLine parseLogLine(std::string_view line) {
 
 std::vector<LogLine> LogReader::add(std::string_view bytes) {
   std::vector<LogLine> lines;
+  // What waits holds no line end: it is not looked through again for each piece of a long line.
+  std::size_t end = rest_.size();
   rest_.append(bytes);
   std::size_t start = 0;
-  for (std::size_t end = 0; (end = rest_.find('\n', start)) != std::string::npos; start = end + 1)
+  for (; (end = rest_.find('\n', end)) != std::string::npos; start = ++end)
     lines.push_back(next(rest_.substr(start, end - start)));
   rest_.erase(0, start);
   return lines;
