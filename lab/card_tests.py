@@ -17,6 +17,7 @@ import time
 
 sys.dont_write_bytecode = True  # the tree stays as it is
 import doctor_cases  # noqa: E402
+import log_cases  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 from tool_run import REPOSITORY, Run  # noqa: E402
 
@@ -228,6 +229,7 @@ def main():
     cases["OldFirmware"] = old_firmware
     cases["Pins"] = pins
     cases.update(doctor_cases.CASES)
+    cases.update(log_cases.CASES)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
     try:
         make_tokens(folder / "tokens")

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "core/log_files.h"
 #include "core/tool_error.h"
 
 namespace orvane::tool {
@@ -226,6 +227,9 @@ class Parser {
         ->excludes(file);
     log->add_option("--date", options->date, "The log of this day, YYYY-MM-DD [the newest]")
         ->type_name("DATE")
+        ->check([](const std::string& text) {
+          return logDateOf(text + ".LOG") ? std::string() : "\"" + text + "\" is no date such as 2026-11-15";
+        })
         ->excludes(file);
     log->add_option("--temp", options->temp, "Below this temporary folder instead of this user's")
         ->type_name("FOLDER")

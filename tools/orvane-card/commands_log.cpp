@@ -29,29 +29,83 @@ constexpr const char* kHowToLog =
 // Reads a file that other programs append to, piece by piece.
 class GrowingFile {
  public:
-  explicit GrowingFile(std::string path) : path_(std::move(path)) {}
+  struct Piece {
+    std::string bytes;  // none: nothing more for now
+    bool anew = false;  // the file has been replaced or cut: these bytes do not go on where the last ones ended
+  };
+
+  // Begins `offset` bytes behind the beginning.
+  GrowingFile(std::string path, std::uint64_t offset)
+      : path_(std::move(path)), offset_(static_cast<std::streamoff>(offset)) {}
 
   const std::string& path() const { return path_; }
 
-  // more gives what was appended since the last call; none when the file cannot be opened. A file that has become
-  // shorter is read from its beginning.
-  std::optional<std::string> more() {
+  // more gives the next piece of what has been appended; no value when the file cannot be read. A file that has become
+  // shorter, or was gone in between, is read from its beginning.
+  std::optional<Piece> more() {
+    constexpr std::streamoff kLongestPiece = 1 << 20;
+    const std::filesystem::path place(toWide(path_));
     // Opened anew each time, so that the file can be moved or deleted meanwhile.
-    std::ifstream file(std::filesystem::path(toWide(path_)), std::ios::binary | std::ios::ate);
-    if (!file) return std::nullopt;
-    const std::streamoff size = file.tellg();
-    if (size < offset_) offset_ = 0;
-    std::string bytes(static_cast<std::size_t>(size - offset_), '\0');
+    std::ifstream file(place, std::ios::binary | std::ios::ate);
+    const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
+    if (size < 0) {
+      // One that is only locked for a moment goes on afterwards.
+      std::error_code error;
+      if (!std::filesystem::exists(place, error)) isNew_ = true;
+      return std::nullopt;
+    }
+    Piece piece;
+    if (size < offset_ || isNew_) {
+      piece.anew = offset_ > 0;
+      offset_ = 0;
+      isNew_ = false;
+    }
+    piece.bytes.resize(static_cast<std::size_t>(std::min(size - offset_, kLongestPiece)));
     file.seekg(offset_);
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    offset_ += static_cast<std::streamoff>(bytes.size());
-    return bytes;
+    file.read(piece.bytes.data(), static_cast<std::streamsize>(piece.bytes.size()));
+    piece.bytes.resize(static_cast<std::size_t>(file.gcount()));
+    offset_ += static_cast<std::streamoff>(piece.bytes.size());
+    return piece;
   }
 
  private:
   std::string path_;
-  std::streamoff offset_ = 0;
+  std::streamoff offset_;
+  bool isNew_ = false;
+};
+
+// A log file and the lines in it.
+class LogSource {
+ public:
+  explicit LogSource(std::string path, std::uint64_t offset = 0) : file_(std::move(path), offset) {}
+
+  const std::string& path() const { return file_.path(); }
+
+  // more gives lines that have been completed; an empty list does not mean that there are no more. No value at the end
+  // for now.
+  std::optional<std::vector<LogLine>> more() {
+    const std::optional<GrowingFile::Piece> piece = file_.more();
+    isReadable_ = piece.has_value();
+    if (!piece || piece->bytes.empty()) return std::nullopt;
+    std::vector<LogLine> lines;
+    if (piece->anew) {
+      lines = reader_.finish();
+      reader_ = LogReader();
+    }
+    for (LogLine& line : reader_.add(piece->bytes)) lines.push_back(std::move(line));
+    return lines;
+  }
+
+  // rest gives the last line when it has no end.
+  std::vector<LogLine> rest() { return reader_.finish(); }
+
+  // Whether the last `more` could read the file.
+  bool isReadable() const { return isReadable_; }
+
+ private:
+  GrowingFile file_;
+  LogReader reader_;
+  bool isReadable_ = false;
 };
 
 // Prints lines in the form that the output wants.
@@ -60,16 +114,16 @@ class LinePrinter {
   LinePrinter(const Output& output, const LogOptions& options)
       : output_(output), options_(options), style_(Output::style()), onTerminal_(Output::onTerminal()) {}
 
-  // print shows a line for people; for programs it gives the line's JSON.
+  // print shows a line for people; for programs it gives the line's JSON. What the others do not want is not made: logs
+  // are long.
   Json print(const LogLine& line) {
     const std::vector<std::string> all = options_.bare ? std::vector<std::string>() : explainLogMessage(line.message);
-    if (!output_.json()) {
-      const std::vector<std::string> fresh = notYetGiven(all);
-      output_.text(onTerminal_ ? styledLogLine(line, fresh, style_, Output::width(), callBefore_)
-                               : plainLogLine(line, fresh));
-      callBefore_ = line.call;
-    }
-    return logLineJson(line, all);
+    if (output_.json()) return logLineJson(line, all);
+    const std::vector<std::string> fresh = notYetGiven(all);
+    output_.text(onTerminal_ ? styledLogLine(line, fresh, style_, Output::width(), callBefore_)
+                             : plainLogLine(line, fresh));
+    callBefore_ = line.call;
+    return {};
   }
 
  private:
@@ -90,7 +144,11 @@ class LinePrinter {
   std::string callBefore_ = "(none yet)";
 };
 
-std::string folderOf(const LogOptions& options) { return options.temp ? *options.temp : temporaryFolder(); }
+std::string folderOf(const LogOptions& options) {
+  std::string folder = options.temp ? *options.temp : temporaryFolder();
+  while (folder.ends_with('\\') || folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
 
 std::string chosenPath(const LogOptions& options) {
   if (!options.file.empty()) return options.file;
@@ -121,23 +179,32 @@ Json listFiles(const Output& output, const LogOptions& options) {
 
 LogFilter filterOf(const LogOptions& options) { return {options.call, options.level == "error"}; }
 
-// Keeps the last lines that pass the filter, and counts all lines by call.
+// Passes on the lines that the filter keeps: all at once or, with a limit, the last ones at the end. Counts all lines
+// by call.
 class Tail {
  public:
   Tail(LogFilter filter, std::optional<int> limit) : filter_(std::move(filter)), limit_(limit) {}
 
-  void add(std::vector<LogLine> lines) {
+  // add gives the lines that need not wait for the end.
+  std::vector<LogLine> add(std::vector<LogLine> lines) {
+    std::vector<LogLine> passed;
     for (LogLine& line : lines) {
       ++calls_[line.call.empty() ? "(no call)" : line.call];
       if (!filter_.keeps(line)) continue;
+      if (!limit_) {
+        passed.push_back(std::move(line));
+        continue;
+      }
       kept_.push_back(std::move(line));
-      if (limit_ && kept_.size() > static_cast<std::size_t>(*limit_)) kept_.pop_front();
+      if (kept_.size() > static_cast<std::size_t>(*limit_)) kept_.pop_front();
     }
+    return passed;
   }
 
-  const std::deque<LogLine>& kept() const { return kept_; }
+  // The lines that waited.
+  std::vector<LogLine> kept() { return {kept_.begin(), kept_.end()}; }
 
-  // What the file holds instead, for somebody whose filter lets nothing through.
+  // What the file holds instead, for somebody whose filter lets nothing through; an empty text for an empty file.
   std::string calls() const {
     std::string text;
     for (const auto& [call, count] : calls_)
@@ -153,23 +220,37 @@ class Tail {
 };
 
 Json showFile(const Output& output, const LogOptions& options) {
-  GrowingFile file(chosenPath(options));
-  const std::optional<std::string> bytes = file.more();
-  if (!bytes) throw ToolError(ExitCode::kLocalFile, "cannot open \"" + file.path() + "\"");
-  LogReader reader;
+  LogSource source(chosenPath(options));
   Tail tail(filterOf(options), options.lines);
-  tail.add(reader.add(*bytes));
-  tail.add(reader.finish());
-  if (Output::onTerminal()) output.text(file.path() + "\n");
   LinePrinter printer(output, options);
+  std::size_t count = 0;
   Json lines = Json::array();
-  for (const LogLine& line : tail.kept()) lines.push_back(printer.print(line));
-  if (lines.empty())
-    output.message("No line of " + file.path() + " passes the filter; it holds lines of: " + tail.calls());
-  return {{"file", file.path()}, {"lines", std::move(lines)}};
+  const auto show = [&](const std::vector<LogLine>& some) {
+    for (const LogLine& line : some) {
+      // Somebody above may have seen enough.
+      if (output.isClosed()) return;
+      Json json = printer.print(line);
+      if (output.json()) lines.push_back(std::move(json));
+      ++count;
+    }
+  };
+  if (Output::onTerminal()) output.text(source.path() + "\n");
+  while (auto some = source.more()) {
+    show(tail.add(std::move(*some)));
+    if (output.isClosed()) break;
+  }
+  if (!source.isReadable()) throw ToolError(ExitCode::kLocalFile, "cannot read \"" + source.path() + "\"");
+  show(tail.add(source.rest()));
+  show(tail.kept());
+  if (count == 0)
+    output.message(tail.calls().empty()
+                       ? source.path() + " is empty."
+                       : "No line of " + source.path() + " passes the filter; it holds lines of: " + tail.calls());
+  return {{"file", source.path()}, {"lines", std::move(lines)}};
 }
 
-// Follows one file after the other: the next day's is another one.
+// Follows the file that was written last: the next day's is another one, and without --process another program's may
+// be.
 class Follower {
  public:
   Follower(const Output& output, const LogOptions& options)
@@ -178,65 +259,69 @@ class Follower {
   Json run() {
     constexpr auto kPause = std::chrono::milliseconds(200);
     constexpr int kLinesAtFirst = 20;
-    open();
-    Tail tail(filterOf(options_), options_.lines.value_or(kLinesAtFirst));
-    tail.add(read());
-    for (const LogLine& line : tail.kept()) print(line);
+    if (options_.file.empty()) {
+      for (const LogFile& file : logFilesBelow(folderOf(options_))) sizesAtFirst_[file.path] = file.size;
+    }
+    if (chooseSource(true)) {
+      Tail tail(filterOf(options_), options_.lines.value_or(kLinesAtFirst));
+      while (auto lines = current_->more()) tail.add(std::move(*lines));
+      show(tail.kept());
+    }
     while (goesOn()) {
       std::this_thread::sleep_for(kPause);
-      show(read());
-      if (open()) show(read());
+      showMore();
+      if (chooseSource(false)) showMore();
     }
-    show(reader_.finish());
-    return {{"file", file_ ? Json(file_->path()) : Json(nullptr)}, {"count", count_}};
+    for (auto& [path, source] : sources_) show(source.rest());
+    return {{"file", current_ ? Json(current_->path()) : Json(nullptr)}, {"count", count_}};
   }
 
  private:
   bool goesOn() const {
+    if (output_.isClosed()) return false;
     return !options_.duration || Clock::now() - start_ < std::chrono::duration<double>(*options_.duration);
   }
 
   // Takes the file that is the newest by now; true when it is another one than before. Not to have one yet is no
-  // mistake here: the program that will write it may not have started.
-  bool open() {
+  // mistake here: the program that will write it may not have started. Of a file that was there before, only what is
+  // new is wanted, except of the first one.
+  bool chooseSource(bool isFirst) {
     std::string path;
     try {
       path = chosenPath(options_);
     } catch (const ToolError&) {
       return false;
     }
-    if (file_ && file_->path() == path) return false;
-    show(reader_.finish());
-    reader_ = LogReader();
-    file_.emplace(std::move(path));
-    output_.message("Following " + file_->path());
+    if (current_ && current_->path() == path) return false;
+    const auto known = sizesAtFirst_.find(path);
+    const std::uint64_t offset = isFirst || known == sizesAtFirst_.end() ? 0 : known->second;
+    current_ = &sources_.try_emplace(path, path, offset).first->second;
+    output_.message("Following " + path);
     return true;
   }
 
-  std::vector<LogLine> read() {
-    if (!file_) return {};
-    const std::optional<std::string> bytes = file_->more();
-    return bytes ? reader_.add(*bytes) : std::vector<LogLine>();
+  void showMore() {
+    if (!current_) return;
+    while (const auto lines = current_->more()) show(*lines);
   }
 
   void show(const std::vector<LogLine>& lines) {
     for (const LogLine& line : lines) {
-      if (filterOf(options_).keeps(line)) print(line);
+      if (output_.isClosed()) return;
+      if (!filterOf(options_).keeps(line)) continue;
+      ++count_;
+      Json json = printer_.print(line);
+      output_.document({{"command", "log"}, {"line", std::move(json)}});
     }
-  }
-
-  void print(const LogLine& line) {
-    ++count_;
-    Json json = printer_.print(line);
-    output_.document({{"command", "log"}, {"line", std::move(json)}});
   }
 
   const Output& output_;
   const LogOptions& options_;
   LinePrinter printer_;
   Clock::time_point start_;
-  std::optional<GrowingFile> file_;
-  LogReader reader_;
+  std::map<std::string, std::uint64_t> sizesAtFirst_;
+  std::map<std::string, LogSource> sources_;
+  LogSource* current_ = nullptr;
   std::size_t count_ = 0;
 };
 

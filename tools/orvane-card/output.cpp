@@ -13,46 +13,54 @@ bool isConsole(HANDLE stream) {
   return GetConsoleMode(stream, &mode) != 0;
 }
 
-void writeBytes(HANDLE stream, const void* data, std::size_t size) {
+// Whether all of it could be written.
+bool writeBytes(HANDLE stream, const void* data, std::size_t size) {
   const auto* rest = static_cast<const std::uint8_t*>(data);
   while (size) {
     DWORD written = 0;
     const auto part = static_cast<DWORD>(std::min<std::size_t>(size, 1U << 20));
-    if (!WriteFile(stream, rest, part, &written, nullptr) || !written) return;
+    if (!WriteFile(stream, rest, part, &written, nullptr) || !written) return false;
     rest += written;
     size -= written;
   }
+  return true;
 }
 
-void writeText(DWORD streamId, std::string_view utf8) {
+bool writeText(DWORD streamId, std::string_view utf8) {
   const HANDLE stream = GetStdHandle(streamId);
   if (!isConsole(stream)) {
-    writeBytes(stream, utf8.data(), utf8.size());
-    return;
+    return writeBytes(stream, utf8.data(), utf8.size());
   }
   const std::wstring wide = toWide(utf8);
   for (std::size_t start = 0; start < wide.size();) {
     DWORD written = 0;
     const auto part = static_cast<DWORD>(std::min<std::size_t>(wide.size() - start, 8192));
-    if (!WriteConsoleW(stream, wide.data() + start, part, &written, nullptr) || !written) return;
+    if (!WriteConsoleW(stream, wide.data() + start, part, &written, nullptr) || !written) return false;
     start += written;
   }
+  return true;
 }
 
 }  // namespace
 
 void Output::text(std::string_view utf8) const {
-  if (!json()) writeText(STD_OUTPUT_HANDLE, utf8);
+  if (!json()) write(utf8);
 }
 
 void Output::document(const Json& document) const {
   if (!json()) return;
   const int indent = format_ == OutputFormat::kJson ? 2 : -1;
   // Card data may hold any bytes; those that are no UTF-8 are replaced rather than refused.
-  writeText(STD_OUTPUT_HANDLE, document.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n");
+  write(document.dump(indent, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
-void Output::raw(ByteView data) const { writeBytes(GetStdHandle(STD_OUTPUT_HANDLE), data.data(), data.size()); }
+void Output::raw(ByteView data) const {
+  if (!writeBytes(GetStdHandle(STD_OUTPUT_HANDLE), data.data(), data.size())) isClosed_ = true;
+}
+
+void Output::write(std::string_view utf8) const {
+  if (!isClosed_ && !writeText(STD_OUTPUT_HANDLE, utf8)) isClosed_ = true;
+}
 
 void Output::message(std::string_view utf8) const { writeText(STD_ERROR_HANDLE, std::string(utf8) + "\n"); }
 

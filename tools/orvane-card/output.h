@@ -37,6 +37,9 @@ class Output {
   // output when the output is JSON.
   void failure(const std::string& command, const ToolError& error) const;
 
+  // isClosed says that standard output took no more: its reader has gone, or the disk is full.
+  bool isClosed() const { return isClosed_; }
+
   bool json() const { return format_ != OutputFormat::kText; }
 
   // style gives colours when standard output is a console that shows them, unless the environment variable NO_COLOR is
@@ -50,7 +53,10 @@ class Output {
   static bool onTerminal();
 
  private:
+  void write(std::string_view utf8) const;
+
   OutputFormat format_;
+  mutable bool isClosed_ = false;
 };
 
 }  // namespace orvane::tool

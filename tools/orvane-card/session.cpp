@@ -98,6 +98,10 @@ ExitCode execute(const Request& request) {
   }
   const std::vector<std::string> complaints = environment.disconnect();
   for (const std::string& complaint : complaints) output.message("orvane-card: warning: " + complaint);
+  if (output.isClosed() && result == ExitCode::kSuccess) {
+    output.message("orvane-card: standard output could not be written in full");
+    return ExitCode::kLocalFile;
+  }
   return request.strict && !complaints.empty() && result == ExitCode::kSuccess ? ExitCode::kCheckFailed : result;
 }
 
