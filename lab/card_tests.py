@@ -207,6 +207,17 @@ def pins(run):
     no_pin_in_log(run)
 
 
+def pin_nobody_asked_for(run):
+    """A command fails before it asks for its PIN; the PIN is then the next line of the session, and is not shown."""
+    for arguments in (["session"], ["--json", "session"]):
+        process = run.start(None, None, [], *arguments)
+        output, errors = process.communicate(f"-pin verify\n{PIN}\n")
+        equal(process.returncode, 2, "exit status")
+        contains(errors, "a line of standard input is no command", "standard error")
+        if PIN in output + errors:
+            raise AssertionError(f"a PIN was printed:\n{output}\n{errors}")
+
+
 def make_tokens(folder):
     maker = REPOSITORY / "softtoken/make_token.sh"
     for serial, keys, *options in (
@@ -228,6 +239,7 @@ def main():
     cases["Decrypts"] = decrypts
     cases["OldFirmware"] = old_firmware
     cases["Pins"] = pins
+    cases["PinNobodyAskedFor"] = pin_nobody_asked_for
     cases.update(doctor_cases.CASES)
     cases.update(log_cases.CASES)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))

@@ -54,16 +54,23 @@ LineSource lineSource(const Request& request) {
   };
 }
 
-ExitCode runLine(Environment& environment, const std::string& line) {
+// `mayBePin`: the line comes from where PINs come from, too. One that no command has taken, because the command failed
+// before it asked, must not be shown.
+ExitCode runLine(Environment& environment, const std::string& line, bool isEchoed, bool mayBePin) {
+  const Output& output = environment.output();
   try {
     const Request request = parseSessionLine(line);
-    if (!request.text.empty()) {
-      environment.output().text(request.text);
-      return ExitCode::kSuccess;
-    }
-    return runCommand(environment, request);
+    if (isEchoed) output.text("> " + line + "\n");
+    if (request.text.empty()) return runCommand(environment, request);
+    output.text(request.text);
+    return ExitCode::kSuccess;
   } catch (const ToolError& error) {
-    environment.output().failure(line, error);
+    if (mayBePin) {
+      output.failure("", ToolError(error.exitCode(), "a line of standard input is no command",
+                                   "It is not shown here, because it could be a PIN that no command has asked for."));
+    } else {
+      output.failure(line, error);
+    }
     return error.exitCode();
   }
 }
@@ -71,14 +78,14 @@ ExitCode runLine(Environment& environment, const std::string& line) {
 ExitCode runSession(Environment& environment, const Request& request) {
   const LineSource next = lineSource(request);
   const bool interactive = request.sessionLines.empty() && request.sessionFile.empty() && Input::fromConsole();
+  const bool fromInput = request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-");
   for (std::string line; next(line);) {
     line.erase(0, line.find_first_not_of(" \t"));
     if (line.empty() || line.starts_with('#')) continue;
     if (interactive && (line == "exit" || line == "quit")) break;
     const bool mayFail = line.starts_with('-');
     if (mayFail) line.erase(0, 1);
-    if (!interactive) environment.output().text("> " + line + "\n");
-    const ExitCode result = runLine(environment, line);
+    const ExitCode result = runLine(environment, line, !interactive, fromInput && !interactive);
     if (result != ExitCode::kSuccess && !mayFail && !interactive) return result;
   }
   return ExitCode::kSuccess;
