@@ -107,7 +107,14 @@ def minidriver_file(run):
            ok=before("driver"))
     driver.write_text("no library")
     expect(run, 4, "broken", "driver", "is no program library", "Install", ok=before("driver"))
+    shutil.copy(run.directory / "orvane-card.exe", driver)
+    expect(run, 4, "broken", "acquire", "is no minidriver: it has no function CardAcquireContext", "Another library",
+           ok=before("acquire"))
     driver.unlink()
+    driver.mkdir()
+    expect(run, 4, "broken", "driver", "There is no file Z:\\build\\OrvaneMinidriver.dll", "Install",
+           ok=before("driver"))
+    driver.rmdir()
     expect(run, 4, "broken", "driver", "There is no file Z:\\build\\OrvaneMinidriver.dll", "Install",
            ok=before("driver"))
 
@@ -121,6 +128,9 @@ def token_library(run):
            ok=before("library"))
     patch_machine(library)
     expect(run, 4, "broken", "library", "is built for x86 (32 bits)", "Install", ok=before("library"))
+    library.write_bytes(content[:5000])
+    expect(run, 4, "broken", "library", "OrvaneDSCLibrary.dll does not load", "is damaged or built for another",
+           ok=before("library"))
     library.write_text("no library")
     expect(run, 4, "broken", "library", "is no program library", "Install", ok=before("library"))
     library.unlink()
@@ -160,7 +170,14 @@ def log_settings(run):
     expect(run, 12, "warning", "log", "logLevel is no number", "reg add")
     run.registry = LAB / "orvane.reg"
     (run.temp / "Brightfold").write_text("in the way")
-    expect(run, 12, "warning", "log", "\\Brightfold cannot be used", '"Brightfold" in it is a folder')
+    expect(run, 12, "warning", "log", "\\Brightfold cannot be used", "\\Brightfold is a folder")
+    (run.temp / "Brightfold").unlink()
+    (run.temp / LOG_FOLDER).parent.mkdir()
+    (run.temp / LOG_FOLDER).write_text("in the way")
+    expect(run, 12, "warning", "log", "\\Brightfold\\orvane-card cannot be used", "\\orvane-card is a folder")
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"="' + "3" * 40 + '"')
+    (run.temp / LOG_FOLDER).unlink()
+    expect(run, 12, "warning", "log", "no number and too long to be read", "reg add")
 
 
 def log_command(run):

@@ -53,6 +53,10 @@ TEST(ToolDoctorReaders, MissingOnesAreBroken) {
                 "There is no reader \"three\"; there is \"one\", \"two\".", "another one wanted");
   EXPECT_EQ(judgeReaders({one}, std::nullopt), ok("One reader: \"one\"."));
   EXPECT_EQ(judgeReaders({one, two}, "two"), ok("2 readers: \"one\", \"two\"."));
+  // The certificate that somebody misses may be on the other token.
+  EXPECT_EQ(judgeReaders({one, two, reader("three", true, orvane())}, std::nullopt),
+            ok("3 readers: \"one\", \"two\", \"three\". Orvane tokens are in 2 of them; what follows is about one, and "
+               "--reader chooses another."));
 }
 
 TEST(ToolDoctorCard, MustBeThereAnswerAndBeFree) {
@@ -113,7 +117,7 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
       {"no crypto provider",
        {changed([](CardType& type) { type.cryptoProvider.clear(); })},
        StepState::kBroken,
-       "has the value \"Crypto Provider\" missing instead of exactly \"Microsoft Base Smart Card Crypto Provider\"",
+       "has no text as its value \"Crypto Provider\" instead of exactly \"Microsoft Base Smart Card Crypto Provider\"",
        "Token"},
       {"crypto provider in other letters",
        {changed([](CardType& type) { type.cryptoProvider = "microsoft base smart card crypto provider"; })},
@@ -188,6 +192,8 @@ TEST(ToolDoctorDriver, MustBeThereAndOfTheProcessorsKind) {
                 "C:\\a.dll is built for x64, but this program runs as ARM64", "another kind");
   file.pe.reset();
   expectFinding(judgeDriver(file, kMachineX64), StepState::kBroken, "C:\\a.dll is no program library", "no library");
+  file.readable = false;
+  expectFinding(judgeDriver(file, kMachineX64), StepState::kBroken, "C:\\a.dll is there but cannot be read", "refused");
   file.found = false;
   expectFinding(judgeDriver(file, kMachineX64), StepState::kBroken, "There is no file C:\\a.dll", "not there");
 }
@@ -287,24 +293,22 @@ TEST(ToolDoctorLog, MustBeWrittenSomewhere) {
   };
   const Case cases[] = {
       {"default",
-       {std::nullopt, true, "T", true, ""},
+       {std::nullopt, true, "T", "", ""},
        StepState::kOk,
        "Errors are logged. There is no log file of this user yet; it will be below T\\Brightfold."},
-      {"errors", {2, true, "T", true, "T\\f"}, StepState::kOk, "Errors are logged. The newest file is T\\f."},
-      {"everything", {3, true, "T", true, "T\\f"}, StepState::kOk, "Everything is logged (level 3). The newest"},
-      {"more", {4, true, "T", true, "T\\f"}, StepState::kOk, "Errors are logged. The newest"},
-      {"exceptions", {1, true, "T", true, ""}, StepState::kWarning, "because logLevel is 1"},
-      {"nothing", {0, true, "T", true, ""}, StepState::kWarning, "because logLevel is 0"},
-      {"negative", {-1, true, "T", true, ""}, StepState::kWarning, "because logLevel is -1"},
+      {"errors", {2, true, "T", "", "T\\f"}, StepState::kOk, "Errors are logged. The newest file is T\\f."},
+      {"everything", {3, true, "T", "", "T\\f"}, StepState::kOk, "Everything is logged (level 3). The newest"},
+      {"more", {4, true, "T", "", "T\\f"}, StepState::kOk, "Errors are logged. The newest"},
+      {"exceptions", {1, true, "T", "", ""}, StepState::kWarning, "because logLevel is 1"},
+      {"nothing", {0, true, "T", "", ""}, StepState::kWarning, "because logLevel is 0"},
+      {"negative", {-1, true, "T", "", ""}, StepState::kWarning, "because logLevel is -1"},
       {"text",
-       {51, false, "T", true, ""},
+       {51, false, "T", "", ""},
        StepState::kWarning,
        "only the first byte counts, 51, which means errors only"},
-      {"bytes",
-       {3, false, "T", true, ""},
-       StepState::kWarning,
-       "only the first byte counts, 3, which means everything"},
-      {"no folder", {3, true, "T", false, ""}, StepState::kWarning, "the folder T\\Brightfold cannot be used"},
+      {"bytes", {3, false, "T", "", ""}, StepState::kWarning, "only the first byte counts, 3, which means everything"},
+      {"long text", {std::nullopt, false, "T", "", ""}, StepState::kWarning, "too long to be read, which means errors"},
+      {"no folder", {3, true, "T", "T\\Brightfold", ""}, StepState::kWarning, "T\\Brightfold cannot be used"},
   };
   for (const Case& row : cases) expectFinding(judgeLog(row.facts), row.state, row.part, row.what);
 }

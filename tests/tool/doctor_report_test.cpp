@@ -77,7 +77,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
   report.set(DoctorStep::kCard, warning("Another card.", "Look."));
   report.set(DoctorStep::kRegistration, broken("No entry.", "Install."));
   report.set(DoctorStep::kDriver, Finding{});
-  EXPECT_EQ(report.text(Style(false), 0),
+  EXPECT_EQ(report.text(0, kDoctorStepCount, Style(false), 0),
             "ok           Smart-card service     Fine.\n"
             "ok           Card reader            Fine.\n"
             "warning      Card in the reader     Another card.\n"
@@ -91,7 +91,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
             "ok           Keys and certificates  Fine.\n"
             "ok           Log                    Fine.\n"
             "ok           Freshness numbers      Fine.\n");
-  EXPECT_TRUE(report.text(Style(true), 0)
+  EXPECT_TRUE(report.text(0, kDoctorStepCount, Style(true), 0)
                   .starts_with("\x1B[32mok           \x1B[0m\x1B[1mSmart-card service     \x1B[0mFine.\n"
                                "\x1B[32mok           \x1B[0m\x1B[1mCard reader            \x1B[0mFine.\n"
                                "\x1B[33mwarning      \x1B[0m\x1B[1mCard in the reader     \x1B[0mAnother card.\n"
@@ -102,7 +102,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
 TEST(ToolDoctorReport, TextKeepsToTheWidth) {
   DoctorReport report;
   report.set(DoctorStep::kService, broken("One two three four.", "Five six seven eight nine."));
-  EXPECT_TRUE(report.text(Style(false), 46)
+  EXPECT_TRUE(report.text(0, kDoctorStepCount, Style(false), 46)
                   .starts_with("broken       Smart-card service     One two\n"
                                "                                    three\n"
                                "                                    four.\n"
@@ -124,6 +124,16 @@ TEST(ToolDoctorReport, JsonShowsEveryLink) {
             R"({"step":"reader","title":"Card reader","state":"broken","finding":"None.","advice":"Plug."})");
   EXPECT_EQ(json["steps"][2].dump(), R"({"step":"card","title":"Card in the reader","state":"not reached",)"
                                      R"("finding":null,"advice":null})");
+}
+
+TEST(ToolDoctorReport, ShowsSomeLinksAndNoCommandsToTheTerminal) {
+  DoctorReport report;
+  report.set(DoctorStep::kReader, broken("A reader \"\x1B[2J\xC2\x9B\".", "Take\tit out."));
+  EXPECT_EQ(report.text(1, 3, Style(false), 0),
+            "broken       Card reader            A reader \".[2J.\".\n"
+            "             What to do: Take.it out.\n"
+            "not reached  Card in the reader\n");
+  EXPECT_EQ(report.text(1, 1, Style(false), 0), "");
 }
 
 }  // namespace

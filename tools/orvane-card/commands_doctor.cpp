@@ -1,5 +1,6 @@
 // The command that walks the chain that makes a certificate appear: doctor.
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <thread>
 
@@ -23,7 +24,9 @@ constexpr const char* kErrorsInLog =
 
 // A failed call of the minidriver as a finding.
 Finding failed(const ToolError& error) {
-  return broken(std::string(error.what()) + ".", error.advice().empty() ? kErrorsInLog : error.advice());
+  std::string text = std::string(error.what()) + ".";
+  text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+  return broken(std::move(text), error.advice().empty() ? kErrorsInLog : error.advice());
 }
 
 bool isCertificate(const CardPath& path) { return path.name.starts_with("ksc") || path.name.starts_with("kxc"); }
@@ -121,47 +124,66 @@ FreshnessFacts watchFreshness(CardSession& card) {
 }
 
 // Doctor walks along the chain and stops at a link on which the next ones depend. What is installed on the machine does
-// not depend on the card, so it is looked at without one, too.
+// not depend on the card, so it is looked at without one, too. Each link is shown as soon as it is known: a library
+// that hangs, or takes the program down with it, then does so below the last link that was fine.
 class Doctor {
  public:
   explicit Doctor(Environment& environment) : environment_(environment) {}
 
   DoctorReport examine() {
     const bool hasCard = examineReader();
-    const bool isInstalled = examineInstallation();
-    if (hasCard && isInstalled) examineCard();
-    report_.set(DoctorStep::kLog, judgeLog(logFacts()));
+    showUpTo(DoctorStep::kRegistration);
+    if (examineInstallation() && hasCard) {
+      examineCard();
+    } else {
+      examineLog();
+    }
+    showUpTo(kDoctorStepCount);
     return report_;
   }
 
  private:
+  // Notes what was found, and shows all links up to that one. Says whether the chain holds there.
+  bool report(DoctorStep step, Finding finding) {
+    const bool holds = report_.set(step, std::move(finding));
+    showUpTo(static_cast<std::size_t>(step) + 1);
+    return holds;
+  }
+
+  void showUpTo(DoctorStep step) { showUpTo(static_cast<std::size_t>(step)); }
+
+  void showUpTo(std::size_t end) {
+    if (end <= shown_) return;
+    environment_.output().text(report_.text(shown_, end, Output::style(), Output::width()));
+    shown_ = end;
+  }
+
+  void examineLog() { report(DoctorStep::kLog, judgeLog(logFacts())); }
+
   bool examineReader() {
     std::vector<Reader> readers;
     try {
-      SmartCardService& service = environment_.service();
-      report_.set(DoctorStep::kService, ok("The smart-card service runs."));
-      readers = service.readers();
+      readers = environment_.service().readers();
     } catch (const ToolError& error) {
-      return report_.set(DoctorStep::kService, broken(std::string(error.what()) + ".", kStartService));
+      return report(DoctorStep::kService, broken(std::string(error.what()) + ".", kStartService));
     }
+    report(DoctorStep::kService, ok("The smart-card service runs."));
     const std::optional<std::string>& wanted = environment_.options().reader;
-    if (!report_.set(DoctorStep::kReader, judgeReaders(readers, wanted))) return false;
+    if (!report(DoctorStep::kReader, judgeReaders(readers, wanted))) return false;
     reader_ = *chooseReader(readers, wanted);
-    return report_.set(DoctorStep::kCard, judgeCard(reader_));
+    return report(DoctorStep::kCard, judgeCard(reader_));
   }
 
   bool examineInstallation() {
     const std::optional<std::string>& named = environment_.options().driver;
     const ByteView atr = reader_.atr.empty() ? orvaneAtr() : ByteView(reader_.atr);
-    if (!report_.set(DoctorStep::kRegistration,
-                     judgeRegistration(registeredCardTypes(), atr, named.has_value()).finding))
+    if (!report(DoctorStep::kRegistration, judgeRegistration(registeredCardTypes(), atr, named.has_value()).finding))
       return false;
     choice_ = chooseDriver(named, atr);
     const std::uint16_t machine = processMachine();
     const LibraryFile driver = inspectLibrary(choice_.path);
-    return report_.set(DoctorStep::kDriver, judgeDriver(driver, machine)) &&
-           report_.set(DoctorStep::kLibrary,
-                       judgeLibrary(*driver.pe, inspectTokenLibrary(choice_.path, machine), machine));
+    return report(DoctorStep::kDriver, judgeDriver(driver, machine)) &&
+           report(DoctorStep::kLibrary, judgeLibrary(*driver.pe, inspectTokenLibrary(choice_.path, machine), machine));
   }
 
   void examineCard() {
@@ -172,32 +194,35 @@ class Doctor {
     try {
       card = std::make_unique<CardSession>(environment_.service(), reader_, choice_, std::move(trace));
     } catch (const ToolError& error) {
-      report_.set(DoctorStep::kAcquire, failed(error));
+      report(DoctorStep::kAcquire, failed(error));
+      examineLog();
       return;
     }
-    report_.set(DoctorStep::kAcquire, ok("The minidriver accepts the card and offers version " +
-                                         std::to_string(card->version()) + " of the interface."));
+    report(DoctorStep::kAcquire, ok("The minidriver accepts the card and offers version " +
+                                    std::to_string(card->version()) + " of the interface."));
     try {
-      if (report_.set(DoctorStep::kFiles, judgeFiles(fileFacts(*card))))
-        report_.set(DoctorStep::kKeys, judgeKeys(allContainerFacts(*card)));
+      if (report(DoctorStep::kFiles, judgeFiles(fileFacts(*card))))
+        report(DoctorStep::kKeys, judgeKeys(allContainerFacts(*card)));
     } catch (const ToolError& error) {
       const bool listed = report_.at(DoctorStep::kFiles).holds();
       report_.set(listed ? DoctorStep::kKeys : DoctorStep::kFiles, failed(error));
     }
-    report_.set(DoctorStep::kFreshness, judgeFreshness(watchFreshness(*card)));
+    examineLog();
+    report(DoctorStep::kFreshness, judgeFreshness(watchFreshness(*card)));
   }
 
   Environment& environment_;
   DoctorReport report_;
   Reader reader_;
   DriverChoice choice_;
+  std::size_t shown_ = 0;
 };
 
 }  // namespace
 
 Json runDoctor(Environment& environment) {
   const DoctorReport report = Doctor(environment).examine();
-  environment.output().text(report.text(Output::style(), Output::width()) + "\n");
+  environment.output().text("\n");
   Json result = report.json();
   if (report.exitCode() != ExitCode::kSuccess)
     throw PartialFailure(ToolError(report.exitCode(), report.summary()), std::move(result));

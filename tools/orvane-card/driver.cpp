@@ -100,9 +100,9 @@ DriverChoice chooseDriver(const std::optional<std::string>& path, ByteView atr) 
   return {toUtf8((std::filesystem::path(toWide(systemFolder())) / entry).wstring()), match->name, true};
 }
 
-DriverModule::DriverModule(const std::string& path) {
-  module_ = LoadLibraryExW(toWide(path).c_str(), nullptr,
-                           LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+DriverModule::DriverModule(const std::string& path)
+    : module_(LoadLibraryExW(toWide(path).c_str(), nullptr,
+                             LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS)) {
   if (!module_) {
     const DWORD error = GetLastError();
     const ToolError failure("LoadLibrary", error);

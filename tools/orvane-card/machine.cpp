@@ -33,6 +33,10 @@ bool takesFiles(const std::string& folder) {
   return isFolder(folder);
 }
 
+// The folder of all logs. Not put together as a path: "R:", a drive, and a name would be one in that drive's current
+// folder.
+std::string logFolder(const std::string& temporaryFolder) { return temporaryFolder + "\\Brightfold"; }
+
 // Whether the library's own needs can be met, as Windows looks for them.
 std::vector<std::string> missingImports(const std::string& folder, const PeFile& pe) {
   std::vector<std::string> missing;
@@ -86,8 +90,9 @@ LibraryFile inspectLibrary(const std::string& path) {
   if (!file.found) return file;
   try {
     file.pe = readPeFile(readLocalFile(path));
-  } catch (const ToolError&) {
-    // Unreadable is as good as no library.
+  } catch (const std::exception&) {
+    // Refused, or larger than memory.
+    file.readable = false;
   }
   file.version = DriverModule::fileVersion(path);
   return file;
@@ -119,7 +124,7 @@ std::string temporaryFolder() {
 }
 
 std::vector<LogFile> logFilesBelow(const std::string& temporaryFolder) {
-  const std::string base = joinPath(temporaryFolder, "Brightfold");
+  const std::string base = logFolder(temporaryFolder);
   std::vector<LogFile> files;
   forEachIn(base, [&](const WIN32_FIND_DATAW& entry) {
     const std::string process = toUtf8(entry.cFileName);
@@ -139,15 +144,16 @@ LogFacts logFacts() {
                                    value.data(), &size);
   value.resize(size);
   facts.level = logLevelOf(result == ERROR_SUCCESS ? std::optional(value) : std::nullopt);
-  facts.isNumber = result != ERROR_SUCCESS || type == REG_DWORD || type == REG_QWORD;
+  facts.isNumber = result == ERROR_SUCCESS ? type == REG_DWORD || type == REG_QWORD : result != ERROR_MORE_DATA;
 
   facts.folder = temporaryFolder();
-  const std::string base = joinPath(facts.folder, "Brightfold");
+  const std::string base = logFolder(facts.folder);
   const std::string own = joinPath(base, "orvane-card");
   const auto isThere = [](const std::string& path) {
     return GetFileAttributesW(toWide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
   };
-  facts.writable = takesFiles(isThere(own) ? own : isThere(base) ? base : facts.folder);
+  const std::string nearest = isThere(own) ? own : isThere(base) ? base : facts.folder + "\\";
+  if (!takesFiles(nearest)) facts.obstacle = nearest;
 
   const std::vector<LogFile> files = logFilesBelow(facts.folder);
   if (const LogFile* newest = chooseLogFile(files, {}, {})) facts.newestFile = newest->path;

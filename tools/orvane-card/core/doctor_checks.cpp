@@ -38,8 +38,10 @@ std::string_view fileName(std::string_view path) {
 std::string providerProblem(const CardType& type) {
   const auto differs = [&](const char* value, const std::string& stored, std::string_view wanted) {
     if (stored == wanted) return std::string();
-    return "The registry entry " + inQuotes(type.name) + " has the value " + inQuotes(value) + " " +
-           (stored.empty() ? "missing" : "as " + inQuotes(stored)) + " instead of exactly " + inQuotes(wanted) + ".";
+    return "The registry entry " + inQuotes(type.name) + " has " +
+           (stored.empty() ? "no text as its value " + inQuotes(value)
+                           : "the value " + inQuotes(value) + " as " + inQuotes(stored)) +
+           " instead of exactly " + inQuotes(wanted) + ".";
   };
   std::string problem = differs("Crypto Provider", type.cryptoProvider, kCryptoProvider);
   return problem.empty() ? differs("Smart Card Key Storage Provider", type.keyStorageProvider, kKeyStorageProvider)
@@ -95,6 +97,9 @@ std::string listed(const std::vector<std::string>& texts) {
 
 // A library that is there: is it one, and for this process?
 std::optional<Finding> judgeKind(const LibraryFile& file, std::uint16_t machine, const std::string& advice) {
+  if (!file.readable)
+    return broken(file.path + " is there but cannot be read.",
+                  "Look whether this user may read it and whether another program, such as a virus scanner, holds it.");
   if (!file.pe) return broken(file.path + " is no program library.", advice);
   if (file.pe->machine == machine) return std::nullopt;
   return broken(file.path + " is built for " + machineName(file.pe->machine) + ", but this program runs as " +
@@ -136,8 +141,12 @@ Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std
   if (!chooseReader(readers, wanted))
     return broken("There is no reader " + inQuotes(wanted.value_or("")) + "; there is " + listed(names) + ".",
                   "Write the reader's name exactly as shown here, or leave --reader out.");
-  return ok((readers.size() == 1 ? "One reader: " : std::to_string(readers.size()) + " readers: ") + listed(names) +
-            ".");
+  const std::string found =
+      (readers.size() == 1 ? "One reader: " : std::to_string(readers.size()) + " readers: ") + listed(names) + ".";
+  const auto tokens = std::count_if(readers.begin(), readers.end(), isOrvane);
+  if (tokens < 2) return ok(found);
+  return ok(found + " Orvane tokens are in " + std::to_string(tokens) + " of them; what follows is about one, and " +
+            "--reader chooses another.");
 }
 
 Finding judgeCard(const Reader& reader) {
@@ -240,13 +249,15 @@ std::optional<int> logLevelOf(const std::optional<Bytes>& value) {
 }
 
 Finding judgeLog(const LogFacts& facts) {
-  if (!facts.writable)
-    return warning("No log can be written: the folder " + facts.folder + "\\Brightfold cannot be used.",
-                   "Make sure that " + facts.folder +
-                       " exists, that this user may write there, and that \"Brightfold\" in it is a folder.");
+  if (!facts.obstacle.empty())
+    return warning("No log can be written: " + facts.obstacle + " cannot be used.",
+                   "Make sure that " + facts.obstacle + " is a folder and that this user may write there.");
   const int level = facts.level.value_or(2);
   if (level < 2)
     return warning("Nothing is written to the log, because logLevel is " + std::to_string(level) + ".", kSetLogLevel);
+  if (!facts.isNumber && !facts.level)
+    return warning("The registry value logLevel is no number and too long to be read, which means errors only.",
+                   kSetLogLevel);
   if (!facts.isNumber)
     return warning("The registry value logLevel is no number; of it only the first byte counts, " +
                        std::to_string(level) + ", which means " + (level == 3 ? "everything" : "errors only") + ".",

@@ -46,6 +46,7 @@ Registration judgeRegistration(const std::vector<CardType>& types, ByteView atr,
 struct LibraryFile {
   std::string path;  // where it lies, or where it was expected
   bool found = false;
+  bool readable = true;
   std::optional<PeFile> pe;            // none when the file is no program library
   std::string version;                 // of its version resource; may be empty
   std::vector<std::string> missing;    // libraries that it needs and that are not there
@@ -97,9 +98,9 @@ std::optional<int> logLevelOf(const std::optional<Bytes>& value);
 // LogFacts is what determines whether a log is written, and where.
 struct LogFacts {
   std::optional<int> level;  // as logLevelOf gives it
-  bool isNumber = true;      // the value has a numeric type
+  bool isNumber = true;      // the value has a numeric type, or is missing
   std::string folder;        // temporary folder, without a separator at its end
-  bool writable = true;      // a folder "Brightfold" can be used there
+  std::string obstacle;      // what cannot be written to, of the folders of the log; empty when all can
   std::string newestFile;    // empty when there is none
 };
 Finding judgeLog(const LogFacts& facts);

@@ -121,18 +121,19 @@ std::string DoctorReport::summary() const {
          counted(warnings, "warning", "warnings") + ".";
 }
 
-std::string DoctorReport::text(const Style& style, std::size_t width) const {
+std::string DoctorReport::text(std::size_t first, std::size_t end, const Style& style, std::size_t width) const {
   constexpr std::size_t kFindingColumn = kStateWidth + kTitleWidth;
   constexpr std::string_view kAdvice = "What to do: ";
   std::string text;
-  for (std::size_t step = 0; step < kDoctorStepCount; ++step) {
+  for (std::size_t step = first; step < end; ++step) {
     const Finding& finding = findings_[step];
     const std::string title(kSteps[step].title);
     text += style.paint(toneOf(finding.state), padded(stepStateName(finding.state), kStateWidth)) +
             style.paint(Tone::kStrong, finding.text.empty() ? title : padded(title, kTitleWidth)) +
-            wrapped(finding.text, kFindingColumn, width) + "\n";
+            wrapped(withoutCommands(finding.text), kFindingColumn, width) + "\n";
     if (finding.advice.empty()) continue;
-    text += std::string(kStateWidth, ' ') + wrapped(std::string(kAdvice) + finding.advice, kStateWidth, width) + "\n";
+    text += std::string(kStateWidth, ' ') +
+            wrapped(std::string(kAdvice) + withoutCommands(finding.advice), kStateWidth, width) + "\n";
   }
   return text;
 }

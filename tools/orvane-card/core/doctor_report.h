@@ -72,9 +72,9 @@ class DoctorReport {
   // summary says in one line how many links are broken or suspicious and which comes first.
   std::string summary() const;
 
-  // text shows all links with state, finding and advice, without the summary, in lines of `width` columns (0: of any
-  // length).
-  std::string text(const Style& style, std::size_t width) const;
+  // text shows the links from the one with number `first` up to the one before `end`, with state, finding and advice,
+  // in lines of `width` columns (0: of any length). Texts from elsewhere cannot give a terminal commands.
+  std::string text(std::size_t first, std::size_t end, const Style& style, std::size_t width) const;
 
   // json gives {"verdict", "steps": [{"step", "title", "state", "finding", "advice"}]}; empty texts are null.
   Json json() const;

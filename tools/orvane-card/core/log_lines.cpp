@@ -58,20 +58,6 @@ std::string padded(std::string_view text, std::size_t width) {
 
 Json textOrNull(std::string_view text) { return text.empty() ? Json(nullptr) : Json(std::string(text)); }
 
-// What a terminal would take for a command, shown as a dot: a log holds names that others chose. In UTF-8 the commands
-// beyond ASCII are 0xC2 and a byte from 0x80 to 0x9F.
-std::string harmless(std::string_view text) {
-  std::string shown;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto unit = static_cast<unsigned char>(text[i]);
-    const auto following = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0U;
-    const bool isLong = unit == 0xC2 && following >= 0x80 && following <= 0x9F;
-    shown += unit < 0x20 || unit == 0x7F || isLong ? '.' : text[i];
-    if (isLong) ++i;
-  }
-  return shown;
-}
-
 }  // namespace
 
 std::string_view logTagName(LogTag tag) {
@@ -146,9 +132,9 @@ std::string styledLogLine(const LogLine& line, const std::vector<std::string>& e
                           std::size_t width, std::string_view callBefore) {
   std::string text;
   if (line.call != callBefore)
-    text += style.paint(Tone::kStrong, line.call.empty() ? "(unknown call)" : harmless(line.call)) + "\n";
+    text += style.paint(Tone::kStrong, line.call.empty() ? "(unknown call)" : withoutCommands(line.call)) + "\n";
   const bool isError = line.tag == LogTag::kError || line.tag == LogTag::kException;
-  const std::string message = wrapped(harmless(line.message), kMessageColumn, width);
+  const std::string message = wrapped(withoutCommands(line.message), kMessageColumn, width);
   text += "  " + style.paint(Tone::kQuiet, padded(line.time, kTimeWidth)) + "  " +
           style.paint(isError ? Tone::kBad : Tone::kPlain, padded(logTagName(line.tag), kTagWidth) + "  " + message) +
           "\n";

@@ -102,12 +102,14 @@ constexpr Advice kAdvice[] = {
      "The container does not exist or its key is not meant for this. \"orvane-card list\" shows what each key is for."},
     {"LoadLibrary", 126,
      "Either the path is wrong or a library that the minidriver needs is missing: OrvaneDSCLibrary.dll (from the "
-     "token's "
-     "software) or VCRUNTIME140.dll, for the same kind of processor."},
+     "token's software) or VCRUNTIME140.dll, for the same kind of processor."},
+    {"LoadLibrary", 127,
+     "The minidriver and the token library are of versions that do not go together. Install both again."},
     {"LoadLibrary", 193,
-     "The minidriver, or a library that it needs, is built for another kind of processor than this program. Use the "
-     "package for this machine."},
+     "The library, or one that it needs, is damaged or built for another kind of processor than this program. Install "
+     "it again, with the package for this machine."},
     {"LoadLibrary", 577, "The operating system wants every library to be signed. Install the signed package."},
+    {"LoadLibrary", 1114, "The library gives up while it starts. Start Windows anew, then install it again."},
     {"", 0x80100009, "\"orvane-card info\" lists the readers; write the name exactly as shown there."},
     {"", 0x8010000B, "Close the other program or wait until it has finished, then try again."},
     {"", 0x8010000C, "Plug the token in and try again."},

@@ -23,6 +23,10 @@ class Style {
   bool colored_;
 };
 
+// withoutCommands gives one line of text with a dot for everything that a terminal would take for a command: logs,
+// readers and certificates hold names that others chose.
+std::string withoutCommands(std::string_view text);
+
 }  // namespace orvane::tool
 
 #endif
