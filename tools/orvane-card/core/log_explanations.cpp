@@ -18,16 +18,13 @@ constexpr KnownLine kKnownLines[] = {
      "other programs that use it."},
     {"SCardStatusA failed: 0x",
      "The reader did not tell its name, so the first token of the library's list is taken. With several tokens that "
-     "can "
-     "be the wrong one."},
+     "can be the wrong one."},
     {"serial APDU failed, falling back to index:",
      "The token did not tell its serial; the token with that number in the library's list is taken. With several "
-     "tokens "
-     "that can be the wrong one."},
+     "tokens that can be the wrong one."},
     {"Serial APDU failed, falling back to index:",
      "The token did not tell its serial; the token with that number in the library's list is taken. With several "
-     "tokens "
-     "that can be the wrong one."},
+     "tokens that can be the wrong one."},
     {"Init device failed for [", "The token did not open at once. Harmless if the line about the key list follows."},
     {"Key list available via HID despite init error", "Harmless: the keys can be read all the same."},
     {"Key list empty for [", "The token gave no keys; it is opened once more."},
