@@ -65,12 +65,11 @@ std::optional<PublicKey> publicKey(const CERT_PUBLIC_KEY_INFO& info) {
 }
 
 void checkCrypto(const char* call, NTSTATUS status) {
-  if (status < 0)
-    throw ToolError(
-        ExitCode::kInternal,
-        std::string(call) + " failed: " +
-            toHex(Bytes{static_cast<std::uint8_t>(status >> 24 & 0xFF), static_cast<std::uint8_t>(status >> 16 & 0xFF),
-                        static_cast<std::uint8_t>(status >> 8 & 0xFF), static_cast<std::uint8_t>(status & 0xFF)}));
+  if (status >= 0) return;
+  const auto code = static_cast<std::uint32_t>(status);
+  const auto part = [code](int shift) { return static_cast<std::uint8_t>(code >> shift & 0xFF); };
+  throw ToolError(ExitCode::kInternal,
+                  std::string(call) + " failed: " + toHex(Bytes{part(24), part(16), part(8), part(0)}));
 }
 
 // A hash being computed.

@@ -31,23 +31,23 @@ std::vector<Container> containersToSignWith(CardSession& card, const SignOptions
 
 // Writes what the options ask for and notes the files' names.
 void writeResults(const SignOptions& options, const Container& container, const Bytes& signature, Json& result) {
-  std::string signatureFile = options.signature;
-  std::string certificateFile = options.certificate;
+  std::string signaturePath = options.signature;
+  std::string certificatePath = options.certificate;
   if (!options.folder.empty()) {
     const std::string index = std::to_string(container.record.index);
     createFolder(options.folder);
-    signatureFile = joinPath(options.folder, "signature-" + index + ".bin");
-    certificateFile = joinPath(options.folder, "certificate-" + index + ".der");
+    signaturePath = joinPath(options.folder, "signature-" + index + ".bin");
+    certificatePath = joinPath(options.folder, "certificate-" + index + ".der");
   }
   result["signatureFile"] = nullptr;
   result["certificateFile"] = nullptr;
-  if (!signatureFile.empty()) {
-    writeLocalFile(signatureFile, signature);
-    result["signatureFile"] = signatureFile;
+  if (!signaturePath.empty()) {
+    writeLocalFile(signaturePath, signature);
+    result["signatureFile"] = signaturePath;
   }
-  if (!certificateFile.empty() && !container.certificate.empty()) {
-    writeLocalFile(certificateFile, container.certificate);
-    result["certificateFile"] = certificateFile;
+  if (!certificatePath.empty() && !container.certificate.empty()) {
+    writeLocalFile(certificatePath, container.certificate);
+    result["certificateFile"] = certificatePath;
   }
 }
 

@@ -113,7 +113,9 @@ DriverModule::DriverModule(const std::string& path)
       reinterpret_cast<void*>(GetProcAddress(module_, "CardAcquireContext")));
   if (!acquireContext_) {
     FreeLibrary(module_);
-    throw ToolError(ExitCode::kDriver, "\"" + path + "\" is no minidriver: it has no function CardAcquireContext");
+    throw ToolError(
+        ExitCode::kDriver, "\"" + path + "\" is no minidriver: it has no function CardAcquireContext",
+        "Another library has that name. Install the minidriver again, or name the right one with --driver.");
   }
 }
 

@@ -9,27 +9,27 @@ namespace orvane::tool {
 namespace {
 
 constexpr PropertyQuery kCardProperties[] = {
-    {L"Card Identifier", 0, "", Form::kBytes},
-    {L"Card Serial Number", 0, "", Form::kText},
-    {L"Read Only Mode", 0, "", Form::kBoolean},
-    {L"Cache Mode", 0, "", Form::kCacheMode},
-    {L"Free Space", 0, "", Form::kFreeSpace},
-    {L"Capabilities", 0, "", Form::kCapabilities},
-    {L"Key Sizes", 1, "key exchange", Form::kKeySizes},
-    {L"Key Sizes", 2, "signature", Form::kKeySizes},
-    {L"PIN List", 0, "", Form::kPinSet},
-    {L"PIN Information", 1, "user PIN", Form::kPinInfo},
-    {L"PIN Information", 2, "administrator PIN", Form::kPinInfo},
-    {L"PIN Strength Verify", 1, "user PIN", Form::kPinStrength},
-    {L"PIN Strength Change", 1, "user PIN", Form::kPinStrength},
-    {L"PIN Strength Unblock", 1, "user PIN", Form::kPinStrength},
-    {L"Authenticated State", 0, "", Form::kNumber},
-    {L"Supports Windows x.509 Enrollment", 0, "", Form::kBoolean},
-    {L"Key Import Support", 0, "", Form::kKeyImport},
-    {L"Algorithms", 1, "symmetric", Form::kAlgorithms},
-    {L"Algorithms", 2, "asymmetric", Form::kAlgorithms},
-    {L"Padding Schemes", 2, "asymmetric", Form::kPaddings},
-    {L"Chaining Modes", 0, "", Form::kNumber},
+    {L"Card Identifier", "", 0, Form::kBytes},
+    {L"Card Serial Number", "", 0, Form::kText},
+    {L"Read Only Mode", "", 0, Form::kBoolean},
+    {L"Cache Mode", "", 0, Form::kCacheMode},
+    {L"Free Space", "", 0, Form::kFreeSpace},
+    {L"Capabilities", "", 0, Form::kCapabilities},
+    {L"Key Sizes", "key exchange", 1, Form::kKeySizes},
+    {L"Key Sizes", "signature", 2, Form::kKeySizes},
+    {L"PIN List", "", 0, Form::kPinSet},
+    {L"PIN Information", "user PIN", 1, Form::kPinInfo},
+    {L"PIN Information", "administrator PIN", 2, Form::kPinInfo},
+    {L"PIN Strength Verify", "user PIN", 1, Form::kPinStrength},
+    {L"PIN Strength Change", "user PIN", 1, Form::kPinStrength},
+    {L"PIN Strength Unblock", "user PIN", 1, Form::kPinStrength},
+    {L"Authenticated State", "", 0, Form::kNumber},
+    {L"Supports Windows x.509 Enrollment", "", 0, Form::kBoolean},
+    {L"Key Import Support", "", 0, Form::kKeyImport},
+    {L"Algorithms", "symmetric", 1, Form::kAlgorithms},
+    {L"Algorithms", "asymmetric", 2, Form::kAlgorithms},
+    {L"Padding Schemes", "asymmetric", 2, Form::kPaddings},
+    {L"Chaining Modes", "", 0, Form::kNumber},
 };
 
 struct Bit {
@@ -131,6 +131,7 @@ bool wellFormed(Form form, ByteView data) {
   return sizeOf(form) == 0 || data.size() == sizeOf(form);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): the values are those of decodeProperty, three deep at most.
 void appendText(std::string& line, const Json& value) {
   if (value.is_object() && value.size() == 2 && value.contains("value") && value.contains("means")) {
     line += value["value"].dump();

@@ -33,8 +33,8 @@ enum class Form {
 // PropertyQuery is one question: the property's name, the flags that go with it and what the flags stand for.
 struct PropertyQuery {
   std::wstring_view name;
-  std::uint32_t flags;
   std::string_view flagsMeaning;  // empty: the property takes none
+  std::uint32_t flags;
   Form form;
 };
 

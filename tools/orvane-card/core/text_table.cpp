@@ -52,6 +52,7 @@ std::string wrapped(std::string_view text, std::size_t column, std::size_t width
 }
 
 TextTable::TextTable(std::vector<std::string> headers) : headers_(std::move(headers)) {
+  rightAligned_.reserve(headers_.size());
   for (std::string& header : headers_) {
     rightAligned_.push_back(header.starts_with('>'));
     if (rightAligned_.back()) header.erase(0, 1);
@@ -65,12 +66,14 @@ void TextTable::addRow(std::vector<std::string> cells) {
 
 std::string TextTable::text() const {
   std::vector<std::size_t> widths;
+  widths.reserve(headers_.size());
   for (std::size_t column = 0; column < headers_.size(); ++column) {
     std::size_t width = displayWidth(headers_[column]);
     for (const auto& row : rows_) width = std::max(width, displayWidth(row[column]));
     widths.push_back(width);
   }
   std::vector<std::string> dashes;
+  dashes.reserve(widths.size());
   for (const std::size_t width : widths) dashes.emplace_back(width, '-');
 
   std::string text;
