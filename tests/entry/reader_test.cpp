@@ -12,14 +12,14 @@ constexpr const char* kAskSle = "handle=0x2A protocol=2 pci=8 recv=64 FFFF00D500
 
 struct Row {
   const char* name;
-  std::string readerName;
+  std::string readerName = {};
   LONG statusResult = SCARD_S_SUCCESS;
   LONG transmitResult = SCARD_S_SUCCESS;
   Bytes reply = {};
-  Lines readerLog;  // before the library is initialised
+  Lines readerLog = {};  // before the library is initialised
   Lines sent = {};
   Lines serialLog = {};  // from the command
-  std::string serial;
+  std::string serial = {};
 };
 
 // A reply with the text and a status word.
