@@ -137,6 +137,7 @@ Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std
                   "The token is its own reader: plug it in. If it is in, look in the Device Manager whether its reader "
                   "is shown and without a warning sign.");
   std::vector<std::string> names;
+  names.reserve(readers.size());
   for (const Reader& reader : readers) names.push_back(inQuotes(reader.name));
   if (!chooseReader(readers, wanted))
     return broken("There is no reader " + inQuotes(wanted.value_or("")) + "; there is " + listed(names) + ".",

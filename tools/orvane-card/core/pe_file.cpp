@@ -95,9 +95,10 @@ std::optional<PeFile> readPeFile(ByteView file) {
   const auto optionalSize = reader.half(std::size_t{*header} + 20);
   const std::size_t optional = std::size_t{*header} + kFileHeaderSize;
   const auto magic = reader.half(optional);
-  if (!machine || !sectionCount || !optionalSize || (magic != kMagic32 && magic != kMagic64)) return std::nullopt;
+  if (!machine || !sectionCount || !optionalSize || !magic) return std::nullopt;
+  if (*magic != kMagic32 && *magic != kMagic64) return std::nullopt;
 
-  const std::size_t directories = optional + (magic == kMagic64 ? 112 : 96);
+  const std::size_t directories = optional + (*magic == kMagic64 ? 112 : 96);
   const auto directoryCount = reader.word(directories - 4);
   const auto importTable = reader.word(directories + kImportDirectory * 8);
   const SectionTable sections{reader, optional + *optionalSize, *sectionCount};
