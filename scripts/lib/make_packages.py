@@ -30,6 +30,7 @@ CONTENT = {
     "docs/orvane-card.md": "tools/orvane-card/README.md",
     "docs/troubleshooting.md": "docs/troubleshooting.md",
     "install.cmd": "packaging/install.cmd",
+    "notices.txt": "packaging/notices.txt",
     "uninstall.cmd": "packaging/uninstall.cmd",
     "orvane.inf": "packaging/orvane.inf",
     "orvane-card.exe": "build/windows-{arch}/orvane-card.exe",
