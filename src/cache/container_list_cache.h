@@ -11,8 +11,9 @@
 namespace orvane {
 
 // ContainerListCache maps a token's serial to its latest container list. It is used without any of the module's locks:
-// the lists and the map are immutable snapshots, replaced as a whole by an atomic exchange, so a reader never waits for
-// a writer and keeps what it found for as long as it holds it.
+// the lists and the map are immutable snapshots, replaced as a whole by an atomic exchange, so a reader never waits
+// while a writer makes its snapshot, and keeps what it found for as long as it holds it. (Only the load and the
+// exchange of the pointer may take a short lock of the C++ library's own.)
 class ContainerListCache {
  public:
   // find returns the list stored for `serial`, or null when there is none. An empty list is not null.

@@ -65,7 +65,8 @@ class DeviceCache {
   // Forgets the PIN and its validation, if there is a record.
   void clearValidatedPassword(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
 
-  // Whether a context of this process opened the device before.
+  // Whether, since the record was made, the token library initialised the device or gave a key list in spite of an
+  // error.
   bool isDeviceInitialized(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed.
   void markDeviceInitialized(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);

@@ -71,6 +71,7 @@ void describeMscpFile(CardFile file, std::size_t containerCount, CARD_FILE_INFO&
       info.cbFileSize = kStatedCertificateSize;
       break;
     case CardFile::kRootStore:
+    // Not in "mscp", so the caller refuses it; it stands here for a switch that names every file.
     case CardFile::kCardId:
       info.cbFileSize = 0;
       break;

@@ -84,7 +84,8 @@ DWORD readCertificate(const CARD_DATA& cardData, const ProviderContext& context,
   return succeed("CardReadFile: returned key exchange cert length=", length);
 }
 
-// Reads the key pairs anew when the process-wide list of a token is gone (its monitor saw the token disappear).
+// Reads the key pairs anew when there is no process-wide list of a token: the monitor saw the token disappear, or the
+// caller set a serial for which nobody acquired a context.
 std::shared_ptr<const ContainerList> repopulateContainers(const ProviderContext& context) {
   ContainerListCache& lists = processState().containerListCache;
   logDebug("CMAP: Serial ", context.serialNumber, " missing from cache. Re-populating now...");
