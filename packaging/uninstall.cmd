@@ -1,6 +1,7 @@
 @echo off
-rem Removes the Orvane minidriver from this machine: the card type, the log level, the DLL. Run it in a command prompt that
-rem was opened as administrator; it asks nothing, and running it where nothing is installed does no harm.
+rem Removes the Orvane minidriver from this machine: the card type, the DLL, and the whole key SOFTWARE\Brightfold\Orvane with
+rem everything that is in it, the log level among that. Run it in a command prompt that was opened as administrator; it asks
+rem nothing, and running it where nothing is installed does no harm.
 rem
 rem Log files belong to the users who made them and stay: the folder Brightfold in each user's temporary folder.
 rem
