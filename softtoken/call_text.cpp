@@ -1,6 +1,8 @@
 #include "softtoken/call_text.h"
 
 #include <atomic>
+#include <cstring>
+#include <string_view>
 
 namespace orvane::softtoken {
 namespace {
@@ -14,24 +16,27 @@ void appendHex(std::string& text, unsigned char byte) {
   text += kDigits[byte & 0xF];
 }
 
-}  // namespace
-
-std::string quotedText(const char* text) {
-  if (text == nullptr) return "null";
+std::string quoted(std::string_view text) {
   std::string quoted = "\"";
-  for (; *text != '\0'; ++text) {
-    const unsigned char byte = static_cast<unsigned char>(*text);
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
     if (byte < 0x20 || byte > 0x7E || byte == '"' || byte == '\\') {
       quoted += "\\x";
       appendHex(quoted, byte);
     } else {
-      quoted += *text;
+      quoted += character;
     }
   }
   return quoted + "\"";
 }
 
-std::string pinText(const char* pin) { return pinsHidden && pin != nullptr ? "\"hidden\"" : quotedText(pin); }
+}  // namespace
+
+std::string quotedText(const char* text) { return text != nullptr ? quoted(text) : "null"; }
+
+std::string pinText(const char* pin) { return pin != nullptr ? pinText(pin, std::strlen(pin)) : "null"; }
+
+std::string pinText(const char* pin, std::size_t length) { return pinsHidden ? "\"hidden\"" : quoted({pin, length}); }
 
 void hidePins(bool hidden) { pinsHidden = hidden; }
 

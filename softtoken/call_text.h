@@ -2,6 +2,7 @@
 #ifndef ORVANE_SOFTTOKEN_CALL_TEXT_H
 #define ORVANE_SOFTTOKEN_CALL_TEXT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -13,6 +14,8 @@ std::string quotedText(const char* text);
 
 // The same for a PIN, which is not looked at while PINs are hidden: its text is then "hidden".
 std::string pinText(const char* pin);
+// The same for a PIN of `length` bytes, in which a NUL is a byte like others.
+std::string pinText(const char* pin, std::size_t length);
 // Hides PINs from now on, or shows them again. Any thread may call.
 void hidePins(bool hidden);
 

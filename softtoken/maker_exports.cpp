@@ -89,7 +89,8 @@ bool orvane_changeUserPassword(const char* serial, const char* oldPin, const cha
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool orvane_changeSOPassword(const char* serial, std::string oldSoPin, std::string newSoPin, void* libraryContext) {
   bool result = false;
-  throwUnless(softtokenChangeSoPassword(serial, oldSoPin.c_str(), newSoPin.c_str(), libraryContext, &result));
+  throwUnless(softtokenChangeSoPassword(serial, oldSoPin.data(), oldSoPin.size(), newSoPin.data(), newSoPin.size(),
+                                        libraryContext, &result));
   return result;
 }
 

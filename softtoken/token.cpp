@@ -14,9 +14,9 @@ bool isHashLength(std::size_t length) {
 
 }  // namespace
 
-int Pin::check(const char* pin) {
+int Pin::check(std::string_view pin) {
   if (left <= 0) return kSofttokenPinBlocked;
-  if (pin == nullptr || *pin == '\0') return kSofttokenPinMissing;
+  if (pin.empty()) return kSofttokenPinMissing;
   if (value != pin) {
     --left;
     return kSofttokenWrongPin;
@@ -25,13 +25,13 @@ int Pin::check(const char* pin) {
   return kSofttokenOk;
 }
 
-void Pin::replace(const char* pin) {
+void Pin::replace(std::string_view pin) {
   value = pin;
   left = tries;
 }
 
 int checkUserPin(Token& token, const char* pin) {
-  const int result = token.userPin.check(pin);
+  const int result = token.userPin.check(pin != nullptr ? pin : "");
   if (result != kSofttokenPinMissing) token.userPinValidated = result == kSofttokenOk;
   return result;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "softtoken/private_key.h"
@@ -24,10 +25,10 @@ class Pin {
   Pin(std::string pin, int allowedTries) : value(std::move(pin)), tries(allowedTries), left(allowedTries) {}
 
   // kSofttokenOk restores the tries; a wrong PIN uses one up; without tries the PIN is not looked at.
-  int check(const char* pin);
+  int check(std::string_view pin);
 
   // Sets a new PIN and restores the tries.
-  void replace(const char* pin);
+  void replace(std::string_view pin);
 
   int triesLeft() const { return left; }
   void setTriesLeft(int count) { left = count; }

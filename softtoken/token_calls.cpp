@@ -205,19 +205,19 @@ bool softtokenChangeUserPassword(const char* serial, const char* oldPin, const c
   return true;
 }
 
-bool softtokenChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin, void* libraryContext,
-                               bool* result) noexcept {
+bool softtokenChangeSoPassword(const char* serial, const char* oldSoPin, std::size_t oldLength, const char* newSoPin,
+                               std::size_t newLength, void* libraryContext, bool* result) noexcept {
   bool completed = true;
   if (prepared(Function::kChangeSoPassword,
-               callText("orvane_changeSOPassword",
-                        {quotedText(serial), pinText(oldSoPin), pinText(newSoPin), pointerText(libraryContext)}),
+               callText("orvane_changeSOPassword", {quotedText(serial), pinText(oldSoPin, oldLength),
+                                                    pinText(newSoPin, newLength), pointerText(libraryContext)}),
                completed, [&](const Reaction& reaction) { *result = reaction.result != 0; })) {
     return completed;
   }
   *result = false;
   tokenStore().withConnected(serial, [&](Token& token) {
-    *result = token.soPin.check(oldSoPin) == kSofttokenOk;
-    if (*result) token.soPin.replace(newSoPin);
+    *result = token.soPin.check({oldSoPin, oldLength}) == kSofttokenOk;
+    if (*result) token.soPin.replace({newSoPin, newLength});
   });
   return true;
 }

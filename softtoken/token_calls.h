@@ -34,8 +34,9 @@ bool softtokenGetKeyPairList(const char* serial, void* libraryContext, Softtoken
                              void* receiver) noexcept;
 bool softtokenChangeUserPassword(const char* serial, const char* oldPin, const char* newPin, int* attemptsRemaining,
                                  bool reserved0, bool reserved1, void* libraryContext, bool* result) noexcept;
-bool softtokenChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin, void* libraryContext,
-                               bool* result) noexcept;
+// The PINs as their bytes and their number: a NUL in them does not end them.
+bool softtokenChangeSoPassword(const char* serial, const char* oldSoPin, std::size_t oldLength, const char* newSoPin,
+                               std::size_t newLength, void* libraryContext, bool* result) noexcept;
 bool softtokenSignHash(const char* serial, const unsigned char* credentialId, const char* pin,
                        const unsigned char* hash, int hashLength, unsigned char* signature, int* signatureLength,
                        bool reserved0, void* libraryContext, bool reserved1, int* result) noexcept;
