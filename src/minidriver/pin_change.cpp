@@ -44,7 +44,7 @@ ChangeResult changeUserPin(const std::string& serial, const SecretText& currentP
 
 // Changes the administrator's PIN. The cached PIN is the user's and stays.
 ChangeResult changeAdminPin(const std::string& serial, const SecretText& currentPin, const SecretText& newPin) {
-  return {tokenlib::changeSOPassword(serial, currentPin.c_str(), newPin.c_str()), kUnknownAttempts};
+  return {tokenlib::changeSOPassword(serial, currentPin.view(), newPin.view()), kUnknownAttempts};
 }
 
 // One of the two PINs as the caller hands it over.

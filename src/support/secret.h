@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -69,6 +70,8 @@ class SecretText {
 
   // c_str returns the bytes followed by a NUL; valid until the next change.
   const char* c_str() const noexcept { return size_ > kInlineCapacity ? long_.data() : short_; }
+  // view returns the bytes without the NUL; valid until the next change.
+  std::string_view view() const noexcept { return {c_str(), size_}; }
   // size is the number of bytes without the terminating NUL.
   std::size_t size() const noexcept { return size_; }
   bool empty() const noexcept { return size_ == 0; }

@@ -21,8 +21,9 @@ OrvaneBoundaryTokenInfo view(const TokenInfo& info) {
   return plain;
 }
 
-bool callChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin) {
-  return orvane_changeSOPassword(serial, oldSoPin, newSoPin, nullptr);
+bool callChangeSoPassword(const char* serial, const OrvaneBoundaryText* oldSoPin, const OrvaneBoundaryText* newSoPin) {
+  return orvane_changeSOPassword(serial, std::string(oldSoPin->data, oldSoPin->length),
+                                 std::string(newSoPin->data, newSoPin->length), nullptr);
 }
 
 void overwriteStack() noexcept {
@@ -32,7 +33,8 @@ void overwriteStack() noexcept {
 
 // Volatile, so that neither is inlined: the string arguments then live below the caller's frame, where the second one
 // reaches what is left of them. (The callee destroys them, so that nobody here can name them after the call.)
-bool (*const volatile changeSoPasswordBelow)(const char*, const char*, const char*) = callChangeSoPassword;
+bool (*const volatile changeSoPasswordBelow)(const char*, const OrvaneBoundaryText*,
+                                             const OrvaneBoundaryText*) = callChangeSoPassword;
 void (*const volatile overwriteStackBelow)() noexcept = overwriteStack;
 
 }  // namespace
@@ -112,8 +114,8 @@ bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, co
   }
 }
 
-bool orvaneBoundaryChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin,
-                                    bool* result) noexcept {
+bool orvaneBoundaryChangeSoPassword(const char* serial, const OrvaneBoundaryText* oldSoPin,
+                                    const OrvaneBoundaryText* newSoPin, bool* result) noexcept {
   bool completed = false;
   try {
     *result = changeSoPasswordBelow(serial, oldSoPin, newSoPin);

@@ -48,8 +48,9 @@ bool orvaneBoundaryGetKeyPairList(const char* serial, void* libraryContext, Orva
                                   void* receiver) noexcept;
 bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin,
                                       int* attemptsRemaining, bool* result) noexcept;
-bool orvaneBoundaryChangeSoPassword(const char* serial, const char* oldSoPin, const char* newSoPin,
-                                    bool* result) noexcept;
+// The library takes these PINs with their length: a NUL does not end them.
+bool orvaneBoundaryChangeSoPassword(const char* serial, const OrvaneBoundaryText* oldSoPin,
+                                    const OrvaneBoundaryText* newSoPin, bool* result) noexcept;
 bool orvaneBoundarySignHash(const char* serial, const unsigned char* credentialId, const char* pin,
                             const unsigned char* hash, int hashLength, unsigned char* signature, int* signatureLength,
                             int* result) noexcept;

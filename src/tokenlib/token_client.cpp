@@ -108,9 +108,11 @@ bool changeUserPassword(const std::string& serial, const char* oldPin, const cha
   return result;
 }
 
-bool changeSOPassword(const std::string& serial, const char* oldSoPin, const char* newSoPin) {
+bool changeSOPassword(const std::string& serial, std::string_view oldSoPin, std::string_view newSoPin) {
+  const OrvaneBoundaryText oldText{oldSoPin.data(), oldSoPin.size()};
+  const OrvaneBoundaryText newText{newSoPin.data(), newSoPin.size()};
   bool result = false;
-  require(orvaneBoundaryChangeSoPassword(serial.c_str(), oldSoPin, newSoPin, &result), "orvane_changeSOPassword");
+  require(orvaneBoundaryChangeSoPassword(serial.c_str(), &oldText, &newText, &result), "orvane_changeSOPassword");
   return result;
 }
 

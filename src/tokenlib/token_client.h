@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tokenlib/token_library.h"
@@ -49,9 +50,9 @@ std::vector<OrvaneKeyPair> keyPairList(const std::string& serial, void* libraryC
 // Replaces the user PIN. true = changed. The library may change attemptsRemaining (in and out).
 bool changeUserPassword(const std::string& serial, const char* oldPin, const char* newPin, int& attemptsRemaining);
 
-// Replaces the security officer's PIN. true = changed. Copies of the PINs that the call needs are overwritten, except
-// for those that the library itself destroys.
-bool changeSOPassword(const std::string& serial, const char* oldSoPin, const char* newSoPin);
+// Replaces the security officer's PIN. true = changed. All bytes of the PINs reach the library, a NUL, too. Copies that
+// the call needs are overwritten, except for those that the library itself destroys.
+bool changeSOPassword(const std::string& serial, std::string_view oldSoPin, std::string_view newSoPin);
 
 // Signs a hash of hashLength bytes. The buffer must hold as many bytes as the key's modulus; signatureLength (in and
 // out) receives the number written. 0 = success, 51 = refused by a FIPS 140-3 token, others are error codes.

@@ -1,4 +1,6 @@
 // CardChangeAuthenticator and CardChangeAuthenticatorEx.
+#include <cwctype>
+
 #include "entry/entry_test.h"
 
 namespace orvane::test {
@@ -59,7 +61,8 @@ Lines failed(const Role& role, const char* attempts) {
 class ChangePinTest : public EntryTest {
  protected:
   static bool isAdmin(const Role& role) {
-    return role.userId ? role.userId == kAdminById.userId : role.authenticating == ROLE_ADMIN;
+    return role.userId ? *role.userId != nullptr && std::towlower(**role.userId) == L'a'
+                       : role.authenticating == ROLE_ADMIN;
   }
 
   DWORD call(const CARD_DATA& table, PCARD_DATA record, const ChangeCase& row, DWORD* attempts) {
@@ -255,6 +258,14 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
          .calls = {changeUser("1", "4444")},
          .attempts = kNoAttempts,
          .cachedPin = "4444"},
+        {.name = "a NUL ends both for the library",
+         .role = role,
+         .currentPin = std::string(kUserPin) + std::string("\0x", 2),
+         .newPin = std::string("4444\0x", 6),
+         .log = changed(role),
+         .calls = {changeUser(kUserPin, "4444")},
+         .attempts = kNoAttempts,
+         .cachedPin = "4444"},
         {.name = "63 bytes; a current PIN of none",
          .role = role,
          .currentPin = "",
@@ -302,8 +313,24 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
 }
 
 TEST_F(ChangePinTest, ChangesTheAdministratorPin) {
-  for (const Role& role : {kAdminById, kAdminByPinId}) {
+  // The one PIN that the library takes with its length: a NUL is a byte of it.
+  const std::string withNul("Nq\0fresh", 8);
+  for (const Role& role : {kAdminById, Role{.userId = L"Admin"}, Role{.userId = L"ADMIN"}, kAdminByPinId}) {
     const ChangeCase cases[] = {
+        {.name = "a NUL in the new PIN",
+         .role = role,
+         .currentPin = kSoPin,
+         .newPin = withNul,
+         .log = changed(role),
+         .calls = {changeSo(kSoPin, "Nq\\x00fresh")},
+         .attempts = kNoAttempts},
+        {.name = "a NUL in the current PIN",
+         .role = role,
+         .currentPin = std::string(kSoPin) + std::string("\0x", 2),
+         .status = code(SCARD_W_WRONG_CHV),
+         .log = failed(role, "-1"),
+         .calls = {changeSo(std::string(kSoPin) + "\\x00x", kNewPin)},
+         .attempts = kNoAttempts},
         {.name = "changed",
          .role = role,
          .currentPin = kSoPin,

@@ -140,7 +140,8 @@ ORVANE_TESTS_WRAP(orvaneBoundaryChangeUserPassword,
                   (const char* serial, const char* oldPin, const char* newPin, int* attempts, bool* result),
                   (serial, oldPin, newPin, attempts, result))
 ORVANE_TESTS_WRAP(orvaneBoundaryChangeSoPassword,
-                  (const char* serial, const char* oldSoPin, const char* newSoPin, bool* result),
+                  (const char* serial, const OrvaneBoundaryText* oldSoPin, const OrvaneBoundaryText* newSoPin,
+                   bool* result),
                   (serial, oldSoPin, newSoPin, result))
 ORVANE_TESTS_WRAP(orvaneBoundarySignHash,
                   (const char* serial, const unsigned char* id, const char* pin, const unsigned char* hash,
