@@ -26,8 +26,9 @@ struct ProcessState {
   // is read, over all contexts. The certificate itself and the key list of a re-populated "cmapfile" are read without
   // it. Taken before `deviceCacheMutex`, never after it.
   Mutex libraryMutex;
-  // Guards the `pvVendorSpecific` slot of every record, for the few instructions that read, fill or empty it. No other
-  // lock is taken while it is held.
+  // Guards the `pvVendorSpecific` slot of every record, for the few instructions that read, fill or empty it, and the
+  // serial number of a context in one while another thread may empty the slot. Taken before `deviceCacheMutex`, never
+  // after it, and never together with the library lock.
   Mutex contextSlotMutex;
   DeviceCache deviceCache{libraryMutex};
   ContainerListCache containerListCache;

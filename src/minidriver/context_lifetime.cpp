@@ -61,7 +61,8 @@ DWORD acquireContext(CARD_DATA& cardData, DWORD dwFlags) {
   if (dwFlags == CARD_SECURE_KEY_INJECTION_NO_CARD_MODE) {
     return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardAcquireContext: CARD_SECURE_KEY_INJECTION_NO_CARD_MODE");
   }
-  // From here on the reference destroys the context and detaches it from its token, unless it is handed to the record.
+  // From here on the reference destroys the context, unless it is handed to the record. What a failure leaves in the
+  // process stays: another context may count on it.
   ContextRef context(new (std::nothrow) ProviderContext(&cardData));
   if (!context) return refuse(ERROR_OUTOFMEMORY, "Allocation failed for provider context");
 

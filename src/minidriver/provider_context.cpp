@@ -1,22 +1,13 @@
 #include "minidriver/provider_context.h"
 
-#include <memory>
 #include <utility>
 
 #include "cache/process_state.h"
 
 namespace orvane {
-namespace {
-
-void destroyContext(ProviderContext* context) noexcept {
-  const std::unique_ptr<ProviderContext> owner(context);
-  processState().deviceCache.detachContext(context->serialNumber);
-}
-
-}  // namespace
 
 ContextRef::~ContextRef() {
-  if (context_ != nullptr && context_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) destroyContext(context_);
+  if (context_ != nullptr && context_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) delete context_;
 }
 
 ContextRef::ContextRef(ContextRef&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
@@ -37,7 +28,14 @@ void publishContext(CARD_DATA& cardData, ContextRef context) {
 
 ContextRef takeContext(CARD_DATA& cardData) {
   const LockGuard lock(processState().contextSlotMutex);
-  return ContextRef(static_cast<ProviderContext*>(std::exchange(cardData.pvVendorSpecific, nullptr)));
+  auto* context = static_cast<ProviderContext*>(std::exchange(cardData.pvVendorSpecific, nullptr));
+  if (context != nullptr) processState().deviceCache.detachContext(context->serialNumber);
+  return ContextRef(context);
+}
+
+void replaceSerialNumber(ProviderContext& context, std::string serialNumber) {
+  const LockGuard lock(processState().contextSlotMutex);
+  context.serialNumber.swap(serialNumber);
 }
 
 }  // namespace orvane

@@ -23,7 +23,8 @@ struct ProviderContext {
   void* libraryContext = nullptr;
   // The record that this context was made for.
   PCARD_DATA cardData;
-  // Names the token in every library call and is the key of the process-wide caches. The caller may replace it.
+  // Names the token in every library call and is the key of the process-wide caches. The caller may replace it (see
+  // replaceSerialNumber).
   std::string serialNumber;
   // 1 once the acquisition is complete.
   std::uint32_t contextReady = 0;
@@ -52,8 +53,8 @@ struct ProviderContext {
 };
 
 // ContextRef holds a context for the duration of a call, so that a CardDeleteContext arriving meanwhile (hosts do that)
-// empties the record at once but leaves the context alive until the last holder lets go. The last holder clears the
-// token's context-attached flag and destroys the context. Neither side ever waits for the other's call.
+// empties the record at once but leaves the context alive until the last holder lets go, which destroys it. Neither
+// side ever waits for the other's call.
 class ContextRef {
  public:
   ContextRef() = default;
@@ -80,8 +81,14 @@ ContextRef contextOf(const CARD_DATA& cardData);
 // is the caller's leftover and is not looked at.
 void publishContext(CARD_DATA& cardData, ContextRef context);
 
-// takeContext empties `pvVendorSpecific` and returns the reference that stood there, or a null one.
+// takeContext empties `pvVendorSpecific`, clears the context-attached flag of the token that the context stands for by
+// its present serial number, and returns the reference that stood there; or does nothing and returns a null one. Takes
+// `deviceCacheMutex`.
 ContextRef takeContext(CARD_DATA& cardData);
+
+// replaceSerialNumber sets the serial number of a context that is in a record, where takeContext may look at it from
+// another thread at the same time.
+void replaceSerialNumber(ProviderContext& context, std::string serialNumber);
 
 }  // namespace orvane
 

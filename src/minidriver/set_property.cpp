@@ -66,7 +66,7 @@ void acceptCardIdentifier(const PropertyUpdate& update) {
 }
 
 void storeSerialNumber(const PropertyUpdate& update) {
-  update.context.serialNumber = narrowedText(update);
+  replaceSerialNumber(update.context, narrowedText(update));
   logDebug("CardSetProperty: CP_CARD_SERIAL_NO = ", update.context.serialNumber);
 }
 

@@ -167,5 +167,38 @@ TEST_F(DeleteContext, MayComeWhileACallIsRunning) {
   }
 }
 
+// A deleted context counts as gone at once: the end of its last call must not touch an acquisition that began after the
+// deletion, which would then not notice that the number of keys has changed.
+TEST_F(DeleteContext, IsOverForTheTokenBeforeTheRunningCallEnds) {
+  CARD_DATA& record = open();
+  softtoken_gate("orvane_validatePassword", 1);
+  PinBytes pin{std::string(kUserPin)};
+  DWORD attempts = 0;
+  std::thread call([&] {
+    EXPECT_EQ(record.pfnCardAuthenticatePin(&record, const_cast<LPWSTR>(L"user"), pin.data(), pin.size(), &attempts),
+              0u);
+  });
+  EXPECT_EQ(softtoken_wait_held("orvane_validatePassword", 120000), 1);
+  EXPECT_EQ(deleteContext(&record), (Outcome{0, kDeleted, {}}));
+  const OrvaneKeyPair another = makeKey(7, 1);
+  ASSERT_EQ(softtoken_add_key(kSerial, &another), 1);
+  // A gate lets the thread pass that closes it.
+  std::thread([] { softtoken_gate("orvane_getKeyPairList", 1); }).join();
+  std::thread end([&] {
+    EXPECT_EQ(softtoken_wait_held("orvane_getKeyPairList", 120000), 1);
+    softtoken_gate("orvane_validatePassword", 0);
+    call.join();
+    takeLog();
+    softtoken_gate("orvane_getKeyPairList", 0);
+  });
+  CARD_DATA next = newRecord();
+  EXPECT_EQ(acquire(next), 0u);
+  end.join();
+  const Lines log = takeLog();
+  ASSERT_GE(log.size(), 2u);
+  EXPECT_EQ(Lines(log.begin(), log.begin() + 2), (Lines{"D older key count 1", "D new key count 2"}));
+  EXPECT_EQ(deleteContext(&next).status, 0u);
+}
+
 }  // namespace
 }  // namespace orvane::test
