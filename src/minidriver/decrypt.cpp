@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 #include "cache/process_state.h"
@@ -12,6 +13,7 @@
 #include "minidriver/container_map.h"
 #include "minidriver/entry.h"
 #include "minidriver/firmware.h"
+#include "minidriver/plaintext_length.h"
 #include "minidriver/provider_context.h"
 #include "platform/card_module.h"
 #include "support/secret.h"
@@ -20,26 +22,26 @@
 namespace orvane {
 namespace {
 
-// The plaintext that the library allocated; overwritten before it is given back. A length that the library states is
-// believed only up to the cipher text's: no plaintext is longer.
+// The plaintext that the library allocated; overwritten before it is given back, unless the library states a length
+// that it cannot have.
 class LibraryPlaintext {
  public:
-  explicit LibraryPlaintext(DWORD cipherTextLength) : maximumLength_(cipherTextLength) {}
+  explicit LibraryPlaintext(DWORD cipherTextLength) : cipherTextLength_(cipherTextLength) {}
   ~LibraryPlaintext() {
-    if (bytes != nullptr && isLengthPossible()) wipe(bytes, static_cast<std::size_t>(length));
+    if (bytes != nullptr) wipe(bytes, size().value_or(0));
     std::free(bytes);
   }
   LibraryPlaintext(const LibraryPlaintext&) = delete;
   LibraryPlaintext& operator=(const LibraryPlaintext&) = delete;
 
-  // As an unsigned number a negative length is too large as well.
-  bool isLengthPossible() const noexcept { return static_cast<DWORD>(length) <= maximumLength_; }
+  // The number of bytes that may be read; none when the stated length is impossible.
+  std::optional<std::size_t> size() const noexcept { return plaintextSize(length, cipherTextLength_); }
 
   unsigned char* bytes = nullptr;
   int length = 0;
 
  private:
-  DWORD maximumLength_;
+  DWORD cipherTextLength_;
 };
 
 // The provider's block is little-endian, the library's big-endian. A block of any key there is has room in the object.
@@ -99,10 +101,11 @@ DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const
     plaintext.bytes = nullptr;
     return refuse(SCARD_E_INVALID_PARAMETER, "CardRSADecrypt: orvane_decrypt failed, ret=", result);
   }
-  if (!plaintext.isLengthPossible() || (plaintext.bytes == nullptr && plaintext.length != 0)) {
+  const auto size = plaintext.size();
+  if (!size || (plaintext.bytes == nullptr && plaintext.length != 0)) {
     return refuse(SCARD_E_INSUFFICIENT_BUFFER, "CardRSADecrypt: decrypted length larger than buffer");
   }
-  std::reverse_copy(plaintext.bytes, plaintext.bytes + plaintext.length, info.pbData);
+  std::reverse_copy(plaintext.bytes, plaintext.bytes + *size, info.pbData);
   info.cbData = static_cast<DWORD>(plaintext.length);
   return succeed("CardRSADecrypt: decryption successful, length=", plaintext.length);
 }
