@@ -28,7 +28,8 @@ struct ProviderContext {
   std::string serialNumber;
   // 1 once the acquisition is complete.
   std::uint32_t contextReady = 0;
-  // 1 once the acquisition is complete, 0 after a deauthentication that cleared something.
+  // 1 once the acquisition is complete, 0 after a deauthentication that cleared something or was for all roles. Nothing
+  // decides by it.
   std::uint32_t sessionAuthValid = 0;
   // Settings that the caller handed over. Queries answer from constants, not from these.
   PIN_INFO pinInfo{};
