@@ -1,8 +1,10 @@
 // From the reader of a card handle to the serial of the token in it.
+#include <cstddef>
 #include <cstring>
 #include <string>
 
 #include "support/driver_test.h"
+#include "support/machine.h"
 
 namespace orvane::test {
 namespace {
@@ -20,6 +22,7 @@ struct Row {
   Lines sent = {};
   Lines serialLog = {};  // from the command
   std::string serial = {};
+  bool hasNameNul = true;
 };
 
 // A reply with the text and a status word.
@@ -106,6 +109,14 @@ const Row kRows[] = {
      .sent = {kAskKey},
      .serialLog = {"D OrvaneKey serial via APDU: K1"},
      .serial = "K1"},
+    {.name = "a name that leaves no room for its NUL",
+     .readerName = std::string(512, 'R'),
+     .reply = replyOf("K1", 0x90, 0x00),
+     .readerLog = {"D Reader name for hScard: " + std::string(512, 'R')},
+     .sent = {kAskKey},
+     .serialLog = {"D OrvaneKey serial via APDU: K1"},
+     .serial = "K1",
+     .hasNameNul = false},
     {.name = "5-byte command: the status word is not looked at",
      .readerName = "Reader 1",
      .reply = {0x41, 0x42, 0x43, 0x6A, 0x82},
@@ -249,10 +260,19 @@ class Reader : public DriverTest {
  protected:
   void SetUp() override {
     DriverTest::SetUp();
+    machine::takeStatusQuestion();
     defineToken("D1");
     defineToken("D2");
   }
 };
+
+// Leaves something on the stack for buffers that nobody zeroes.
+void useStack() {
+  volatile unsigned char bytes[16384];
+  for (std::size_t i = 0; i < sizeof(bytes); ++i) bytes[i] = 0xA5;
+}
+// Volatile, so that it is not inlined.
+void (*const volatile useStackBelow)() = useStack;
 
 bool isConnected(const Row& row) { return row.serial == "D1" || row.serial == "D2"; }
 
@@ -296,12 +316,27 @@ TEST_F(Reader, LeadsToTheSerial) {
     forget();
     CARD_DATA record = newRecord();
     record.hScard = 0x2A;
-    resourceManager = {row.statusResult, row.readerName, row.transmitResult, row.reply};
+    resourceManager = {row.statusResult, row.readerName, row.transmitResult, row.reply, row.hasNameNul};
     EXPECT_EQ(acquire(record), 0u);
+    EXPECT_EQ(machine::takeStatusQuestion(), "handle=0x2A name=512 atr=36 zeroed");
     EXPECT_EQ(takeLog(), linesOf(row, "42"));
     EXPECT_EQ(takeTransmissions(), row.sent);
     EXPECT_EQ(takeCalls(), callsOf(row, "0x2A"));
   }
+}
+
+// Whatever lay there before; nothing is logged on the way, whose buffers would leave zeros.
+TEST_F(Reader, IsAskedWithZeroedBuffers) {
+  CARD_DATA first = newRecord();
+  acquireQuietly(first);
+  setDebugLog(false);
+  CARD_DATA record = newRecord();
+  record.hScard = 0x2A;
+  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  useStackBelow();
+  EXPECT_EQ(cardAcquireContext(&record, 0), 0u);
+  EXPECT_EQ(machine::takeStatusQuestion(), "handle=0x2A name=512 atr=36 zeroed");
+  EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
 }
 
 TEST_F(Reader, IsNotAskedWithoutACardHandle) {
@@ -310,6 +345,7 @@ TEST_F(Reader, IsNotAskedWithoutACardHandle) {
   EXPECT_EQ(acquire(record), 0u);
   const Row first{.name = "the first token of the list", .serial = "D1"};
   EXPECT_EQ(takeLog(), linesOf(first, "0"));
+  EXPECT_EQ(machine::takeStatusQuestion(), "");
   EXPECT_EQ(takeTransmissions(), Lines{});
   EXPECT_EQ(takeCalls(), callsOf(first, "null"));
 }

@@ -2,6 +2,7 @@
 // registry reads, and appending as the system promises it.
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -23,7 +24,23 @@ class LogHostTest : public CoreTest {
  protected:
   void TearDown() override {
     setProcessName("hosttest.exe");
+    setThrowing(std::nullopt);
+    setNextTimes({});
     CoreTest::TearDown();
+  }
+
+  // The one stand-in that throws from now on.
+  static void setThrowing(const std::optional<std::string>& function) {
+    host::HostMachine& machine = host::hostMachine();
+    const std::lock_guard lock(machine.mutex);
+    machine.throwing = function;
+  }
+  // What the clock says at its next readings.
+  static void setNextTimes(const std::vector<SYSTEMTIME>& times) {
+    host::HostMachine& machine = host::hostMachine();
+    const std::lock_guard lock(machine.mutex);
+    machine.nextTimes = times;
+    machine.nextTimesRead = 0;
   }
 
   static void setProcessName(const std::optional<std::string>& name) {
@@ -141,6 +158,63 @@ TEST_F(LogHostTest, APathBeyondTheBufferIsCut) {
   EXPECT_TRUE(fs::is_directory(shorter + "//Brightfold/hosttest"));
   EXPECT_TRUE(fs::is_empty(shorter + "//Brightfold/hosttest"));
   setTempFolder(tempFolder());
+}
+
+// An exception in one of the three is said on standard error, and the answer is that of a failure.
+TEST_F(LogHostTest, WhatThrowsIsSaidOnStandardError) {
+  char buffer[] = "before";
+  const std::string folder = tempFolder();
+  const struct {
+    const char* name;
+    const char* throwing;
+    std::function<void()> call;
+    std::string said;
+  } rows[] = {
+      {"the temporary folder", "GetTempPathA", [&] { EXPECT_EQ(getLogBaseFolderPath(buffer, sizeof(buffer)), -1); },
+       "Exception in getLogBaseFolderPath(): GetTempPathA"},
+      {"whether a folder exists", "GetFileAttributesA", [&] { EXPECT_FALSE(isFolderExists(folder.c_str())); },
+       "Exception in isFolderExists(): GetFileAttributesA"},
+      {"a new folder", "CreateDirectoryA", [&] { EXPECT_FALSE(createFolder((folder + "/new").c_str())); },
+       "Exception in createFolder(): CreateDirectoryA"},
+      {"each new folder on the way", "CreateDirectoryA", [] { EXPECT_FALSE(createLogFolders("one/two/")); },
+       "Exception in createFolder(): CreateDirectoryA"
+       "Exception in createFolder(): CreateDirectoryA"
+       "Exception in createFolder(): CreateDirectoryA"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    setThrowing(row.throwing);
+    row.call();
+    setThrowing(std::nullopt);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), row.said);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  }
+  EXPECT_EQ(std::string(buffer), "");
+  EXPECT_TRUE(isFolderExists(folder.c_str())) << "only the throwing call fails";
+}
+
+// Midnight comes between two readings of the clock: a line has one of them alone.
+TEST_F(LogHostTest, TheClockIsReadOnceForALine) {
+  const SYSTEMTIME late{2026, 11, 0, 15, 23, 59, 59, 999};
+  const SYSTEMTIME early{2026, 11, 1, 16, 0, 0, 0, 0};
+  const std::string nextFile = logFolder() + "/2026-11-16.LOG";
+  setNextTimes({late, early, early, early});
+  logError("late");
+  EXPECT_EQ(fileBytes(logFile()), "15/11::23:59:59:999-> ->ERROR ::=>late\n");
+  EXPECT_FALSE(fs::exists(nextFile));
+  logError("early");
+  EXPECT_EQ(fileBytes(nextFile), "16/11::00:00:00:000-> ->ERROR ::=>early\n");
+  // The way round by the folders, when the file cannot be opened, has the same day.
+  fs::remove(logFile());
+  fs::remove(nextFile);
+  fs::create_directory(logFile());
+  setNextTimes({late, early, early, early});
+  ::testing::internal::CaptureStdout();
+  logError("lost");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "\nUnable to write log");
+  EXPECT_FALSE(fs::exists(nextFile));
 }
 
 TEST_F(LogHostTest, TheRegistryIsReadOnceForEachCall) {

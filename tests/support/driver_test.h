@@ -47,6 +47,7 @@ struct ResourceManager {
   std::string readerName;
   LONG transmitResult = SCARD_S_SUCCESS;
   Bytes reply;
+  bool hasNameNul = true;  // false: the reader name is given without a NUL behind it
 };
 
 // DriverTest gives every test a freshly loaded minidriver (all process-wide state new), a reset software token, the log

@@ -25,6 +25,10 @@ std::string processName();
 // What was sent since the last call; see DriverTest::takeTransmissions.
 Lines takeTransmissions();
 
+// How SCardStatusA was asked last since the last call, as "handle=0x2A name=512 atr=36 zeroed": the lengths that came
+// in, and whether both buffers were. Empty when it was not asked.
+std::string takeStatusQuestion();
+
 // Whether the minidriver can create threads; it can at first.
 void setThreadsFail(bool fail);
 

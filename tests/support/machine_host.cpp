@@ -46,6 +46,7 @@ void setResourceManager(const ResourceManager& manager) {
     machine.readerName = manager.readerName;
     machine.transmitResult = manager.transmitResult;
     machine.reply = manager.reply;
+    machine.hasNameNul = manager.hasNameNul;
   });
 }
 
@@ -60,6 +61,13 @@ Lines takeTransmissions() {
                                      command.hasReceiveHeader, command.receiveLength, command.bytes));
   }
   return lines;
+}
+
+std::string takeStatusQuestion() {
+  std::optional<host::StatusQuestion> question;
+  change([&](host::HostMachine& machine) { question.swap(machine.statusQuestion); });
+  if (!question) return "";
+  return statusQuestionText(question->cardHandle, question->nameLength, question->atrLength, question->isZeroed);
 }
 
 void setThreadsFail(bool fail) {

@@ -18,6 +18,7 @@ struct Diverted {
   bool hasTempFolder = true;
   ResourceManager manager;
   Lines sent;
+  std::string statusQuestion;
   std::vector<HANDLE> heldThreads;
   bool threadsFail = false;
 };
@@ -28,11 +29,19 @@ Diverted& diverted() {
   return *instance;
 }
 
-LONG WINAPI divertedStatus(SCARDHANDLE, LPSTR readerName, LPDWORD readerNameLength, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
+bool isZero(const void* buffer, DWORD size) {
+  const auto* const bytes = static_cast<const BYTE*>(buffer);
+  return std::all_of(bytes, bytes + size, [](BYTE byte) { return byte == 0; });
+}
+
+LONG WINAPI divertedStatus(SCARDHANDLE card, LPSTR readerName, LPDWORD readerNameLength, LPDWORD, LPDWORD, LPBYTE atr,
+                           LPDWORD atrLength) {
   const std::lock_guard lock(diverted().mutex);
+  diverted().statusQuestion = statusQuestionText(card, *readerNameLength, *atrLength,
+                                                 isZero(readerName, *readerNameLength) && isZero(atr, *atrLength));
   const ResourceManager& manager = diverted().manager;
   if (manager.statusResult != SCARD_S_SUCCESS) return manager.statusResult;
-  const std::size_t size = manager.readerName.size() + 1;
+  const std::size_t size = manager.readerName.size() + (manager.hasNameNul ? 1 : 0);
   if (size > *readerNameLength) return SCARD_E_INSUFFICIENT_BUFFER;
   std::memcpy(readerName, manager.readerName.c_str(), size);
   *readerNameLength = static_cast<DWORD>(size);
@@ -185,6 +194,11 @@ std::string processName() {
 Lines takeTransmissions() {
   const std::lock_guard lock(diverted().mutex);
   return std::exchange(diverted().sent, {});
+}
+
+std::string takeStatusQuestion() {
+  const std::lock_guard lock(diverted().mutex);
+  return std::exchange(diverted().statusQuestion, {});
 }
 
 void setThreadsFail(bool fail) {

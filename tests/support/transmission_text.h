@@ -1,4 +1,4 @@
-// The text of one command sent to the card.
+// The texts of one command sent to the card, and of one question about its reader.
 #ifndef ORVANE_TESTS_SUPPORT_TRANSMISSION_TEXT_H
 #define ORVANE_TESTS_SUPPORT_TRANSMISSION_TEXT_H
 
@@ -19,6 +19,15 @@ inline std::string transmissionText(std::uint64_t cardHandle, std::uint32_t prot
        << " pci=" << headerLength << " recv=" << receiveLength << " "
        << hexText<std::string>(command.data(), command.size());
   if (hasReceiveHeader) text << " with receive header";
+  return text.str();
+}
+
+// See machine::takeStatusQuestion.
+inline std::string statusQuestionText(std::uint64_t cardHandle, std::uint32_t nameLength, std::uint32_t atrLength,
+                                      bool isZeroed) {
+  std::ostringstream text;
+  text << "handle=0x" << std::hex << std::uppercase << cardHandle << std::dec << " name=" << nameLength
+       << " atr=" << atrLength << (isZeroed ? " zeroed" : "");
   return text.str();
 }
 

@@ -3,6 +3,7 @@
 #define ORVANE_PLATFORM_HOST_HOST_CONTROL_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -25,6 +26,14 @@ struct SentCommand {
   std::vector<BYTE> bytes;
 };
 
+// How SCardStatusA was asked: the lengths that came in, and whether both buffers held nothing but zeros.
+struct StatusQuestion {
+  SCARDHANDLE cardHandle;
+  DWORD nameLength;
+  DWORD atrLength;
+  bool isZeroed;
+};
+
 // The pretended machine. `hostMachine()` is the only instance; every access outside the stand-ins happens under `mutex`
 // or while no other thread of the program is running. The stand-ins that only read share it: threads that did nothing
 // but read the registry must not look synchronised to the thread sanitizer.
@@ -38,9 +47,17 @@ struct HostMachine {
   std::optional<std::string> processName{"hosttest.exe"};
   // Fixed local time; without it the machine's clock is read.
   std::optional<SYSTEMTIME> localTime;
-  // SCardStatusA: its result, and the reader name that it gives.
+  // What the clock says at its next readings, one after the other, before it says the above.
+  std::vector<SYSTEMTIME> nextTimes;
+  std::atomic<std::size_t> nextTimesRead{0};
+  // Name of the one among GetTempPathA, GetFileAttributesA and CreateDirectoryA that throws std::runtime_error, with
+  // this name as its text.
+  std::optional<std::string> throwing;
+  // SCardStatusA: its result, the reader name that it gives, with a NUL behind it or without, and the last question.
   LONG statusResult = SCARD_S_SUCCESS;
   std::string readerName;
+  bool hasNameNul = true;
+  std::optional<StatusQuestion> statusQuestion;
   // SCardTransmit: its result and the reply; the commands that were sent.
   LONG transmitResult = SCARD_S_SUCCESS;
   std::vector<BYTE> reply;

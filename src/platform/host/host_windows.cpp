@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <stdexcept>
 
 #include "platform/host/host_control.h"
 
@@ -22,6 +23,15 @@ bool copyText(const std::string& text, LPSTR buffer, DWORD capacity) {
   return true;
 }
 
+bool isZero(const void* buffer, DWORD size) {
+  const auto* const bytes = static_cast<const BYTE*>(buffer);
+  return std::all_of(bytes, bytes + size, [](BYTE byte) { return byte == 0; });
+}
+
+void throwIfTold(const HostMachine& machine, const char* function) {
+  if (machine.throwing == function) throw std::runtime_error(function);
+}
+
 }  // namespace
 
 namespace orvane::host {
@@ -33,10 +43,17 @@ HostMachine& hostMachine() {
 
 }  // namespace orvane::host
 
-LONG SCardStatusA(SCARDHANDLE, LPSTR szReaderName, LPDWORD pcchReaderLen, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
+LONG SCardStatusA(SCARDHANDLE hCard, LPSTR szReaderName, LPDWORD pcchReaderLen, LPDWORD, LPDWORD, LPBYTE pbAtr,
+                  LPDWORD pcbAtrLen) {
   HostMachine& machine = hostMachine();
-  const std::shared_lock lock(machine.mutex);
+  const std::lock_guard lock(machine.mutex);
+  machine.statusQuestion = {hCard, *pcchReaderLen, *pcbAtrLen,
+                            isZero(szReaderName, *pcchReaderLen) && isZero(pbAtr, *pcbAtrLen)};
   if (machine.statusResult != SCARD_S_SUCCESS) return machine.statusResult;
+  if (!machine.hasNameNul && machine.readerName.size() <= *pcchReaderLen) {
+    *pcchReaderLen = static_cast<DWORD>(machine.readerName.copy(szReaderName, *pcchReaderLen));
+    return SCARD_S_SUCCESS;
+  }
   if (!copyText(machine.readerName, szReaderName, *pcchReaderLen)) return SCARD_E_INSUFFICIENT_BUFFER;
   *pcchReaderLen = static_cast<DWORD>(machine.readerName.size() + 1);
   return SCARD_S_SUCCESS;
@@ -71,18 +88,29 @@ LONG RegGetValueA(HKEY hkey, LPCSTR lpSubKey, LPCSTR lpValue, DWORD, LPDWORD, PV
 DWORD GetTempPathA(DWORD nBufferLength, LPSTR lpBuffer) {
   HostMachine& machine = hostMachine();
   const std::shared_lock lock(machine.mutex);
+  throwIfTold(machine, "GetTempPathA");
   if (!machine.tempPath) return 0;
   const auto length = static_cast<DWORD>(machine.tempPath->size());
   return copyText(*machine.tempPath, lpBuffer, nBufferLength) ? length : length + 1;
 }
 
 DWORD GetFileAttributesA(LPCSTR lpFileName) {
+  {
+    HostMachine& machine = hostMachine();
+    const std::shared_lock lock(machine.mutex);
+    throwIfTold(machine, "GetFileAttributesA");
+  }
   struct stat status {};
   if (stat(lpFileName, &status) != 0) return INVALID_FILE_ATTRIBUTES;
   return S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0u;
 }
 
-BOOL CreateDirectoryA(LPCSTR lpPathName, SECURITY_ATTRIBUTES*) { return mkdir(lpPathName, 0777) == 0 ? TRUE : FALSE; }
+BOOL CreateDirectoryA(LPCSTR lpPathName, SECURITY_ATTRIBUTES*) {
+  HostMachine& machine = hostMachine();
+  const std::shared_lock lock(machine.mutex);
+  throwIfTold(machine, "CreateDirectoryA");
+  return mkdir(lpPathName, 0777) == 0 ? TRUE : FALSE;
+}
 
 HANDLE GetCurrentProcess() { return reinterpret_cast<HANDLE>(~ULONG_PTR{0}); }
 
@@ -96,6 +124,13 @@ DWORD K32GetModuleBaseNameA(HANDLE, HMODULE, LPSTR lpBaseName, DWORD nSize) {
 void GetLocalTime(SYSTEMTIME* lpSystemTime) {
   HostMachine& machine = hostMachine();
   const std::shared_lock lock(machine.mutex);
+  if (!machine.nextTimes.empty()) {
+    const std::size_t reading = machine.nextTimesRead.fetch_add(1, std::memory_order_relaxed);
+    if (reading < machine.nextTimes.size()) {
+      *lpSystemTime = machine.nextTimes[reading];
+      return;
+    }
+  }
   if (machine.localTime) {
     *lpSystemTime = *machine.localTime;
     return;
