@@ -32,6 +32,14 @@ class ORVANE_CAPABILITY("mutex") Mutex {
     holder_.store(self, std::memory_order_relaxed);
   }
 
+  // tryLock takes the mutex if nobody holds it, the calling thread included, and tells whether it did.
+  bool tryLock() ORVANE_TRY_ACQUIRE(true) {
+    const std::thread::id self = std::this_thread::get_id();
+    if (holder_.load(std::memory_order_relaxed) == self || !mutex_.try_lock()) return false;
+    holder_.store(self, std::memory_order_relaxed);
+    return true;
+  }
+
   // unlock releases the mutex, which the calling thread must hold.
   void unlock() ORVANE_RELEASE() {
     holder_.store(std::thread::id(), std::memory_order_relaxed);

@@ -16,6 +16,7 @@
 #define ORVANE_GUARDED_BY(mutex) ORVANE_THREAD_ATTRIBUTE(guarded_by(mutex))
 #define ORVANE_ACQUIRED_AFTER(mutex) ORVANE_THREAD_ATTRIBUTE(acquired_after(mutex))
 #define ORVANE_ACQUIRE(...) ORVANE_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define ORVANE_TRY_ACQUIRE(...) ORVANE_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define ORVANE_RELEASE(...) ORVANE_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define ORVANE_REQUIRES(...) ORVANE_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ORVANE_EXCLUDES(...) ORVANE_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))

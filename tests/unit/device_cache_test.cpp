@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "cache/container_list_cache.h"
 #include "support/core_test.h"
@@ -140,6 +141,22 @@ TEST(MutexTest, ReportsReentry) {
     EXPECT_EQ(error.code(), std::errc::resource_deadlock_would_occur);
   }
   const LockGuard free(mutex);
+}
+
+TEST(MutexTest, IsTakenOnlyWhenFree) {
+  Mutex mutex;
+  const auto isTaken = [&] {
+    if (!mutex.tryLock()) return false;
+    mutex.unlock();
+    return true;
+  };
+  EXPECT_TRUE(isTaken());
+  EXPECT_TRUE(isTaken()) << "it was given back";
+  const LockGuard held(mutex);
+  EXPECT_FALSE(isTaken()) << "by the holder itself";
+  bool isTakenElsewhere = true;
+  std::thread([&] { isTakenElsewhere = isTaken(); }).join();
+  EXPECT_FALSE(isTakenElsewhere);
 }
 
 }  // namespace
