@@ -73,7 +73,13 @@ void CallScript::waitAtGate(Gate& gate, std::unique_lock<std::mutex>& lock) {
 
 void CallScript::setCardHandle(std::uintptr_t newHandle) {
   const std::lock_guard<std::mutex> lock(mutex);
+  if (cardHandle != 0 && newHandle != 0) ++overlaps;
   cardHandle = newHandle;
+}
+
+unsigned long long CallScript::handleOverlaps() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return overlaps;
 }
 
 void CallScript::queue(Function function, Reaction reaction) {
@@ -120,6 +126,7 @@ bool CallScript::waitHeld(Function function, std::chrono::milliseconds timeout) 
 void CallScript::reset() {
   const std::lock_guard<std::mutex> lock(mutex);
   cardHandle = 0;
+  overlaps = 0;
   recorded.clear();
   for (std::deque<Reaction>& prepared : reactions) prepared.clear();
   for (Gate& gate : gates) {

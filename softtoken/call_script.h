@@ -65,6 +65,8 @@ class CallScript {
 
   // The card handle that records show; 0 for none.
   void setCardHandle(std::uintptr_t newHandle);
+  // How often one was set while another was.
+  unsigned long long handleOverlaps();
 
   // The rest is what the functions of softtoken_control.h do, which only translate names and bytes.
   void queue(Function function, Reaction reaction);
@@ -92,6 +94,7 @@ class CallScript {
   std::mutex mutex;
   std::condition_variable changed;
   std::uintptr_t cardHandle = 0;
+  unsigned long long overlaps = 0;
   std::vector<RecordedCall> recorded;
   std::array<std::deque<Reaction>, static_cast<std::size_t>(Function::kCount)> reactions;
   std::array<Gate, static_cast<std::size_t>(Function::kCount)> gates;

@@ -175,6 +175,10 @@ SOFTTOKEN_API std::size_t softtoken_calls(int threads, unsigned long long thread
 SOFTTOKEN_API std::size_t softtoken_call_count(void);
 SOFTTOKEN_API std::size_t softtoken_call(std::size_t position, SofttokenCall* call, char* text, std::size_t capacity);
 
+// How often orvane_setExternalSmartcardHandle was called with a handle while one was set, since the last
+// softtoken_reset; forgetting recorded calls does not change it.
+SOFTTOKEN_API unsigned long long softtoken_handle_overlaps(void);
+
 // Forgets the recorded calls.
 SOFTTOKEN_API void softtoken_clear_calls(void);
 

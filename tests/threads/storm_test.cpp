@@ -103,6 +103,7 @@ class Storm : public FaultTest {
     for (CARD_DATA& record : *records_) EXPECT_EQ(deleteContext_(&record), 0u);
     EXPECT_EQ(deleteContext_(&first), 0u);
     EXPECT_EQ(unexplained_.load(), 0u);
+    EXPECT_EQ(softtoken_handle_overlaps(), 0u) << "two calls talked to the card at once";
     // Nobody was left out.
     EXPECT_GT(acquired_.load(), kThreads);
     softtoken_clear_calls();

@@ -192,6 +192,23 @@ TEST_F(SofttokenBehaviourTest, TellsTheThreadsOfCallsApart) {
   EXPECT_EQ(softtoken_call_count(), 0u);
 }
 
+TEST_F(SofttokenBehaviourTest, CountsHandlesThatAreSetOverOthers) {
+  EXPECT_EQ(softtoken_handle_overlaps(), 0u);
+  tokenlib::setExternalSmartcardHandle(7);
+  tokenlib::clearExternalSmartcardHandle();
+  tokenlib::setExternalSmartcardHandle(7);
+  EXPECT_EQ(softtoken_handle_overlaps(), 0u);
+  tokenlib::setExternalSmartcardHandle(8);
+  tokenlib::setExternalSmartcardHandle(8);
+  softtoken_clear_calls();
+  EXPECT_EQ(softtoken_handle_overlaps(), 2u);
+  tokenlib::clearExternalSmartcardHandle();
+  tokenlib::clearExternalSmartcardHandle();
+  EXPECT_EQ(softtoken_handle_overlaps(), 2u);
+  resetSofttoken();
+  EXPECT_EQ(softtoken_handle_overlaps(), 0u);
+}
+
 TEST_F(SofttokenBehaviourTest, AGateHoldsOtherThreads) {
   constexpr const char* kFunction = "orvane_getConnectedDeviceList";
   ASSERT_EQ(softtoken_gate(kFunction, 1), 1);
