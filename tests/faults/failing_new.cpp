@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "tokenlib/maker_boundary.h"
 
@@ -18,6 +19,7 @@ struct Switch {
   bool suspended = false;
   bool failed = false;
   unsigned successesLeft = 0;
+  bool isOnce = false;
 };
 thread_local Switch newSwitch;
 
@@ -26,6 +28,7 @@ bool shallFail() {
   if (!state.armed || state.suspended) return false;
   if (state.successesLeft == 0) {
     state.failed = true;
+    state.armed = !state.isOnce;
     return true;
   }
   --state.successesLeft;
@@ -37,7 +40,15 @@ std::atomic<bool> freedMemoryStays{false};
 std::atomic<std::size_t> keptCount{0};
 std::array<void*, 1 << 18> keptBlocks;
 
+// See WhenMemoryIsGivenBack; null while there is none, and while it runs.
+thread_local void (*whenGivenBack)() = nullptr;
+
 void giveBack(void* block) noexcept {
+  if (whenGivenBack != nullptr) {
+    void (*const function)() = std::exchange(whenGivenBack, nullptr);
+    function();
+    whenGivenBack = function;
+  }
   if (block != nullptr && freedMemoryStays) {
     const std::size_t position = keptCount.fetch_add(1);
     if (position < keptBlocks.size()) {
@@ -50,6 +61,9 @@ void giveBack(void* block) noexcept {
 
 }  // namespace
 
+WhenMemoryIsGivenBack::WhenMemoryIsGivenBack(void (*function)()) { whenGivenBack = function; }
+WhenMemoryIsGivenBack::~WhenMemoryIsGivenBack() { whenGivenBack = nullptr; }
+
 FreedMemoryStays::FreedMemoryStays() { freedMemoryStays = true; }
 
 FreedMemoryStays::~FreedMemoryStays() {
@@ -58,7 +72,9 @@ FreedMemoryStays::~FreedMemoryStays() {
   for (std::size_t i = 0; i < count; ++i) std::free(keptBlocks[i]);
 }
 
-void failNewAfter(unsigned successes) { newSwitch = {true, false, false, successes}; }
+void failNewAfter(unsigned successes) { newSwitch = {true, false, false, successes, false}; }
+
+void failNewOnceAfter(unsigned successes) { newSwitch = {true, false, false, successes, true}; }
 
 bool letNewSucceed() {
   newSwitch.armed = false;

@@ -1,7 +1,11 @@
 // The module itself runs out of memory: operator new fails at the first, the second, ... allocation of every call.
 #include "faults/failing_new.h"
 
+#include <new>
+
+#include "cache/process_state.h"
 #include "faults/all_calls.h"
+#include "log/log_file.h"
 
 namespace orvane::test {
 namespace {
@@ -139,6 +143,60 @@ TEST_F(FailingNew, AtEveryAllocationOfAnAcquisition) {
     EXPECT_GT(outcome.lostLines, 0u);
     EXPECT_GT(outcome.refusals, 1u);
   }
+}
+
+// The context itself is asked for first, once there is no line to log before it: its lack has a status and a line of
+// its own, and nothing has been begun.
+TEST_F(FailingNew, AtTheContextOfAnAcquisition) {
+  startAnew();
+  setDebugLog(false);
+  CARD_DATA record = newRecord();
+  record.hScard = kFaultCardHandle;
+  const CARD_DATA before = record;
+  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  failNewOnceAfter(0);
+  const DWORD status = cardAcquireContext(&record, 0);
+  EXPECT_TRUE(letNewSucceed());
+  EXPECT_EQ(status, 14u);
+  EXPECT_EQ(takeLog(), Lines{"E Allocation failed for provider context"});
+  EXPECT_EQ(takeCalls(), Lines{});
+  EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0) << "the record was changed";
+  expectUsable();
+}
+
+// The folders of the log are walked on a copy of their path.
+TEST_F(FailingNew, AtTheFoldersOfTheLog) {
+  const std::string path(100, 'x');
+  ::testing::internal::CaptureStderr();
+  failNewOnceAfter(0);
+  const bool isCreated = createLogFolders(path);
+  EXPECT_TRUE(letNewSucceed());
+  EXPECT_FALSE(isCreated);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            std::string("Exception in createFolder(): ") + std::bad_alloc().what());
+}
+
+// The monitor sees the token go just after its containers were read anew: what was stored is gone again before it is
+// looked for. The first memory that is given back after it was stored is that of the older lists.
+TEST_F(FailingNew, NotButTheListIsGoneAtOnce) {
+  const EntryCall call = callNamed("CardReadFile cmapfile list forgotten");
+  CARD_DATA& record = open(call.before);
+  CallOutputs outputs;
+  const std::function<DWORD()> prepared = call.prepare(record, outputs);
+  outputs.startCall();
+  DWORD status = 0;
+  {
+    const WhenMemoryIsGivenBack eraseList([] {
+      ContainerListCache& lists = processState().containerListCache;
+      if (lists.find("0034CD") != nullptr) lists.erase("0034CD");
+    });
+    status = prepared();
+  }
+  EXPECT_EQ(status, code(SCARD_E_FILE_NOT_FOUND));
+  EXPECT_TRUE(outputs.isUntouched());
+  EXPECT_EQ(takeLog().back(), "E CMAP: Critical failure - could not populate cache for 0034CD");
+  EXPECT_EQ(takeAllocations().size(), 0u);
+  expectUsable();
 }
 
 // A PIN change that the token made must not leave the old PIN behind: the next signature would use up a try with it.
