@@ -186,6 +186,48 @@ TEST_F(ContainerInfoTest, ModulusLengths) {
   expectKeys(record, 2, 3, std::nullopt, blobOf(odd, kKeyExchangeBlob));
 }
 
+// A record that states a longer modulus than it holds has no blob.
+TEST_F(ContainerInfoTest, RefusesAModulusBeyondTheRecord) {
+  const OrvaneKeyPair both = makeKey(1, 3);
+  const Lines signatureFailed = {"D invalid param ", "E CardGetContainerInfo: sig blob failed, status=0x00000057"};
+  const Lines keyExchangeFailed = {"D invalid param ", "E CardGetContainerInfo: keyex blob failed, status=0x00000057"};
+  OrvaneKeyPair longSignature = makeKey(2, 1);
+  OrvaneKeyPair longKeyExchange = makeKey(3, 2);
+  OrvaneKeyPair longest = makeKey(4, 3);
+  longSignature.modulusLength = 1025;
+  longKeyExchange.modulusLength = 1025;
+  longest.modulusLength = 0xFFFFFFFF;
+  CARD_DATA& record = open({both});
+  const struct {
+    const char* name;
+    std::vector<OrvaneKeyPair> keyPairs;
+    Lines log;
+    std::optional<Bytes> signature;
+  } cases[] = {
+      {"signature", {longSignature}, signatureFailed, std::nullopt},
+      {"signature, with a good key for the exchange behind it",
+       {longSignature, makeKey(5, 2)},
+       signatureFailed,
+       std::nullopt},
+      {"key exchange", {longKeyExchange}, keyExchangeFailed, std::nullopt},
+      {"key exchange: the signature's blob stays with the caller",
+       {makeKey(5, 1), longKeyExchange},
+       keyExchangeFailed,
+       blobOf(makeKey(5, 1), kSignatureBlob)},
+      {"the longest modulus", {longest}, signatureFailed, std::nullopt},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    setKeys(record, 0, row.keyPairs);
+    const Answer answer = ask(record, 0);
+    EXPECT_EQ(answer.outcome, (Outcome{87, concat(started(0, 1), row.log), {}}));
+    EXPECT_EQ(answer.signature, row.signature);
+    EXPECT_EQ(answer.keyExchange, std::nullopt);
+    EXPECT_EQ(answer.allocations,
+              row.signature ? std::vector<std::size_t>{row.signature->size()} : std::vector<std::size_t>{});
+  }
+}
+
 TEST_F(ContainerInfoTest, NoMemory) {
   const OrvaneKeyPair both = makeKey(1, 3);
   CARD_DATA& record = open({both, makeKey(2, 2)});

@@ -197,6 +197,25 @@ TEST_F(ContainerPropertyTest, ContainerInfoWithoutMemory) {
              std::nullopt);
 }
 
+// A record that states a longer modulus than it holds has no blob.
+TEST_F(ContainerPropertyTest, ContainerInfoOfAModulusBeyondTheRecord) {
+  std::vector<OrvaneKeyPair> keys = {makeKey(1, 1), makeKey(2, 2), makeKey(3, 3), makeKey(4, 3)};
+  for (OrvaneKeyPair& key : keys) key.modulusLength = 1025;
+  keys[3].modulusLength = 0xFFFFFFFF;
+  CARD_DATA& record = open(keys);
+  const std::string signature = "D CardGetContainerProperty: sig blob failed";
+  const std::string keyExchange = "D CardGetContainerProperty: keyex blob failed";
+  const std::string lines[] = {signature, keyExchange, signature, signature};
+  for (unsigned index = 0; index < keys.size(); ++index) {
+    SCOPED_TRACE(index);
+    takeAllocations();
+    expectInfo(record, static_cast<BYTE>(index),
+               {87, concat(refreshed(index, 4, 4), {"D invalid param ", lines[index]}), {}}, std::nullopt,
+               std::nullopt);
+    EXPECT_TRUE(takeAllocations().empty());
+  }
+}
+
 TEST_F(ContainerPropertyTest, GetTakesOverTheLatestList) {
   CARD_DATA& older = open({makeKey(1, 3)});
   const OrvaneKeyPair second = makeKey(2, 1);

@@ -5,11 +5,15 @@
 #include <thread>
 #include <vector>
 
+#include "cache/device_monitor.h"
 #include "entry/entry_test.h"
 #include "support/machine.h"
 
 namespace orvane::test {
 namespace {
+
+// Once a second: what users wait for after they put a token in, and what an idle machine is asked to do.
+static_assert(DeviceMonitor::kPollPeriodMilliseconds == 1000);
 
 constexpr const char* kListFunction = "orvane_getConnectedDeviceList";
 
