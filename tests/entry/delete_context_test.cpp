@@ -105,12 +105,8 @@ DWORD signHash(CARD_DATA& record) {
 }
 
 DWORD decryptBlock(CARD_DATA& record) {
-  BYTE block[256] = {};
-  CARD_RSA_DECRYPT_INFO info{};
-  info.dwVersion = CARD_RSA_KEY_DECRYPT_INFO_VERSION_TWO;
-  info.dwKeySpec = AT_KEYEXCHANGE;
-  info.pbData = block;
-  info.cbData = sizeof(block);
+  Bytes block(256, 0);
+  CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
   info.dwPaddingType = CARD_PADDING_PKCS1;
   return record.pfnCardRSADecrypt(&record, &info);
 }

@@ -185,11 +185,7 @@ TEST_F(AcquisitionFaults, WithStrangeKeys) {
     takeBuffer(signing.pbSignedData, row.signedLength);
 
     Bytes block(256, 0x22);
-    CARD_RSA_DECRYPT_INFO decrypting{};
-    decrypting.dwVersion = 2;
-    decrypting.dwKeySpec = AT_SIGNATURE;
-    decrypting.pbData = block.data();
-    decrypting.cbData = static_cast<DWORD>(block.size());
+    CARD_RSA_DECRYPT_INFO decrypting = decryptionOf(block, AT_SIGNATURE);
     queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {1, 2, 3});
     EXPECT_EQ(record.pfnCardRSADecrypt(&record, &decrypting), hasUse ? 0 : code(SCARD_E_NO_KEY_CONTAINER));
     EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);

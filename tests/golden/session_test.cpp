@@ -135,12 +135,8 @@ class Session : public DriverTest {
     Bytes block(512, 0x3C);
     block.front() = 0x11;
     block.back() = 0x22;
-    CARD_RSA_DECRYPT_INFO info{};
-    info.dwVersion = 2;
+    CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
     info.bContainerIndex = index;
-    info.dwKeySpec = AT_KEYEXCHANGE;
-    info.pbData = block.data();
-    info.cbData = static_cast<DWORD>(block.size());
     info.dwPaddingType = padding;
     const DWORD status = record_.pfnCardRSADecrypt(&record_, &info);
     block.resize(info.cbData);

@@ -66,11 +66,7 @@ TEST_F(FreedPlaintext, IsOverwritten) {
     const Bytes plaintext(length, 0x5C);
     queueResult("orvane_decrypt", 0, kSofttokenKeep, static_cast<int>(length), plaintext);
     Bytes block(256, 0x22);
-    CARD_RSA_DECRYPT_INFO info{};
-    info.dwVersion = 2;
-    info.dwKeySpec = AT_KEYEXCHANGE;
-    info.pbData = block.data();
-    info.cbData = static_cast<DWORD>(block.size());
+    CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
     watched = {nullptr, length, 0, {}};
     watched.content.fill(0xA5);
     EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), 0u);

@@ -65,11 +65,7 @@ class PinResidue : public DriverTest {
   void decrypt() {
     queueResult("orvane_decrypt", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
     Bytes block(256, 0x22);
-    CARD_RSA_DECRYPT_INFO info{};
-    info.dwVersion = 2;
-    info.dwKeySpec = AT_KEYEXCHANGE;
-    info.pbData = block.data();
-    info.cbData = static_cast<DWORD>(block.size());
+    CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
     EXPECT_EQ(record_.pfnCardRSADecrypt(&record_, &info), 0u);
   }
 

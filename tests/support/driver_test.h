@@ -37,6 +37,9 @@ struct LogLevelValue {
 OrvaneKeyPair makeKey(std::uint8_t id, int usage, unsigned bits = 2048);
 // The 32 hexadecimal digits of such a key's credentialId.
 std::string guidOf(std::uint8_t id);
+// A request to decrypt the block with the first key, with a padding that is not named. The block stays the caller's,
+// takes the plaintext and must outlive the request.
+CARD_RSA_DECRYPT_INFO decryptionOf(Bytes& block, DWORD keySpec = AT_KEYEXCHANGE);
 // A certificate record whose bytes count up from `first`.
 OrvaneCertificate makeCertificate(std::uint8_t first, std::uint32_t length);
 

@@ -6,6 +6,15 @@
 
 namespace orvane::test {
 
+CARD_RSA_DECRYPT_INFO decryptionOf(Bytes& block, DWORD keySpec) {
+  CARD_RSA_DECRYPT_INFO info{};
+  info.dwVersion = CARD_RSA_KEY_DECRYPT_INFO_VERSION_TWO;
+  info.dwKeySpec = keySpec;
+  info.pbData = block.data();
+  info.cbData = static_cast<DWORD>(block.size());
+  return info;
+}
+
 OrvaneKeyPair makeKey(std::uint8_t id, int usage, unsigned bits) {
   OrvaneKeyPair key;
   std::memset(&key, 0xEE, sizeof(key));
