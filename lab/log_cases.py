@@ -80,7 +80,6 @@ def replaced_file(run):
         # What had no end is a line of its own, not the beginning of the new one.
         following.expect("no end", "two")
         path.rename(path.with_name("moved.txt"))
-        time.sleep(1.0)
         path.write_text(lines("three, and longer than the one before"))
         following.expect("three, and longer than the one before")
 

@@ -3,10 +3,12 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
-#include <fstream>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "commands.h"
 #include "core/log_explanations.h"
@@ -26,6 +28,20 @@ constexpr const char* kHowToLog =
     "doctor\" shows it, \"orvane-card log --list\" the files that there are. Services log below C:\\Windows\\Temp "
     "(--temp).";
 
+struct FileCloser {
+  using pointer = HANDLE;
+  void operator()(HANDLE file) const { CloseHandle(file); }
+};
+using File = std::unique_ptr<HANDLE, FileCloser>;
+
+// Opens a file so that others can still append to it, move and delete it; null when that fails.
+File openShared(const std::string& path) {
+  File file(CreateFileW(toWide(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (file.get() == INVALID_HANDLE_VALUE) file.release();
+  return file;
+}
+
 // Reads a file that other programs append to, piece by piece.
 class GrowingFile {
  public:
@@ -35,42 +51,52 @@ class GrowingFile {
   };
 
   // Begins `offset` bytes behind the beginning.
-  GrowingFile(std::string path, std::uint64_t offset)
-      : path_(std::move(path)), offset_(static_cast<std::streamoff>(offset)) {}
+  GrowingFile(std::string path, std::uint64_t offset) : path_(std::move(path)), offset_(offset) {}
 
   const std::string& path() const { return path_; }
 
   // more gives the next piece of what has been appended; no value when the file cannot be read. A file that has become
-  // shorter, or was gone in between, is read from its beginning.
+  // shorter, was gone in between, or is another one by now is read from its beginning.
   std::optional<Piece> more() {
-    constexpr std::streamoff kLongestPiece = 1 << 20;
-    const std::filesystem::path place(toWide(path_));
-    // Opened anew each time, so that the file can be moved or deleted meanwhile.
-    std::ifstream file(place, std::ios::binary | std::ios::ate);
-    const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-    if (size < 0) {
+    constexpr std::uint64_t kLongestPiece = 1 << 20;
+    // Opened anew each time: it may have been moved or deleted, and another one have its name.
+    const File file = openShared(path_);
+    BY_HANDLE_FILE_INFORMATION facts{};
+    if (!file || !GetFileInformationByHandle(file.get(), &facts)) {
       // One that is only locked for a moment goes on afterwards.
       std::error_code error;
-      if (!std::filesystem::exists(place, error)) isNew_ = true;
+      if (!std::filesystem::exists(toWide(path_), error)) isNew_ = true;
       return std::nullopt;
     }
+    const std::uint64_t size = joined(facts.nFileSizeHigh, facts.nFileSizeLow);
+    const Identity identity{facts.dwVolumeSerialNumber, joined(facts.nFileIndexHigh, facts.nFileIndexLow)};
     Piece piece;
-    if (size < offset_ || isNew_) {
+    if (size < offset_ || isNew_ || identity != identity_.value_or(identity)) {
       piece.anew = offset_ > 0;
       offset_ = 0;
       isNew_ = false;
     }
+    identity_ = identity;
     piece.bytes.resize(static_cast<std::size_t>(std::min(size - offset_, kLongestPiece)));
-    file.seekg(offset_);
-    file.read(piece.bytes.data(), static_cast<std::streamsize>(piece.bytes.size()));
-    piece.bytes.resize(static_cast<std::size_t>(file.gcount()));
-    offset_ += static_cast<std::streamoff>(piece.bytes.size());
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset_);
+    place.OffsetHigh = static_cast<DWORD>(offset_ >> 32);
+    DWORD count = 0;
+    if (!ReadFile(file.get(), piece.bytes.data(), static_cast<DWORD>(piece.bytes.size()), &count, &place)) count = 0;
+    piece.bytes.resize(count);
+    offset_ += count;
     return piece;
   }
 
  private:
+  // The volume, and the file on it.
+  using Identity = std::pair<DWORD, std::uint64_t>;
+
+  static std::uint64_t joined(DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; }
+
   std::string path_;
-  std::streamoff offset_;
+  std::uint64_t offset_;
+  std::optional<Identity> identity_;  // of the file that was read last
   bool isNew_ = false;
 };
 
