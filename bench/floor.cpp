@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
+#include "harness/token_replay.h"
 #include "platform/append_file.h"
-#include "support/token_replay.h"
 
 namespace orvane::bench {
 void replayTokenCalls(const std::vector<std::string>& calls) {

@@ -4,10 +4,10 @@
 
 #include "counters.h"
 #include "floor.h"
+#include "harness/driver_loader.h"
 #include "sampling.h"
 #include "sections.h"
 #include "soak/process_usage.h"
-#include "support/driver_loader.h"
 #ifndef _WIN32
 #include "cache/device_monitor.h"
 #endif

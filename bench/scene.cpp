@@ -6,10 +6,10 @@
 #include <mutex>
 #include <stdexcept>
 
-#include "support/driver_loader.h"
-#include "support/machine.h"
-#include "support/plain_record.h"
-#include "support/recorded_calls.h"
+#include "harness/driver_loader.h"
+#include "harness/machine.h"
+#include "harness/plain_record.h"
+#include "harness/recorded_calls.h"
 
 namespace orvane::bench {
 namespace {

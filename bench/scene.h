@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
 
 namespace orvane::bench {
 

@@ -18,12 +18,12 @@
 #include <set>
 
 #include "cache/device_monitor.h"
-#include "minidriver/function_table.h"
+#include "harness/caller_memory.h"
+#include "harness/driver_test.h"
+#include "harness/machine.h"
+#include "harness/token_replay.h"
+#include "minidriver/frame/function_table.h"
 #include "scene.h"
-#include "support/caller_memory.h"
-#include "support/driver_test.h"
-#include "support/machine.h"
-#include "support/token_replay.h"
 
 namespace orvane::fuzz {
 namespace {

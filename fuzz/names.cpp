@@ -3,9 +3,9 @@
 #include <stdexcept>
 
 #include "cache/process_state.h"
-#include "minidriver/file_names.h"
-#include "minidriver/provider_context.h"
-#include "minidriver/serial_resolution.h"
+#include "minidriver/file_system/file_names.h"
+#include "minidriver/frame/provider_context.h"
+#include "minidriver/frame/serial_resolution.h"
 #include "platform/host/host_control.h"
 #include "scene.h"
 

@@ -12,11 +12,11 @@
 #include <sstream>
 
 #include "cache/process_state.h"
+#include "harness/caller_memory.h"
+#include "harness/driver_test.h"
+#include "harness/machine.h"
+#include "harness/plain_record.h"
 #include "platform/host/host_control.h"
-#include "support/caller_memory.h"
-#include "support/driver_test.h"
-#include "support/machine.h"
-#include "support/plain_record.h"
 #include "tokenlib/token_client.h"
 
 namespace orvane::fuzz {

@@ -2,7 +2,7 @@
 """Prints what the documents point at and is not there: "document:line: what". The status is 1 if there is any.
 
 Looked at are the links in all *.md of the tree that lead to a file or a heading in the tree, and the paths in code quotes
-that begin with a folder of the tree, such as `tests/log/` or `tests/entry/sign*`. Links to other sites are not.
+that begin with a folder of the tree, such as `tests/log/` or `tests/private_key/sign*`. Links to other sites are not.
 """
 
 import bisect

@@ -54,7 +54,7 @@ def definition_names(path):
 
 def slots():
     """The entry points of the function table, in order."""
-    table = read("src/minidriver/function_table.h")
+    table = read("src/minidriver/frame/function_table.h")
     return re.findall(r"^  X\((\w+)\)", table, re.MULTILINE)
 
 

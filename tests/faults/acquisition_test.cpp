@@ -4,7 +4,7 @@
 #include <iterator>
 #include <numeric>
 
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {

@@ -1,5 +1,5 @@
 // The caller's allocator fails at the first, the second, ... request of every call.
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
 
 namespace orvane::test {
 namespace {

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "cache/process_state.h"
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
 #include "log/log_file.h"
 
 namespace orvane::test {

@@ -2,7 +2,7 @@
 #include <climits>
 #include <ostream>
 
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
 
 namespace orvane::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "fuzz/targets.h"
-#include "support/core_test.h"
+#include "harness/core_test.h"
 
 namespace orvane::test {
 namespace {

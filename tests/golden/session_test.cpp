@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "golden/session_text.h"
-#include "support/driver_test.h"
+#include "harness/driver_test.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {

@@ -6,8 +6,8 @@
 #include <string>
 #include <system_error>
 
-#include "support/driver_test.h"
-#include "support/log_reader.h"
+#include "harness/driver_test.h"
+#include "harness/log_reader.h"
 
 namespace orvane::test {
 namespace {

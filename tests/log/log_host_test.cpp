@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
+#include "harness/core_test.h"
+#include "harness/log_reader.h"
 #include "log/log.h"
 #include "log/log_file.h"
 #include "platform/host/host_control.h"
-#include "support/core_test.h"
-#include "support/log_reader.h"
 
 namespace orvane::test {
 namespace {

@@ -1,8 +1,8 @@
 // Which lines the registry value "logLevel" lets through.
 #include <string>
 
+#include "harness/core_test.h"
 #include "log/log.h"
-#include "support/core_test.h"
 
 namespace orvane::test {
 namespace {

@@ -6,9 +6,9 @@
 #include <limits>
 #include <string>
 
+#include "harness/core_test.h"
 #include "log/log_file.h"
 #include "log/process_name.h"
-#include "support/core_test.h"
 
 namespace orvane::test {
 namespace {

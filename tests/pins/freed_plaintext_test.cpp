@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdlib>
 
+#include "harness/driver_test.h"
 #include "softtoken/token_calls.h"
-#include "support/driver_test.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 // The token library answers as it is told to and keeps no PIN itself; every copy that is found is the minidriver's.
 #include <functional>
 
+#include "harness/driver_test.h"
+#include "harness/log_reader.h"
 #include "pins/memory_scan.h"
 #include "softtoken/softtoken_pins.h"
-#include "support/driver_test.h"
-#include "support/log_reader.h"
 #ifndef _WIN32
 #include "faults/failing_new.h"
 #endif

@@ -6,9 +6,9 @@
 #include <iostream>
 #include <random>
 
-#include "faults/all_calls.h"
+#include "harness/all_calls.h"
+#include "harness/caller_memory.h"
 #include "soak/process_usage.h"
-#include "support/caller_memory.h"
 
 namespace orvane::test {
 namespace {

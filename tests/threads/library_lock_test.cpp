@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "cache/process_state.h"
-#include "faults/all_calls.h"
-#include "support/core_test.h"
+#include "harness/all_calls.h"
+#include "harness/core_test.h"
 #include "support/secret.h"
 
 namespace orvane::test {

@@ -13,8 +13,8 @@
 #include <set>
 #include <thread>
 
-#include "faults/all_calls.h"
-#include "support/machine.h"
+#include "harness/all_calls.h"
+#include "harness/machine.h"
 #ifndef _WIN32
 #include "cache/device_monitor.h"
 #endif

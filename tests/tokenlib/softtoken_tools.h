@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "harness/recorded_calls.h"
 #include "softtoken/softtoken_control.h"
-#include "support/recorded_calls.h"
 
 namespace orvane::tokentest {
 

@@ -14,9 +14,9 @@
 #include <ostream>
 #include <string>
 
+#include "harness/plain_record.h"
 #include "platform/card_module.h"
 #include "softtoken/softtoken_control.h"
-#include "support/plain_record.h"
 #include "unload/exit_hook.h"
 
 namespace orvane::test {

@@ -1,0 +1,20 @@
+#include "minidriver/frame/entry.h"
+
+#include <exception>
+#include <new>
+
+namespace orvane {
+
+DWORD statusOfCaughtException(std::string_view entryPoint) noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc& error) {
+    return refuse(SCARD_E_NO_MEMORY, entryPoint, ": unhandled exception: ", error.what());
+  } catch (const std::exception& error) {
+    return refuse(SCARD_F_INTERNAL_ERROR, entryPoint, ": unhandled exception: ", error.what());
+  } catch (...) {
+    return refuse(SCARD_F_INTERNAL_ERROR, entryPoint, ": unhandled exception: ", "unknown");
+  }
+}
+
+}  // namespace orvane

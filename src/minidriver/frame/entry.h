@@ -1,0 +1,53 @@
+// The guard around every entry point, and the ways in which an entry point ends.
+#ifndef ORVANE_MINIDRIVER_FRAME_ENTRY_H
+#define ORVANE_MINIDRIVER_FRAME_ENTRY_H
+
+#include <string_view>
+
+#include "log/log.h"
+#include "platform/windows_api.h"
+
+namespace orvane {
+
+// statusOfCaughtException gives the status for the exception being handled: SCARD_E_NO_MEMORY for std::bad_alloc,
+// SCARD_F_INTERNAL_ERROR for everything else. It logs one ERROR line: the entry point's name, ": unhandled exception: "
+// and the exception's text. To be called from a catch block; never throws.
+DWORD statusOfCaughtException(std::string_view entryPoint) noexcept;
+
+// cardEntry runs the body of an entry point: first the entry line at DEBUG, then `body`, whose status it returns. It is
+// the only place where exceptions are caught on their way to the caller. `entryLine` is the whole line, beginning with
+// the entry point's name and a blank.
+template <typename Body>
+DWORD cardEntry(std::string_view entryLine, Body&& body) noexcept {
+  try {
+    logDebug(entryLine);
+    return body();
+  } catch (...) {
+    return statusOfCaughtException(entryLine.substr(0, entryLine.find(' ')));
+  }
+}
+
+// statusCode turns a published status, signed in the system's headers, into what entry points return.
+constexpr DWORD statusCode(LONG status) noexcept { return static_cast<DWORD>(status); }
+
+// The three ways to end with a log line: succeed logs what was done at DEBUG and returns 0, refuse logs why not at
+// ERROR and returns `status`, decline does the same at DEBUG.
+template <typename... Parts>
+DWORD succeed(const Parts&... message) noexcept {
+  logDebug(message...);
+  return statusCode(SCARD_S_SUCCESS);
+}
+template <typename... Parts>
+DWORD refuse(LONG status, const Parts&... message) noexcept {
+  logError(message...);
+  return statusCode(status);
+}
+template <typename... Parts>
+DWORD decline(LONG status, const Parts&... message) noexcept {
+  logDebug(message...);
+  return statusCode(status);
+}
+
+}  // namespace orvane
+
+#endif  // ORVANE_MINIDRIVER_FRAME_ENTRY_H

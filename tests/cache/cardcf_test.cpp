@@ -1,0 +1,80 @@
+// The freshness counters as the base provider sees them, in "cardcf".
+#include <string>
+
+#include "harness/entry_test.h"
+
+namespace orvane::test {
+namespace {
+
+class CardCf : public EntryTest {
+ protected:
+  void deauthenticateAll(CARD_DATA& record) {
+    ASSERT_EQ(record.pfnCardDeauthenticateEx(&record, PIN_SET_ALL_ROLES, 0), 0u);
+  }
+};
+
+TEST_F(CardCf, WithoutARecordHasDefaults) {
+  CARD_DATA& record = open();
+  setSerial(record, "UNKNOWN");
+  EXPECT_EQ(cardCf(record), (Bytes{0, 1, 0, 0, 0, 0}));
+}
+
+TEST_F(CardCf, EachTokenCountsForItself) {
+  defineCard({makeKey(1, 3)}, "A1");
+  CARD_DATA& first = openContext();
+  softtoken_set_connected("A1", 0);
+  defineCard({makeKey(2, 3)}, "B2");
+  CARD_DATA& second = openContext();
+  deauthenticateAll(second);
+  deauthenticateAll(second);
+  EXPECT_EQ(cardCf(first), (Bytes{0, 0, 1, 0, 1, 0}));
+  EXPECT_EQ(cardCf(second), (Bytes{0, 2, 1, 0, 1, 0}));
+}
+
+// The PIN counter never comes back to its first value: 255 is followed by 1.
+TEST_F(CardCf, PinCounterWrapsToOne) {
+  CARD_DATA& record = open();
+  setDebugLog(false);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 0, 1, 0, 1, 0}));
+  for (int i = 0; i < 255; ++i) deauthenticateAll(record);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 255, 1, 0, 1, 0}));
+  deauthenticateAll(record);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 1, 1, 0, 1, 0}));
+}
+
+// A changed PIN moves the counter unless the token and the process both know the PIN as valid.
+TEST_F(CardCf, PinChangeMovesThePinCounter) {
+  CARD_DATA& record = open();
+  authenticate(record);
+  changeUserPin(record, kUserPin, kNewPin);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 1, 1, 0, 1, 0})) << "the first bump always counts";
+  changeUserPin(record, kNewPin, kUserPin);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 1, 1, 0, 1, 0})) << "valid on both sides";
+  softtoken_set_password_validated(kSerial, 0);
+  changeUserPin(record, kUserPin, kNewPin);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 2, 1, 0, 1, 0})) << "the token says otherwise";
+  softtoken_set_password_validated(kSerial, 1);
+  queueThrow("orvane_getTokenInfo");
+  changeUserPin(record, kNewPin, kUserPin);
+  EXPECT_EQ(cardCf(record), (Bytes{0, 3, 1, 0, 1, 0})) << "the token cannot be asked";
+}
+
+// Containers and files move in 16 bits when the number of keys changes.
+TEST_F(CardCf, KeyCountMovesContainersAndFilesBeyondAByte) {
+  defineCard({});
+  setDebugLog(false);
+  const OrvaneKeyPair key = makeKey(1, 3);
+  for (int i = 0; i < 257; ++i) {
+    if (i % 2 == 0) {
+      softtoken_add_key(kSerial, &key);
+    } else {
+      softtoken_clear_keys(kSerial);
+    }
+    CARD_DATA& record = openContext();
+    if (i < 256) ASSERT_EQ(record.pfnCardDeleteContext(&record), 0u);
+    if (i == 256) EXPECT_EQ(cardCf(record), (Bytes{0, 0, 1, 1, 1, 1}));
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

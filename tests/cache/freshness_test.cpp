@@ -1,0 +1,215 @@
+// The freshness counters and bumpCacheFreshness.
+#include "cache/freshness.h"
+
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "cache/process_state.h"
+#include "harness/core_test.h"
+
+namespace orvane::test {
+namespace {
+
+static_assert(nextFreshness(std::uint8_t{0}) == 1);
+static_assert(nextFreshness(std::uint8_t{254}) == 255);
+static_assert(nextFreshness(std::uint8_t{255}) == 1);
+static_assert(nextFreshness(std::uint16_t{0}) == 1);
+static_assert(nextFreshness(std::uint16_t{255}) == 256);
+static_assert(nextFreshness(std::uint16_t{65534}) == 65535);
+static_assert(nextFreshness(std::uint16_t{65535}) == 0);
+
+// All counters: the version, those that count for no token or for the log alone, and a token's own.
+struct Counters {
+  unsigned version = 0;
+  unsigned globalPins = 0;
+  unsigned globalContainers = 0;
+  unsigned globalFiles = 0;
+  unsigned pins = 0;
+  unsigned containers = 0;
+  unsigned files = 0;
+  bool hasRecord = false;
+  friend bool operator==(const Counters&, const Counters&) = default;
+};
+
+void PrintTo(const Counters& counters, std::ostream* stream) {
+  *stream << "version " << counters.version << ", global " << counters.globalPins << " " << counters.globalContainers
+          << " " << counters.globalFiles << ", token " << counters.pins << " " << counters.containers << " "
+          << counters.files << (counters.hasRecord ? "" : ", no record");
+}
+
+class FreshnessTest : public CoreTest {
+ protected:
+  // `serial` is the token whose own counters are shown.
+  static Counters counters(const std::string& serial) {
+    const ProcessState& state = processState();
+    const Freshness own = state.deviceCache.freshness(serial);
+    return {state.cacheVersion.value(),
+            state.globalPinsFreshness.value(),
+            state.globalContainersFreshness.value(),
+            state.globalFilesFreshness.value(),
+            own.pins,
+            own.containers,
+            own.files,
+            state.deviceCache.hasRecord(serial)};
+  }
+  static std::string bumpedLine(const Counters& counters) {
+    return "D >>> GLOBAL CACHE BUMPED: ver=" + std::to_string(counters.version) +
+           " pins=" + std::to_string(counters.globalPins) + " cont=" + std::to_string(counters.globalContainers) +
+           " file=" + std::to_string(counters.globalFiles);
+  }
+};
+
+// Each of the sixteen flag combinations on new counters, with a token and without one.
+TEST_F(FreshnessTest, EachFlagHasItsCounter) {
+  for (std::uint32_t flags = 0; flags <= kBumpAll; ++flags) {
+    for (const std::string serial : {"A1", ""}) {
+      SCOPED_TRACE("flags " + std::to_string(flags) + " [" + serial + "]");
+      CoreTest::TearDown();
+      CoreTest::SetUp();
+      bumpCacheFreshness(flags, serial);
+      const unsigned version = (flags & 1) != 0 ? 1 : 0;
+      const unsigned pins = (flags & 2) != 0 ? 1 : 0;
+      const unsigned containers = (flags & 4) != 0 ? 1 : 0;
+      const unsigned files = (flags & 8) != 0 ? 1 : 0;
+      Counters expected{.version = version, .globalPins = pins};
+      if (serial.empty()) {
+        expected.globalContainers = containers;
+        expected.globalFiles = files;
+      } else {
+        expected.hasRecord = (flags & 0xE) != 0;
+        expected.pins = expected.hasRecord ? pins : 1;
+        expected.containers = containers;
+        expected.files = files;
+      }
+      if (!expected.hasRecord) expected.pins = 1;
+      EXPECT_EQ(counters(serial), expected);
+      Lines log;
+      if (pins != 0) log.push_back("D device reconnect false [" + serial + "]");
+      log.push_back(bumpedLine(expected));
+      EXPECT_EQ(takeLog(), log);
+      EXPECT_EQ(takeCalls(), Lines{});
+    }
+  }
+}
+
+TEST_F(FreshnessTest, CountsForOneTokenOnly) {
+  bumpCacheFreshness(kBumpAll, "A1");
+  bumpCacheFreshness(kBumpContainers, "A2");
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 1, 1, true}));
+  EXPECT_EQ(counters("A2"), (Counters{1, 1, 0, 0, 0, 1, 0, true}));
+  EXPECT_EQ(counters("A3"), (Counters{1, 1, 0, 0, 1, 0, 0, false}));
+}
+
+TEST_F(FreshnessTest, BytesWrapToOneAndWordsToZero) {
+  setDebugLog(false);
+  const auto bump = [](std::uint32_t flags, const std::string& serial, unsigned times) {
+    for (unsigned i = 0; i < times; ++i) bumpCacheFreshness(flags, serial);
+  };
+  bump(kBumpVersion | kBumpPins, "", 255);
+  EXPECT_EQ(counters("A1"), (Counters{255, 255, 0, 0, 1, 0, 0, false}));
+  bump(kBumpVersion | kBumpPins, "", 1);
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 0, 0, false}));
+  bump(kBumpVersion | kBumpPins, "", 255);
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 0, 0, false})) << "255 steps make a round";
+  for (unsigned i = 0; i < 255; ++i) processState().deviceCache.bumpPinsFreshness("A1");
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 255, 0, 0, true}));
+  processState().deviceCache.bumpPinsFreshness("A1");
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 0, 0, true}));
+  for (unsigned i = 0; i < 65535; ++i) {
+    processState().deviceCache.bumpContainersFreshness("A1");
+    processState().deviceCache.bumpFilesFreshness("A1");
+    processState().globalContainersFreshness.bump();
+    processState().globalFilesFreshness.bump();
+  }
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 65535, 65535, 1, 65535, 65535, true}));
+  bump(kBumpContainers | kBumpFiles, "A1", 1);
+  bump(kBumpContainers | kBumpFiles, "", 1);
+  EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 0, 0, true}));
+}
+
+// From the second bump of the PIN counter on, the token is asked; only when both sides hold the PIN valid it stays.
+struct PinRow {
+  const char* name;
+  long long onDevice;  // -1: the library throws
+  bool local;
+  bool isBumped;
+};
+
+TEST_F(FreshnessTest, PinCounterStaysWhileThePinIsValid) {
+  const PinRow rows[] = {
+      {"valid on both sides", 1, true, false},
+      {"any number but 0 is valid", 4294967295, true, false},
+      {"not validated by this process", 1, false, true},
+      {"not valid on the token", 0, true, true},
+      {"on neither side", 0, false, true},
+      {"the library throws", -1, true, true},
+  };
+  for (const PinRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    CoreTest::TearDown();
+    CoreTest::SetUp();
+    defineToken("A1");
+    DeviceCache& cache = processState().deviceCache;
+    bumpCacheFreshness(kBumpPins, "A1");
+    EXPECT_EQ(counters("A1"), (Counters{0, 1, 0, 0, 1, 0, 0, true}));
+    EXPECT_EQ(takeLog(),
+              (Lines{"D device reconnect false [A1]", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=1 cont=0 file=0"}));
+    EXPECT_EQ(takeCalls(), Lines{});
+    if (row.local) cache.storeValidatedPassword("A1", SecretText("1234", 4));
+    if (row.onDevice < 0) {
+      queueThrow("orvane_getTokenInfo");
+    } else {
+      queueResult("orvane_getTokenInfo", row.onDevice, kSofttokenKeep, kSofttokenKeep, {'9', '.', '8'});
+    }
+    bumpCacheFreshness(kBumpPins, "A1");
+    const unsigned pins = row.isBumped ? 2 : 1;
+    const Counters expected{0, pins, 0, 0, pins, 0, 0, true};
+    EXPECT_EQ(counters("A1"), expected);
+    const std::string onDevice = row.onDevice < 0 ? "0" : std::to_string(row.onDevice);
+    EXPECT_EQ(takeLog(),
+              (Lines{"D device reconnect true [A1]", "D password validated (device) :: " + onDevice,
+                     "D password validated (local)  :: " + std::string(row.local ? "1" : "0"),
+                     row.isBumped ? "D Not valid - bumping pin freshness" : "D valid", bumpedLine(expected)}));
+    EXPECT_EQ(takeCalls(), Lines{"orvane_getTokenInfo(\"A1\", null)"});
+    EXPECT_EQ(cache.firmwareVersion("A1"), row.onDevice < 0 ? "" : "9.8") << "the token's record is kept";
+    EXPECT_EQ(cache.isPasswordValidatedLocal("A1"), row.local);
+  }
+}
+
+// Without a serial nothing is remembered, so each bump is a first one.
+TEST_F(FreshnessTest, PinBumpsWithoutATokenNeverAsk) {
+  for (unsigned i = 1; i <= 3; ++i) {
+    bumpCacheFreshness(kBumpPins, "");
+    EXPECT_EQ(takeLog(), (Lines{"D device reconnect false []",
+                                "D >>> GLOBAL CACHE BUMPED: ver=0 pins=" + std::to_string(i) + " cont=0 file=0"}));
+  }
+  EXPECT_EQ(takeCalls(), Lines{});
+}
+
+// A token that goes loses its counters; the next bump starts from 0 and asks nothing.
+TEST_F(FreshnessTest, ErasedRecordStartsAnew) {
+  bumpCacheFreshness(kBumpPins | kBumpContainers, "A1");
+  processState().deviceCache.erase("A1");
+  EXPECT_EQ(counters("A1"), (Counters{0, 1, 0, 0, 1, 0, 0, false}));
+  bumpCacheFreshness(kBumpPins, "A1");
+  EXPECT_EQ(counters("A1"), (Counters{0, 2, 0, 0, 1, 0, 0, true}));
+  EXPECT_EQ(takeCalls(), Lines{});
+}
+
+// The monitor may erase the record while the token is being asked: the answer makes it again.
+TEST_F(FreshnessTest, RecordErasedDuringTheQuestionComesBack) {
+  defineToken("A1");
+  bumpCacheFreshness(kBumpPins | kBumpContainers, "A1");
+  softtoken_gate("orvane_getTokenInfo", 1);
+  std::thread bump([] { bumpCacheFreshness(kBumpPins, "A1"); });
+  EXPECT_EQ(softtoken_wait_held("orvane_getTokenInfo", 120000), 1);
+  processState().deviceCache.erase("A1");
+  softtoken_gate("orvane_getTokenInfo", 0);
+  bump.join();
+  EXPECT_EQ(counters("A1"), (Counters{0, 2, 0, 0, 1, 0, 0, true}));
+  EXPECT_EQ(processState().deviceCache.firmwareVersion("A1"), "2.1.0");
+}
+
+}  // namespace
+}  // namespace orvane::test

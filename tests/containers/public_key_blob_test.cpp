@@ -1,0 +1,103 @@
+// BuildRsaPublicKeyBlob.
+#include "minidriver/containers/public_key_blob.h"
+
+#include "harness/core_test.h"
+
+namespace orvane::test {
+namespace {
+
+class PublicKeyBlobTest : public CoreTest {};
+
+TEST_F(PublicKeyBlobTest, RefusesNullArguments) {
+  const CARD_DATA record = newRecord();
+  const Bytes modulus(256, 0x11);
+  BYTE untouched = 0;
+  PBYTE blob = &untouched;
+  DWORD length = 4711;
+  const struct {
+    const char* label;
+    const CARD_DATA* record;
+    const BYTE* modulus;
+    DWORD modulusLength;
+    PBYTE* blob;
+    DWORD* length;
+  } rows[] = {
+      {"no record", nullptr, modulus.data(), 256, &blob, &length},
+      {"no modulus", &record, nullptr, 256, &blob, &length},
+      {"no modulus of length 0", &record, nullptr, 0, &blob, &length},
+      {"no blob pointer", &record, modulus.data(), 256, nullptr, &length},
+      {"no length pointer", &record, modulus.data(), 256, &blob, nullptr},
+      {"more than a key record holds", &record, modulus.data(), 1025, &blob, &length},
+  };
+  forget();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    EXPECT_EQ(BuildRsaPublicKeyBlob(row.record, row.modulus, row.modulusLength, KeySpecification::kSignature, row.blob,
+                                    row.length),
+              87u);
+    EXPECT_EQ(takeLog(), Lines{"D invalid param "});
+    EXPECT_EQ(blob, &untouched);
+    EXPECT_EQ(length, 4711u);
+    EXPECT_TRUE(takeAllocations().empty());
+  }
+}
+
+TEST_F(PublicKeyBlobTest, NoMemory) {
+  CARD_DATA record = newRecord();
+  const Bytes modulus(256, 0x11);
+  BYTE untouched = 0;
+  PBYTE blob = &untouched;
+  DWORD length = 4711;
+  forget();
+  failAllocationsAfter(0);
+  for (const bool hasAllocator : {true, false}) {
+    SCOPED_TRACE(hasAllocator);
+    if (!hasAllocator) record.pfnCspAlloc = nullptr;
+    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, modulus.data(), 256, KeySpecification::kKeyExchange, &blob, &length),
+              static_cast<DWORD>(SCARD_E_NO_MEMORY));
+    EXPECT_EQ(takeLog(), Lines{"D no memory"});
+    EXPECT_EQ(blob, &untouched);
+    EXPECT_EQ(length, 4711u);
+    EXPECT_EQ(takeAllocations(), hasAllocator ? std::vector<std::size_t>{276} : std::vector<std::size_t>{});
+  }
+  failAllocationsAfter(std::nullopt);
+}
+
+TEST_F(PublicKeyBlobTest, HeaderAndReversedModulus) {
+  const CARD_DATA record = newRecord();
+  Bytes counting(1024);
+  for (std::size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<std::uint8_t>(i * 3 + 1);
+  const struct {
+    const char* label;
+    DWORD modulusLength;
+    KeySpecification keySpecification;
+    Bytes header;
+  } rows[] = {
+      {"signature, 2048 bits", 256, KeySpecification::kSignature, {6,   2,   0, 0, 0, 0x24, 0, 0, 'R', 'S',
+                                                                   'A', '1', 0, 8, 0, 0,    1, 0, 1,   0}},
+      {"key exchange, 2048 bits", 256, KeySpecification::kKeyExchange, {6,   2,   0, 0, 0, 0xA4, 0, 0, 'R', 'S',
+                                                                        'A', '1', 0, 8, 0, 0,    1, 0, 1,   0}},
+      {"empty", 0, KeySpecification::kSignature, {6,   2,   0, 0, 0, 0x24, 0, 0, 'R', 'S',
+                                                  'A', '1', 0, 0, 0, 0,    1, 0, 1,   0}},
+      {"one byte", 1, KeySpecification::kKeyExchange, {6,   2,   0, 0, 0, 0xA4, 0, 0, 'R', 'S',
+                                                       'A', '1', 8, 0, 0, 0,    1, 0, 1,   0}},
+      {"the largest", 1024, KeySpecification::kSignature, {6,   2,   0, 0,  0, 0x24, 0, 0, 'R', 'S',
+                                                           'A', '1', 0, 32, 0, 0,    1, 0, 1,   0}},
+  };
+  forget();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    PBYTE blob = nullptr;
+    DWORD length = 0;
+    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, counting.data(), row.modulusLength, row.keySpecification, &blob, &length),
+              0u);
+    EXPECT_TRUE(takeLog().empty());
+    Bytes expected = row.header;
+    for (std::size_t i = row.modulusLength; i > 0; --i) expected.push_back(counting[i - 1]);
+    ASSERT_EQ(length, expected.size());
+    EXPECT_EQ(takeBuffer(blob, length), expected);
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

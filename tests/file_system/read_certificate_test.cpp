@@ -1,0 +1,209 @@
+// CardReadFile: the certificate files, for which the token is opened anew.
+#include "harness/entry_test.h"
+
+namespace orvane::test {
+namespace {
+
+struct CertificateCase {
+  const char* name = "";
+  const char* file = "";
+  DWORD status = 0;
+  Lines log = {};  // after the line with the file's name
+  Lines calls = {};
+  std::optional<Bytes> contents = std::nullopt;  // none: both outputs untouched
+  std::vector<std::size_t> allocations = {};
+};
+
+const Lines kReopened = withHandle("orvane_initDevice(\"0012AB\", true, null)");
+
+std::string find(std::uint8_t id) { return "orvane_findCertificateForKey(\"0012AB\", " + idOf(id) + ", null)"; }
+
+std::string opening(const std::string& file) {
+  const char* const kind = file.starts_with("ksc") ? "sig-cert" : "kx-cert";
+  return std::string("D === CardReadFile ") + kind + ": serial=[0012AB] file=" + file;
+}
+
+Bytes contentsOf(std::uint8_t first, std::uint32_t length) {
+  const OrvaneCertificate certificate = makeCertificate(first, length);
+  return Bytes(certificate.certData, certificate.certData + length);
+}
+
+class ReadCertificateTest : public EntryTest {
+ protected:
+  // A token with two keys that have certificates, and one without.
+  CARD_DATA& openCertificates() {
+    CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2), makeKey(3, 3)});
+    setCertificate(1, makeCertificate(0x30, 700));
+    setCertificate(2, makeCertificate(0x40, 3072));
+    return record;
+  }
+
+  void setCertificate(std::uint8_t id, const OrvaneCertificate& certificate) {
+    ASSERT_EQ(softtoken_set_certificate(kSerial, makeKey(id, 1).credentialId, &certificate), 1);
+  }
+
+  void run(CARD_DATA& record, const CertificateCase& row) {
+    BYTE untouched = kPoison;
+    PBYTE data = &untouched;
+    DWORD size = kPoison32;
+    takeAllocations();
+    const Outcome outcome =
+        observe([&] { return record.pfnCardReadFile(&record, nullptr, const_cast<LPSTR>(row.file), 0, &data, &size); });
+    const Lines begin = {"D CardReadFile :: LOG_FUNCTION_NAME = Entry",
+                         std::string("D CardReadFile filename: ") + row.file};
+    EXPECT_EQ(outcome, (Outcome{row.status, concat(begin, row.log), row.calls}));
+    EXPECT_EQ(takeAllocations(), row.allocations);
+    if (row.contents) {
+      ASSERT_NE(data, &untouched);
+      ASSERT_EQ(size, row.contents->size());
+      EXPECT_EQ(takeBuffer(data, size), *row.contents);
+    } else {
+      EXPECT_EQ(data, &untouched);
+      EXPECT_EQ(size, kPoison32);
+    }
+    EXPECT_EQ(untouched, kPoison);
+  }
+
+  CertificateCase success(const char* file, std::uint8_t id, const Bytes& contents) {
+    return {
+        .name = file,
+        .file = file,
+        .log = {opening(file), "D CardReadFile: returned key exchange cert length=" + std::to_string(contents.size())},
+        .calls = concat(kReopened, {find(id)}),
+        .contents = contents,
+        .allocations = {contents.size()}};
+  }
+};
+
+TEST_F(ReadCertificateTest, ChoosesTheContainerByNumber) {
+  CARD_DATA& record = openCertificates();
+  const Bytes first = contentsOf(0x30, 700);
+  const Bytes second = contentsOf(0x40, 3072);
+  for (const char* const file : {"ksc0", "kxc0", "ksc00", "kxc00", "ksc", "kxc", "kscabc", "kxc-0", "ksc+0", "kxc 0",
+                                 "ksc0x1", "kxc\t0", "ksc.1", "kxc- 1", "ksc--1"}) {
+    SCOPED_TRACE(file);
+    run(record, success(file, 1, first));
+  }
+  for (const char* const file :
+       {"ksc1", "kxc1", "ksc01", "kxc0000000000000000000001", "ksc+1", "kxc 1", "ksc1abc", "kxc1-1", "ksc1 2"}) {
+    SCOPED_TRACE(file);
+    run(record, success(file, 2, second));
+  }
+}
+
+TEST_F(ReadCertificateTest, RefusesNumbersWithoutAContainer) {
+  CARD_DATA& record = openCertificates();
+  for (const char* const file : {"ksc3", "kxc3", "ksc-1", "kxc-1", "ksc10", "kxc255", "ksc256", "kxc2147483647",
+                                 "ksc2147483648", "kxc4294967295", "ksc4294967296", "kxc4294967297", "ksc-4294967296",
+                                 "kxc18446744073709551616", "ksc99999999999999999999999999"}) {
+    SCOPED_TRACE(file);
+    run(record, {.file = file,
+                 .status = code(SCARD_E_FILE_NOT_FOUND),
+                 .log = {opening(file), "E CardReadFile: invalid container index for kx cert"},
+                 .calls = kReopened});
+  }
+}
+
+TEST_F(ReadCertificateTest, RefusesContainersWithoutKeyOrCertificate) {
+  CARD_DATA& record = openCertificates();
+  for (const char* const file : {"ksc2", "kxc2"}) {
+    SCOPED_TRACE(file);
+    run(record, {.file = file,
+                 .status = code(SCARD_E_NO_KEY_CONTAINER),
+                 .log = {opening(file), "E CardReadFile: no matching key exchange cert found"},
+                 .calls = concat(kReopened, {find(3)})});
+  }
+  setKeys(record, 1, {});
+  for (const char* const file : {"ksc1", "kxc1"}) {
+    SCOPED_TRACE(file);
+    run(record, {.file = file,
+                 .status = code(SCARD_E_NO_KEY_CONTAINER),
+                 .log = {opening(file), "E CardReadFile: container has no keys"},
+                 .calls = kReopened});
+  }
+}
+
+TEST_F(ReadCertificateTest, OpensTheDeviceFirst) {
+  CARD_DATA& record = openCertificates();
+  for (const char* const file : {"ksc0", "kxc0", "ksc9"}) {
+    for (const int result : {5, -7}) {
+      SCOPED_TRACE(file);
+      queueResult("orvane_initDevice", result);
+      run(record, {.file = file,
+                   .status = 2,
+                   .log = {"E Init device in get certificate failed : " + std::to_string(result)},
+                   .calls = kReopened});
+    }
+  }
+  record.hScard = 0;
+  CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  row.calls = concat(withoutHandle("orvane_initDevice(\"0012AB\", true, null)"), {find(1)});
+  run(record, row);
+}
+
+TEST_F(ReadCertificateTest, LengthOfTheCertificate) {
+  CARD_DATA& record = openCertificates();
+  setCertificate(1, makeCertificate(1, 0));
+  run(record, success("ksc0", 1, Bytes()));
+  setCertificate(1, makeCertificate(1, 1));
+  run(record, success("kxc0", 1, contentsOf(1, 1)));
+  // A record that states more than it holds.
+  OrvaneCertificate tooLong = makeCertificate(1, 3072);
+  tooLong.certLength = 3073;
+  setCertificate(1, tooLong);
+  run(record, {.file = "ksc0",
+               .status = code(SCARD_E_NO_KEY_CONTAINER),
+               .log = {opening("ksc0"), "E CardReadFile: no matching key exchange cert found"},
+               .calls = concat(kReopened, {find(1)})});
+}
+
+TEST_F(ReadCertificateTest, NoMemory) {
+  CARD_DATA& record = openCertificates();
+  for (const char* const file : {"ksc0", "kxc0"}) {
+    SCOPED_TRACE(file);
+    CertificateCase row{.file = file,
+                        .status = code(SCARD_E_NO_MEMORY),
+                        .log = {opening(file), "E CardReadFile: allocation failed for kx cert"},
+                        .calls = concat(kReopened, {find(1)}),
+                        .allocations = {700}};
+    failAllocationsAfter(0);
+    run(record, row);
+    failAllocationsAfter(std::nullopt);
+    const auto allocator = record.pfnCspAlloc;
+    record.pfnCspAlloc = nullptr;
+    row.allocations.clear();
+    run(record, row);
+    record.pfnCspAlloc = allocator;
+  }
+}
+
+// An allocator may answer a request for 0 bytes with null: an empty certificate is a result all the same.
+TEST_F(ReadCertificateTest, EmptyCertificateWithoutMemory) {
+  CARD_DATA& record = openCertificates();
+  setCertificate(1, makeCertificate(1, 0));
+  char file[] = "ksc0";
+  char directory[] = "mscp";
+  int poison = 0;
+  auto* data = reinterpret_cast<PBYTE>(&poison);
+  DWORD size = 0xA5A5A5A5;
+  failAllocationsAfter(0);
+  const Outcome outcome = observe([&] { return record.pfnCardReadFile(&record, directory, file, 0, &data, &size); });
+  failAllocationsAfter(std::nullopt);
+  EXPECT_EQ(outcome.status, 0u);
+  EXPECT_EQ(outcome.log.back(), "D CardReadFile: returned key exchange cert length=0");
+  EXPECT_EQ(outcome.calls, concat(kReopened, {find(1)}));
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(size, 0u);
+}
+
+TEST_F(ReadCertificateTest, ReadsTheCardHandleAtEachCall) {
+  CARD_DATA& record = openCertificates();
+  record.hScard = 0xBEEF;
+  CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  row.calls = {"orvane_setExternalSmartcardHandle(0xBEEF)", "orvane_initDevice(\"0012AB\", true, null) [card 0xBEEF]",
+               "orvane_clearExternalSmartcardHandle() [card 0xBEEF]", find(1)};
+  run(record, row);
+}
+
+}  // namespace
+}  // namespace orvane::test

@@ -1,0 +1,36 @@
+// The texts of one command sent to the card, and of one question about its reader.
+#ifndef ORVANE_TESTS_HARNESS_TRANSMISSION_TEXT_H
+#define ORVANE_TESTS_HARNESS_TRANSMISSION_TEXT_H
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "driver_test.h"
+#include "support/hex_text.h"
+
+namespace orvane::test {
+
+// See DriverTest::takeTransmissions. A receive header, which is never wanted, is shown at the end.
+inline std::string transmissionText(std::uint64_t cardHandle, std::uint32_t protocol, std::uint32_t headerLength,
+                                    bool hasReceiveHeader, std::uint32_t receiveLength, const Bytes& command) {
+  std::ostringstream text;
+  text << "handle=0x" << std::hex << std::uppercase << cardHandle << std::dec << " protocol=" << protocol
+       << " pci=" << headerLength << " recv=" << receiveLength << " "
+       << hexText<std::string>(command.data(), command.size());
+  if (hasReceiveHeader) text << " with receive header";
+  return text.str();
+}
+
+// See machine::takeStatusQuestion.
+inline std::string statusQuestionText(std::uint64_t cardHandle, std::uint32_t nameLength, std::uint32_t atrLength,
+                                      bool isZeroed) {
+  std::ostringstream text;
+  text << "handle=0x" << std::hex << std::uppercase << cardHandle << std::dec << " name=" << nameLength
+       << " atr=" << atrLength << (isZeroed ? " zeroed" : "");
+  return text.str();
+}
+
+}  // namespace orvane::test
+
+#endif  // ORVANE_TESTS_HARNESS_TRANSMISSION_TEXT_H
