@@ -1,3 +1,5 @@
+#include "cache/bump_freshness.h"
+
 #include <new>
 
 #include "cache/process_state.h"
@@ -25,7 +27,7 @@ std::uint32_t refreshTokenInfo(const std::string& serial) {
 void bumpPins(const std::string& serial) {
   ProcessState& state = processState();
   // An empty serial has no record, so it takes the path without a token.
-  const auto before = serial.empty() ? DeviceCache::PinsBumpState{} : state.deviceCache.pinsBumpState(serial);
+  const PinState before = serial.empty() ? PinState{} : state.deviceCache.pinState(serial);
   if (!before.reconnectSeen) {
     logDebug("device reconnect false [", serial, "]");
     state.globalPinsFreshness.bump();
@@ -35,8 +37,8 @@ void bumpPins(const std::string& serial) {
   logDebug("device reconnect true [", serial, "]");
   const std::uint32_t validatedOnDevice = refreshTokenInfo(serial);
   logDebug("password validated (device) :: ", validatedOnDevice);
-  logDebug("password validated (local)  :: ", before.passwordValidatedLocal);
-  if (validatedOnDevice != 0 && before.passwordValidatedLocal) {
+  logDebug("password validated (local)  :: ", before.isValidatedLocal);
+  if (validatedOnDevice != 0 && before.isValidatedLocal) {
     logDebug("valid");
     return;
   }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <vector>
 
+#include "cache/bump_freshness.h"
 #include "cache/process_state.h"
 #include "log/log.h"
 #include "tokenlib/token_client.h"

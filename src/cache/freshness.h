@@ -7,13 +7,6 @@
 
 namespace orvane {
 
-// Which counters bumpCacheFreshness changes.
-inline constexpr std::uint32_t kBumpVersion = 0x1;
-inline constexpr std::uint32_t kBumpPins = 0x2;
-inline constexpr std::uint32_t kBumpContainers = 0x4;
-inline constexpr std::uint32_t kBumpFiles = 0x8;
-inline constexpr std::uint32_t kBumpAll = 0xF;
-
 // nextFreshness counts an 8-bit counter on. 255 is followed by 1: a counter that was ever bumped never again reads as
 // the initial 0.
 constexpr std::uint8_t nextFreshness(std::uint8_t value) noexcept {

@@ -4,13 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <string>
 
 #include "cache/container_list_cache.h"
 #include "cache/device_cache.h"
 #include "cache/device_monitor.h"
 #include "cache/freshness.h"
-#include "log/process_name.h"
 #include "support/mutex.h"
 
 namespace orvane {
@@ -18,9 +16,6 @@ namespace orvane {
 // ProcessState owns the process-wide objects. The members are destroyed from the last to the first, so the monitor
 // thread has ended before anything that it uses goes.
 struct ProcessState {
-  // For the log, which may write until the last of the others is gone.
-  const ProcessName processName;
-
   // The library lock. It serialises the token library's initialisation, device listing and key list of an acquisition,
   // the PIN validation of CardAuthenticateEx, signing, decryption, and the opening of the device before a certificate
   // is read, over all contexts. The certificate itself and the key list of a re-populated "cmapfile" are read without
@@ -62,12 +57,6 @@ void markProcessEnding() noexcept;
 
 // isProcessEnding tells whether markProcessEnding was called.
 bool isProcessEnding() noexcept;
-
-// bumpCacheFreshness counts the chosen counters (kBump... bits) on, for the token `serial` or, with an empty serial,
-// for none in particular, and logs the process-wide ones. From the second bump of a token's PIN counter on, the token
-// is asked first: while it still reports the PIN as validated and so does this process, the counter stays. Takes
-// `deviceCacheMutex` several times, never across the library call. Throws what DeviceCache throws.
-void bumpCacheFreshness(std::uint32_t flags, const std::string& serial);
 
 }  // namespace orvane
 

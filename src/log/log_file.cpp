@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "cache/process_state.h"
+#include "log/process_name.h"
 #include "platform/append_file.h"
 
 namespace orvane {
@@ -26,7 +26,7 @@ void printToConsole(const char* function, const std::exception& error) noexcept 
 // The folder part of the log path below a temporary folder, ending in "/".
 std::string logFolderBelow(const char* temporaryFolder) {
   std::string path(temporaryFolder);
-  path.append("/Brightfold/").append(processState().processName.text()).append("/");
+  path.append("/Brightfold/").append(processName().text()).append("/");
   return path;
 }
 

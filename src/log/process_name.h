@@ -27,6 +27,10 @@ class ProcessName {
   char baseName_[MAX_PATH] = {};
 };
 
+// processName returns the name that was asked for when the module was loaded. Any thread may read it at any time, also
+// while the module's static objects are being destroyed, since lines are logged until the last of them is gone.
+ProcessName& processName() noexcept;
+
 }  // namespace orvane
 
 #endif  // ORVANE_LOG_PROCESS_NAME_H

@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "cache/bump_freshness.h"
 #include "cache/process_state.h"
 #include "harness/core_test.h"
 
@@ -173,7 +174,7 @@ TEST_F(FreshnessTest, PinCounterStaysWhileThePinIsValid) {
                      row.isBumped ? "D Not valid - bumping pin freshness" : "D valid", bumpedLine(expected)}));
     EXPECT_EQ(takeCalls(), Lines{"orvane_getTokenInfo(\"A1\", null)"});
     EXPECT_EQ(cache.firmwareVersion("A1"), row.onDevice < 0 ? "" : "9.8") << "the token's record is kept";
-    EXPECT_EQ(cache.isPasswordValidatedLocal("A1"), row.local);
+    EXPECT_EQ(cache.pinState("A1").isValidatedLocal, row.local);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "cache/process_state.h"
 #include "driver_loader.h"
+#include "log/process_name.h"
 #include "minidriver/frame/function_table.h"
 
 namespace orvane::test {
@@ -30,6 +31,7 @@ void unloadDriver() {
   ProcessState* const state = &processState();
   std::destroy_at(state);
   new (state) ProcessState;
+  processName() = ProcessName();
 }
 
 void* driverExport(const char* name) {

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cache/bump_freshness.h"
 #include "log/log.h"
 #include "minidriver/frame/serial_resolution.h"
 #include "tokenlib/token_client.h"
