@@ -15,16 +15,11 @@ SecretText DeviceCache::getCachedPassword(const std::string& serial) const {
   return state != nullptr ? state->cachedPassword : SecretText();
 }
 
-bool DeviceCache::hasCachedPassword(const std::string& serial) const {
+PinState DeviceCache::pinState(const std::string& serial) const {
   const LockGuard lock(deviceCacheMutex);
   const DeviceState* state = find(serial);
-  return state != nullptr && !state->cachedPassword.empty();
-}
-
-bool DeviceCache::isPasswordValidatedLocal(const std::string& serial) const {
-  const LockGuard lock(deviceCacheMutex);
-  const DeviceState* state = find(serial);
-  return state != nullptr && state->passwordValidatedLocal;
+  if (state == nullptr) return {};
+  return {!state->cachedPassword.empty(), state->passwordValidatedLocal, state->reconnectSeen};
 }
 
 void DeviceCache::storeValidatedPassword(const std::string& serial, SecretText&& password) {
@@ -106,13 +101,6 @@ void DeviceCache::bumpFilesFreshness(const std::string& serial) {
   const LockGuard lock(deviceCacheMutex);
   DeviceState& state = devices_[serial];
   state.filesFreshness = nextFreshness(state.filesFreshness);
-}
-
-DeviceCache::PinsBumpState DeviceCache::pinsBumpState(const std::string& serial) const {
-  const LockGuard lock(deviceCacheMutex);
-  const DeviceState* state = find(serial);
-  if (state == nullptr) return {};
-  return {state->reconnectSeen, state->passwordValidatedLocal};
 }
 
 void DeviceCache::firstPinsBump(const std::string& serial) {

@@ -37,6 +37,13 @@ struct DeviceState {
   std::uint16_t filesFreshness = 0;
 };
 
+// PinState is what a record says about the token's PIN at one moment; all false without a record.
+struct PinState {
+  bool isCached = false;
+  bool isValidatedLocal = false;
+  bool reconnectSeen = false;
+};
+
 // Freshness is the per-token part of the file "cardcf".
 struct Freshness {
   std::uint8_t pins;
@@ -55,10 +62,9 @@ class DeviceCache {
 
   // A copy of the cached PIN, empty when there is none.
   SecretText getCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
-  // Whether there is one that is not empty.
-  bool hasCachedPassword(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
-  // Whether this process validated the cached PIN.
-  bool isPasswordValidatedLocal(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
+  // What the process knows about the PIN. All of it is read at once: another thread may store or forget the PIN at any
+  // time, and a mixture of before and after would be a state that the token was never in.
+  PinState pinState(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed, takes the PIN over and marks it validated. With a record there it cannot fail: a PIN
   // that the token has replaced never stays behind for a lack of memory.
   void storeValidatedPassword(const std::string& serial, SecretText&& password) ORVANE_EXCLUDES(deviceCacheMutex);
@@ -93,13 +99,6 @@ class DeviceCache {
   void bumpContainersFreshness(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
   void bumpFilesFreshness(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
 
-  // What a bump of the PIN counter starts from; both false without a record.
-  struct PinsBumpState {
-    bool reconnectSeen = false;
-    bool passwordValidatedLocal = false;
-  };
-  // Reads both of the record's flags at once.
-  PinsBumpState pinsBumpState(const std::string& serial) const ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed, counts its PIN counter on and sets `reconnectSeen`.
   void firstPinsBump(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
   // Makes the record if needed and stores a copy of the token's own record in it.

@@ -16,7 +16,7 @@ class ValidatedState : public BoundCoreTest {
   void SetUp() override {
     BoundCoreTest::SetUp();
     processState().deviceCache.storeValidatedPassword(kSerial, SecretText());
-    ASSERT_TRUE(processState().deviceCache.isPasswordValidatedLocal(kSerial));
+    ASSERT_TRUE(processState().deviceCache.pinState(kSerial).isValidatedLocal);
     forget();
   }
 };

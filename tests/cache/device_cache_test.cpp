@@ -22,11 +22,12 @@ class DeviceCacheTest : public ::testing::Test {
 
 TEST_F(DeviceCacheTest, MissingRecordReadsAsNothingAndStaysMissing) {
   EXPECT_EQ(password("A1"), "");
-  EXPECT_FALSE(cache.isPasswordValidatedLocal("A1"));
+  EXPECT_FALSE(cache.pinState("A1").isCached);
+  EXPECT_FALSE(cache.pinState("A1").isValidatedLocal);
   EXPECT_FALSE(cache.isDeviceInitialized("A1"));
   EXPECT_EQ(cache.firmwareVersion("A1"), std::nullopt);
   EXPECT_EQ(cache.updateKeyCount("A1", 3), std::nullopt);
-  EXPECT_FALSE(cache.pinsBumpState("A1").reconnectSeen);
+  EXPECT_FALSE(cache.pinState("A1").reconnectSeen);
   const Freshness freshness = cache.freshness("A1");
   EXPECT_EQ(freshness.pins, 1);
   EXPECT_EQ(freshness.containers, 0);
@@ -72,13 +73,14 @@ TEST_F(DeviceCacheTest, PasswordIsKeptUntilCleared) {
   cache.storeValidatedPassword("A1", SecretText("first pin", 9));
   cache.storeValidatedPassword("A2", SecretText("other", 5));
   EXPECT_EQ(password("A1"), "first pin");
-  EXPECT_TRUE(cache.isPasswordValidatedLocal("A1"));
-  EXPECT_TRUE(cache.pinsBumpState("A1").passwordValidatedLocal);
+  EXPECT_TRUE(cache.pinState("A1").isValidatedLocal);
+  EXPECT_TRUE(cache.pinState("A1").isCached);
   cache.storeValidatedPassword("A1", SecretText("2nd", 3));
   EXPECT_EQ(password("A1"), "2nd");
   cache.clearValidatedPassword("A1");
   EXPECT_EQ(password("A1"), "");
-  EXPECT_FALSE(cache.isPasswordValidatedLocal("A1"));
+  EXPECT_FALSE(cache.pinState("A1").isValidatedLocal);
+  EXPECT_FALSE(cache.pinState("A1").isCached);
   EXPECT_TRUE(cache.hasRecord("A1"));
   EXPECT_EQ(password("A2"), "other");
   cache.erase("A2");
@@ -97,9 +99,9 @@ TEST_F(DeviceCacheTest, KeyCountChangesOnlyWhileAContextIsAttached) {
 
 TEST_F(DeviceCacheTest, FirstPinsBumpIsRemembered) {
   cache.firstPinsBump("A1");
-  EXPECT_TRUE(cache.pinsBumpState("A1").reconnectSeen);
+  EXPECT_TRUE(cache.pinState("A1").reconnectSeen);
   cache.bumpPinsFreshness("A2");
-  EXPECT_FALSE(cache.pinsBumpState("A2").reconnectSeen);
+  EXPECT_FALSE(cache.pinState("A2").reconnectSeen);
 }
 
 TEST_F(DeviceCacheTest, SerialsAreComparedAsTheyAre) {

@@ -53,7 +53,7 @@ bool clearAuthenticatedPins(ProviderContext& context, PIN_SET pinSet) {
 using namespace orvane;
 
 DWORD WINAPI CardDeauthenticate(PCARD_DATA pCardData, LPWSTR pwszUserId, DWORD dwFlags) {
-  return cardEntry("CardDeauthenticate :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr) return refuse(ERROR_INVALID_PARAMETER, "CardDeauthenticate: invalid card data");
     if (dwFlags != 0) {
       return refuse(ERROR_INVALID_PARAMETER, "CardDeauthenticate: dwFlags must be zero, got dwFlags=", dwFlags);
@@ -68,7 +68,7 @@ DWORD WINAPI CardDeauthenticate(PCARD_DATA pCardData, LPWSTR pwszUserId, DWORD d
 }
 
 DWORD WINAPI CardDeauthenticateEx(PCARD_DATA pCardData, PIN_SET PinId, DWORD dwFlags) {
-  return cardEntry("CardDeauthenticateEx :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("pinset :: ", PinId);
     logDebug("dwflags :: ", dwFlags);
     if (pCardData == nullptr) return refuse(ERROR_INVALID_PARAMETER, "CardDeauthenticateEx: pCardData is NULL");

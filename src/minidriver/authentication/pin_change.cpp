@@ -2,6 +2,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cache/bump_freshness.h"
 #include "cache/process_state.h"
 #include "minidriver/authentication/pin_rules.h"
 #include "minidriver/frame/entry.h"
@@ -81,7 +82,7 @@ using namespace orvane;
 DWORD WINAPI CardChangeAuthenticator(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE pbCurrentAuthenticator,
                                      DWORD cbCurrentAuthenticator, PBYTE pbNewAuthenticator, DWORD cbNewAuthenticator,
                                      DWORD, DWORD dwFlags, PDWORD pcAttemptsRemaining) {
-  return cardEntry("CardChangeAuthenticator :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pwszUserId == nullptr || pbCurrentAuthenticator == nullptr ||
         pbNewAuthenticator == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticator: invalid parameter(s)");
@@ -111,7 +112,7 @@ DWORD WINAPI CardChangeAuthenticatorEx(PCARD_DATA pCardData, DWORD dwFlags, PIN_
                                        PBYTE pbAuthenticatingPinData, DWORD cbAuthenticatingPinData,
                                        PIN_ID dwTargetPinId, PBYTE pbTargetData, DWORD cbTargetData, DWORD,
                                        PDWORD pcAttemptsRemaining) {
-  return cardEntry("CardChangeAuthenticatorEx :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pbAuthenticatingPinData == nullptr || pbTargetData == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardChangeAuthenticatorEx: invalid parameter(s)");
     }

@@ -48,6 +48,11 @@ DWORD authenticateSilently(ProviderContext& context, PIN_ID pinId, bool isUsable
   return statusCode(SCARD_S_SUCCESS);
 }
 
+int validateOnToken(const CARD_DATA& cardData, const std::string& serial, const SecretText& pin, int& attempts) {
+  const CardHandover handover(cardData.hScard);
+  return tokenlib::validatePassword(serial, pin.c_str(), attempts);
+}
+
 DWORD authenticateOnToken(const CARD_DATA& cardData, ProviderContext& context, PIN_ID pinId, const BYTE* pinData,
                           DWORD pinLength, const AuthenticateOutputs& outputs) {
   const std::string& serial = context.serialNumber;
@@ -57,10 +62,7 @@ DWORD authenticateOnToken(const CARD_DATA& cardData, ProviderContext& context, P
   }
   SecretText pin(pinData, pinLength);
   int attempts = kDefaultAttempts;
-  const int result = [&] {
-    const CardHandover handover(cardData.hScard);
-    return tokenlib::validatePassword(serial, pin.c_str(), attempts);
-  }();
+  const int result = validateOnToken(cardData, serial, pin, attempts);
   DeviceCache& devices = processState().deviceCache;
   if (result != 0) {
     devices.clearValidatedPassword(serial);
@@ -105,7 +107,7 @@ using namespace orvane;
 
 DWORD WINAPI CardAuthenticatePin(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE pbPin, DWORD cbPin,
                                  PDWORD pcAttemptsRemaining) {
-  return cardEntry("CardAuthenticatePin :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pwszUserId == nullptr || pbPin == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardAuthenticatePin: invalid parameter(s)");
     }
@@ -135,7 +137,7 @@ DWORD WINAPI CardAuthenticatePin(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE 
 
 DWORD WINAPI CardAuthenticateEx(PCARD_DATA pCardData, PIN_ID PinId, DWORD dwFlags, PBYTE pbPinData, DWORD cbPinData,
                                 PBYTE* ppbSessionPin, PDWORD pcbSessionPin, PDWORD pcAttemptsRemaining) {
-  return cardEntry("CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr) return refuse(ERROR_INVALID_PARAMETER, "CardAuthenticateEx: pCardData is NULL");
     if ((dwFlags & ~kAcceptedAuthenticateFlags) != 0) {
       return refuse(ERROR_INVALID_PARAMETER, "CardAuthenticateEx: unsupported dwFlags=", dwFlags);
@@ -149,12 +151,11 @@ DWORD WINAPI CardAuthenticateEx(PCARD_DATA pCardData, PIN_ID PinId, DWORD dwFlag
                      "CardAuthenticateEx: NULL pbPinData probe -> SCARD_W_CARD_NOT_AUTHENTICATED [", serial, "]");
     }
     const AuthenticateOutputs outputs{ppbSessionPin, pcbSessionPin, pcAttemptsRemaining};
-    const DeviceCache& devices = processState().deviceCache;
-    const bool isCached = devices.hasCachedPassword(serial);
-    const bool isValidated = devices.isPasswordValidatedLocal(serial);
-    if (isSilent) return authenticateSilently(*context, PinId, isCached && isValidated, outputs);
-    if (!isCached) return authenticateOnToken(*pCardData, *context, PinId, pbPinData, cbPinData, outputs);
-    if (isValidated) return trustEarlierValidation(*context, PinId, outputs);
+    const PinState pin = processState().deviceCache.pinState(serial);
+    if (isSilent) return authenticateSilently(*context, PinId, pin.isCached && pin.isValidatedLocal, outputs);
+    if (!pin.isCached) return authenticateOnToken(*pCardData, *context, PinId, pbPinData, cbPinData, outputs);
+    if (pin.isValidatedLocal) return trustEarlierValidation(*context, PinId, outputs);
+    // Storing a PIN validates it and forgetting it does both, so no record says this; the answer stands for the case.
     return refuse(ERROR_INVALID_PARAMETER, "CardAuthenticateEx: invalid param state");
   });
 }
