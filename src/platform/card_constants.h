@@ -1,4 +1,4 @@
-// The constants of the minidriver interface.
+// The constants of the minidriver interface that this project uses.
 //
 // Part of our own declaration of the published smart-card minidriver interface, version 7; include card_module.h.
 #ifndef ORVANE_PLATFORM_CARD_CONSTANTS_H
@@ -7,55 +7,29 @@
 #include "platform/windows_api.h"
 
 // Versions of `CARD_DATA` and of the records.
-#define CARD_DATA_VERSION_FOUR 4
-#define CARD_DATA_VERSION_FIVE 5
-#define CARD_DATA_VERSION_SIX 6
 #define CARD_DATA_VERSION_SEVEN 7
 #define CARD_DATA_CURRENT_VERSION 7  // defined as CARD_DATA_VERSION_SEVEN
-#define CARD_CACHE_FILE_CURRENT_VERSION 1
 #define CARD_CAPABILITIES_CURRENT_VERSION 1
 #define CARD_FREE_SPACE_INFO_CURRENT_VERSION 1
 #define CARD_KEY_SIZES_CURRENT_VERSION 1
 #define CARD_FILE_INFO_CURRENT_VERSION 1
 #define CONTAINER_INFO_CURRENT_VERSION 1
-#define CARD_SIGNING_INFO_BASIC_VERSION 1  // record without the padding members
 #define CARD_SIGNING_INFO_CURRENT_VERSION 2
-#define CARD_RSA_KEY_DECRYPT_INFO_VERSION_ONE 1  // record without the padding members
 #define CARD_RSA_KEY_DECRYPT_INFO_VERSION_TWO 2
 #define CARD_RSA_KEY_DECRYPT_INFO_CURRENT_VERSION 2  // version 6 headers had 1 here
 #define PIN_CACHE_POLICY_CURRENT_VERSION 6
 #define PIN_INFO_CURRENT_VERSION 6
-#define CARD_DH_AGREEMENT_INFO_VERSION 2  // no CURRENT name exists
-#define CARD_DERIVE_KEY_VERSION 1
-#define CARD_DERIVE_KEY_VERSION_TWO 2
-#define CARD_DERIVE_KEY_CURRENT_VERSION 2
-#define CARD_IMPORT_KEYPAIR_VERSION_SEVEN 7
-#define CARD_IMPORT_KEYPAIR_CURRENT_VERSION 7
-#define CARD_CHANGE_AUTHENTICATOR_VERSION_SEVEN 7
-#define CARD_CHANGE_AUTHENTICATOR_CURRENT_VERSION 7
-#define CARD_CHANGE_AUTHENTICATOR_RESPONSE_VERSION_SEVEN 7
-#define CARD_CHANGE_AUTHENTICATOR_RESPONSE_CURRENT_VERSION 7
-#define CARD_AUTHENTICATE_VERSION_SEVEN 7
-#define CARD_AUTHENTICATE_CURRENT_VERSION 7
-#define CARD_AUTHENTICATE_RESPONSE_VERSION_SEVEN 7
-#define CARD_AUTHENTICATE_RESPONSE_CURRENT_VERSION 7
 
 // Names in the card file system.
 #define szBASE_CSP_DIR "mscp"                 // directory of the base provider
-#define szINTERMEDIATE_CERTS_DIR "mscerts"    // directory
 #define szCARD_IDENTIFIER_FILE "cardid"       // 16 bytes; root
 #define szCACHE_FILE "cardcf"                 // 6 bytes; published place is the root
 #define szCONTAINER_MAP_FILE "cmapfile"       // 86 bytes a container; in "mscp"
 #define szROOT_STORE_FILE "msroots"           // PKCS #7 store; in "mscp"
 #define szUSER_SIGNATURE_CERT_PREFIX "ksc"    // + container index; certificate
 #define szUSER_KEYEXCHANGE_CERT_PREFIX "kxc"  // + container index; certificate
-#define szUSER_SIGNATURE_PRIVATE_KEY_PREFIX "kss"
-#define szUSER_SIGNATURE_PUBLIC_KEY_PREFIX "ksp"
-#define szUSER_KEYEXCHANGE_PRIVATE_KEY_PREFIX "kxs"
-#define szUSER_KEYEXCHANGE_PUBLIC_KEY_PREFIX "kxp"
 
 // User names.
-#define wszCARD_USER_EVERYONE L"anonymous"
 #define wszCARD_USER_USER L"user"
 #define wszCARD_USER_ADMIN L"admin"
 
@@ -65,24 +39,18 @@
 #define CONTAINER_MAP_DEFAULT_CONTAINER 2  // bit 1; at most one record, only with bit 0
 
 // PIN identifiers and PIN sets.
-#define MAX_PINS 8
-#define ROLE_EVERYONE 0                  // PIN_ID
 #define ROLE_USER 1                      // PIN_ID
 #define ROLE_ADMIN 2                     // PIN_ID
-#define PIN_SET_NONE 0x00                // PIN_SET
 #define PIN_SET_ALL_ROLES 0xFF           // PIN_SET
-#define PIN_CHANGE_FLAG_UNBLOCK 0x01     // CardChangeAuthenticatorEx flags
 #define PIN_CHANGE_FLAG_CHANGEPIN 0x02   // CardChangeAuthenticatorEx flags
 #define PIN_INFO_REQUIRE_SECURE_ENTRY 1  // PIN_INFO.dwFlags
 
 // Authentication flags.
-#define CARD_AUTHENTICATE_PIN_CHALLENGE_RESPONSE 1         // CardUnblockPin, CardChangeAuthenticator
 #define CARD_AUTHENTICATE_PIN_PIN 2                        // CardUnblockPin, CardChangeAuthenticator
 #define CARD_AUTHENTICATE_GENERATE_SESSION_PIN 0x10000000  // CardAuthenticateEx
 #define CARD_AUTHENTICATE_SESSION_PIN 0x20000000           // CardAuthenticateEx
 #define CARD_PIN_SILENT_CONTEXT 0x00000040                 // CardAuthenticateEx: no user interface
 #define CARD_PIN_STRENGTH_PLAINTEXT 0x1
-#define CARD_PIN_STRENGTH_SESSION_PIN 0x2
 
 // Signing, decryption and key derivation.
 #define CARD_BUFFER_SIZE_ONLY 0x20000000  // size query
@@ -91,42 +59,17 @@
 #define CARD_PADDING_PKCS1 0x00000002
 #define CARD_PADDING_PSS 0x00000004
 #define CARD_PADDING_OAEP 0x00000008
-#define CARD_RETURN_KEY_HANDLE 0x1000000  // CardDeriveKey flag (seven digits: bit 24)
 
 // Context, containers, algorithms.
 #define CARD_SECURE_KEY_INJECTION_NO_CARD_MODE 0x1  // CardAcquireContext flag
-#define CARD_CREATE_CONTAINER_KEY_GEN 1             // CardCreateContainer(Ex) flag
-#define CARD_CREATE_CONTAINER_KEY_IMPORT 2
-#define CP_CACHE_MODE_GLOBAL_CACHE 1
 #define CP_CACHE_MODE_SESSION_ONLY 2
-#define CP_CACHE_MODE_NO_CACHE 3
-#define CARD_CIPHER_OPERATION 0x1  // symmetric
 #define CARD_ASYMMETRIC_OPERATION 0x2
-#define CARD_KEY_IMPORT_PLAIN_TEXT 0x1  // CP_KEY_IMPORT_SUPPORT bits
-#define CARD_KEY_IMPORT_RSA_KEYEST 0x2
-#define CARD_KEY_IMPORT_ECC_KEYEST 0x4
-#define CARD_KEY_IMPORT_SHARED_SYMMETRIC 0x8
 #define CARD_DATA_VALUE_UNKNOWN (static_cast<DWORD>(-1))  // defined as minus one cast to DWORD
-#define SCARD_PROVIDER_CARD_MODULE 0x80000001  // provider id under which the operating system registers a minidriver
-#define AT_ECDSA_P256 3                        // key spec
-#define AT_ECDSA_P384 4
-#define AT_ECDSA_P521 5
-#define AT_ECDHE_P256 6
-#define AT_ECDHE_P384 7
-#define AT_ECDHE_P521 8
-#define CARD_BLOCK_PADDING 0x00000001  // defined as BCRYPT_BLOCK_PADDING
 
-// Names of symmetric algorithms, secure functions and key properties.
-#define CARD_3DES_112_ALGORITHM L"3DES_112"     // defined as BCRYPT_3DES_112_ALGORITHM
-#define CARD_3DES_ALGORITHM L"3DES"             // defined as BCRYPT_3DES_ALGORITHM
-#define CARD_AES_ALGORITHM L"AES"               // defined as BCRYPT_AES_ALGORITHM
-#define CARD_CHAIN_MODE_CBC L"ChainingModeCBC"  // defined as BCRYPT_CHAIN_MODE_CBC
+// Names of secure functions.
 #define CSF_IMPORT_KEYPAIR L"Import Key Pair"
 #define CSF_CHANGE_AUTHENTICATOR L"Change Authenticator"
 #define CSF_AUTHENTICATE L"Authenticate"
-#define CKP_CHAINING_MODE L"ChainingMode"
-#define CKP_INITIALIZATION_VECTOR L"IV"
-#define CKP_BLOCK_LENGTH L"BlockLength"
 
 // Property names, compared exactly, letter case included.
 #define CP_CARD_FREE_SPACE L"Free Space"      // CARD_FREE_SPACE_INFO, read only
@@ -151,16 +94,12 @@
 #define CP_KEY_IMPORT_SUPPORT L"Key Import Support"  // DWORD, CARD_KEY_IMPORT_ bits, read only
 #define CP_ENUM_ALGORITHMS \
   L"Algorithms"  // version 7; dwFlags = CARD_CIPHER_OPERATION or CARD_ASYMMETRIC_OPERATION, read only
-#define CP_PADDING_SCHEMES L"Padding Schemes"           // version 7; DWORD, CARD_PADDING_ bits, read only
-#define CP_CHAINING_MODES L"Chaining Modes"             // version 7, read only
-#define CCP_CONTAINER_INFO L"Container Info"            // container property; CONTAINER_INFO, read only
-#define CCP_PIN_IDENTIFIER L"PIN Identifier"            // container property; PIN_ID
-#define CCP_ASSOCIATED_ECDH_KEY L"Associated ECDH Key"  // container property, version 7
+#define CP_PADDING_SCHEMES L"Padding Schemes"  // version 7; DWORD, CARD_PADDING_ bits, read only
+#define CP_CHAINING_MODES L"Chaining Modes"    // version 7, read only
+#define CCP_CONTAINER_INFO L"Container Info"   // container property; CONTAINER_INFO, read only
+#define CCP_PIN_IDENTIFIER L"PIN Identifier"   // container property; PIN_ID
 
 // Operations on a set of PINs: bit n stands for the PIN identifier n.
 #define CREATE_PIN_SET(PinId) (1u << (PinId))
-#define SET_PIN(PinSet, PinId) ((PinSet) |= CREATE_PIN_SET(PinId))
-#define IS_PIN_SET(PinSet, PinId) (0 != ((PinSet)&CREATE_PIN_SET(PinId)))
-#define CLEAR_PIN(PinSet, PinId) ((PinSet) &= ~CREATE_PIN_SET(PinId))
 
 #endif  // ORVANE_PLATFORM_CARD_CONSTANTS_H

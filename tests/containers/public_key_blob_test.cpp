@@ -8,33 +8,17 @@ namespace {
 
 class PublicKeyBlobTest : public CoreTest {};
 
-TEST_F(PublicKeyBlobTest, RefusesNullArguments) {
+TEST_F(PublicKeyBlobTest, RefusesAModulusThatItsRecordCannotHold) {
   const CARD_DATA record = newRecord();
-  const Bytes modulus(256, 0x11);
-  BYTE untouched = 0;
-  PBYTE blob = &untouched;
-  DWORD length = 4711;
-  const struct {
-    const char* label;
-    const CARD_DATA* record;
-    const BYTE* modulus;
-    DWORD modulusLength;
-    PBYTE* blob;
-    DWORD* length;
-  } rows[] = {
-      {"no record", nullptr, modulus.data(), 256, &blob, &length},
-      {"no modulus", &record, nullptr, 256, &blob, &length},
-      {"no modulus of length 0", &record, nullptr, 0, &blob, &length},
-      {"no blob pointer", &record, modulus.data(), 256, nullptr, &length},
-      {"no length pointer", &record, modulus.data(), 256, &blob, nullptr},
-      {"more than a key record holds", &record, modulus.data(), 1025, &blob, &length},
-  };
-  forget();
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.label);
-    EXPECT_EQ(BuildRsaPublicKeyBlob(row.record, row.modulus, row.modulusLength, KeySpecification::kSignature, row.blob,
-                                    row.length),
-              87u);
+  for (const DWORD modulusLength : {1025u, 0xFFFFFFECu, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(modulusLength);
+    OrvaneKeyPair key = makeKey(1, 3);
+    key.modulusLength = modulusLength;
+    BYTE untouched = 0;
+    PBYTE blob = &untouched;
+    DWORD length = 4711;
+    forget();
+    EXPECT_EQ(BuildRsaPublicKeyBlob(record, key, KeySpecification::kSignature, blob, length), 87u);
     EXPECT_EQ(takeLog(), Lines{"D invalid param "});
     EXPECT_EQ(blob, &untouched);
     EXPECT_EQ(length, 4711u);
@@ -44,7 +28,7 @@ TEST_F(PublicKeyBlobTest, RefusesNullArguments) {
 
 TEST_F(PublicKeyBlobTest, NoMemory) {
   CARD_DATA record = newRecord();
-  const Bytes modulus(256, 0x11);
+  const OrvaneKeyPair key = makeKey(1, 3);
   BYTE untouched = 0;
   PBYTE blob = &untouched;
   DWORD length = 4711;
@@ -53,7 +37,7 @@ TEST_F(PublicKeyBlobTest, NoMemory) {
   for (const bool hasAllocator : {true, false}) {
     SCOPED_TRACE(hasAllocator);
     if (!hasAllocator) record.pfnCspAlloc = nullptr;
-    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, modulus.data(), 256, KeySpecification::kKeyExchange, &blob, &length),
+    EXPECT_EQ(BuildRsaPublicKeyBlob(record, key, KeySpecification::kKeyExchange, blob, length),
               static_cast<DWORD>(SCARD_E_NO_MEMORY));
     EXPECT_EQ(takeLog(), Lines{"D no memory"});
     EXPECT_EQ(blob, &untouched);
@@ -65,8 +49,8 @@ TEST_F(PublicKeyBlobTest, NoMemory) {
 
 TEST_F(PublicKeyBlobTest, HeaderAndReversedModulus) {
   const CARD_DATA record = newRecord();
-  Bytes counting(1024);
-  for (std::size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<std::uint8_t>(i * 3 + 1);
+  OrvaneKeyPair key = makeKey(1, 3);
+  for (std::size_t i = 0; i < sizeof(key.modulus); ++i) key.modulus[i] = static_cast<std::uint8_t>(i * 3 + 1);
   const struct {
     const char* label;
     DWORD modulusLength;
@@ -89,11 +73,11 @@ TEST_F(PublicKeyBlobTest, HeaderAndReversedModulus) {
     SCOPED_TRACE(row.label);
     PBYTE blob = nullptr;
     DWORD length = 0;
-    EXPECT_EQ(BuildRsaPublicKeyBlob(&record, counting.data(), row.modulusLength, row.keySpecification, &blob, &length),
-              0u);
+    key.modulusLength = row.modulusLength;
+    EXPECT_EQ(BuildRsaPublicKeyBlob(record, key, row.keySpecification, blob, length), 0u);
     EXPECT_TRUE(takeLog().empty());
     Bytes expected = row.header;
-    for (std::size_t i = row.modulusLength; i > 0; --i) expected.push_back(counting[i - 1]);
+    for (std::size_t i = row.modulusLength; i > 0; --i) expected.push_back(key.modulus[i - 1]);
     ASSERT_EQ(length, expected.size());
     EXPECT_EQ(takeBuffer(blob, length), expected);
   }

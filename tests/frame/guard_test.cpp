@@ -41,7 +41,7 @@ const Row kRows[] = {
 TEST_F(EntryGuard, TurnsExceptionsIntoStatuses) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(cardEntry("CardSomething :: LOG_FUNCTION_NAME = Entry",
+    EXPECT_EQ(cardEntry("CardSomething",
                         [&]() -> DWORD {
                           row.raise();
                           return 0;
@@ -54,7 +54,7 @@ TEST_F(EntryGuard, TurnsExceptionsIntoStatuses) {
 
 TEST_F(EntryGuard, PassesStatusesOn) {
   for (const DWORD status : {0u, 87u, 0x80100022u}) {
-    EXPECT_EQ(cardEntry("CardSomething :: LOG_FUNCTION_NAME = Entry", [&] { return status; }), status);
+    EXPECT_EQ(cardEntry("CardSomething", [&] { return status; }), status);
     EXPECT_EQ(takeLog(), Lines{"D CardSomething :: LOG_FUNCTION_NAME = Entry"});
   }
 }

@@ -25,7 +25,7 @@ DWORD buildBlobOf(const CARD_DATA& cardData, const ContainerEntry& container, bo
   const auto key = std::find_if(keyPairs.begin(), keyPairs.end(),
                                 [&](const OrvaneKeyPair& keyPair) { return isWanted(keyPair.keyUsage); });
   if (key == keyPairs.end()) return statusCode(SCARD_S_SUCCESS);
-  return BuildRsaPublicKeyBlob(&cardData, key->modulus, key->modulusLength, keySpecification, &blob, &blobLength);
+  return BuildRsaPublicKeyBlob(cardData, *key, keySpecification, blob, blobLength);
 }
 
 DWORD buildSignatureBlob(const CARD_DATA& cardData, const ContainerEntry& container, CONTAINER_INFO& info) {
@@ -103,7 +103,7 @@ using namespace orvane;
 
 DWORD WINAPI CardGetContainerInfo(PCARD_DATA pCardData, BYTE bContainerIndex, DWORD dwFlags,
                                   PCONTAINER_INFO pContainerInfo) {
-  return cardEntry("CardGetContainerInfo :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pContainerInfo == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "Invalid parameters");
     }
@@ -129,7 +129,7 @@ DWORD WINAPI CardGetContainerInfo(PCARD_DATA pCardData, BYTE bContainerIndex, DW
 
 DWORD WINAPI CardGetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex, LPCWSTR wszProperty, PBYTE pbData,
                                       DWORD cbData, PDWORD pdwDataLen, DWORD) {
-  return cardEntry("CardGetContainerProperty :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("CardGetContainerProperty bContainerIndex :: ", bContainerIndex);
     if (pCardData == nullptr || wszProperty == nullptr || pdwDataLen == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardGetContainerProperty: invalid parameter(s)");
@@ -164,7 +164,7 @@ DWORD WINAPI CardGetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex
 
 DWORD WINAPI CardSetContainerProperty(PCARD_DATA pCardData, BYTE bContainerIndex, LPCWSTR wszProperty, PBYTE pbData,
                                       DWORD cbDataLen, DWORD dwFlags) {
-  return cardEntry("CardSetContainerProperty :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("dwflaogs :: ", dwFlags);
     if (pCardData == nullptr || wszProperty == nullptr || pbData == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardSetContainerProperty: invalid parameter(s)");

@@ -5,7 +5,6 @@
 
 #include "minidriver/frame/csp_buffer.h"
 #include "minidriver/frame/entry.h"
-#include "tokenlib/token_library.h"
 
 namespace orvane {
 namespace {
@@ -21,14 +20,12 @@ constexpr DWORD kPublicExponent = 65537;
 
 }  // namespace
 
-DWORD BuildRsaPublicKeyBlob(const CARD_DATA* cardData, const BYTE* modulus, DWORD modulusLength,
-                            KeySpecification keySpecification, PBYTE* blob, DWORD* blobLength) {
-  if (cardData == nullptr || modulus == nullptr || blob == nullptr || blobLength == nullptr ||
-      modulusLength > sizeof(OrvaneKeyPair::modulus)) {
-    return decline(ERROR_INVALID_PARAMETER, "invalid param ");
-  }
+DWORD BuildRsaPublicKeyBlob(const CARD_DATA& cardData, const OrvaneKeyPair& key, KeySpecification keySpecification,
+                            PBYTE& blob, DWORD& blobLength) {
+  const DWORD modulusLength = key.modulusLength;
+  if (modulusLength > sizeof(key.modulus)) return decline(ERROR_INVALID_PARAMETER, "invalid param ");
   const DWORD totalLength = modulusLength + DWORD{sizeof(RsaPublicKeyHeader)};
-  BYTE* contents = allocateForCaller(*cardData, totalLength);
+  BYTE* contents = allocateForCaller(cardData, totalLength);
   if (contents == nullptr) return decline(SCARD_E_NO_MEMORY, "no memory");
   RsaPublicKeyHeader header{};
   header.key.bType = PUBLICKEYBLOB;
@@ -38,9 +35,9 @@ DWORD BuildRsaPublicKeyBlob(const CARD_DATA* cardData, const BYTE* modulus, DWOR
   header.rsa.bitlen = modulusLength * 8;
   header.rsa.pubexp = kPublicExponent;
   std::memcpy(contents, &header, sizeof(header));
-  std::reverse_copy(modulus, modulus + modulusLength, contents + sizeof(header));
-  *blob = contents;
-  *blobLength = totalLength;
+  std::reverse_copy(key.modulus, key.modulus + modulusLength, contents + sizeof(header));
+  blob = contents;
+  blobLength = totalLength;
   return statusCode(SCARD_S_SUCCESS);
 }
 

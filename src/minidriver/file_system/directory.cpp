@@ -110,7 +110,7 @@ using namespace orvane;
 
 DWORD WINAPI CardEnumFiles(PCARD_DATA pCardData, LPSTR pszDirectoryName, LPSTR* pmszFileNames, LPDWORD pdwcbFileName,
                            DWORD dwFlags) {
-  return cardEntry("CardEnumFiles :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pmszFileNames == nullptr || pdwcbFileName == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardEnumFiles: invalid parameter(s)");
     }
@@ -134,7 +134,7 @@ DWORD WINAPI CardEnumFiles(PCARD_DATA pCardData, LPSTR pszDirectoryName, LPSTR* 
 
 DWORD WINAPI CardGetFileInfo(PCARD_DATA pCardData, LPSTR pszDirectoryName, LPSTR pszFileName,
                              PCARD_FILE_INFO pCardFileInfo) {
-  return cardEntry("CardGetFileInfo :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pszFileName == nullptr || pCardFileInfo == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardGetFileInfo: invalid parameter(s)");
     }

@@ -184,7 +184,7 @@ DWORD readFile(const CARD_DATA& cardData, const ProviderContext& context, LPCSTR
 using namespace orvane;
 
 DWORD WINAPI CardReadFile(PCARD_DATA pCardData, LPSTR, LPSTR pszFileName, DWORD, PBYTE* ppbData, PDWORD pcbData) {
-  return cardEntry("CardReadFile :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("CardReadFile filename: ", pszFileName);
     if (pCardData == nullptr || pszFileName == nullptr || ppbData == nullptr || pcbData == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardReadFile: invalid parameter(s)");

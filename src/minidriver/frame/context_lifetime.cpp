@@ -88,7 +88,7 @@ DWORD acquireContext(CARD_DATA& cardData, DWORD dwFlags) {
 using namespace orvane;
 
 DWORD WINAPI CardAcquireContext(PCARD_DATA pCardData, DWORD dwFlags) {
-  return cardEntry("CardAcquireContext :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("dwFlags=", dwFlags);
     if (pCardData == nullptr) return refuse(ERROR_INVALID_PARAMETER, "CardAcquireContext: pCardData is NULL");
     return acquireContext(*pCardData, dwFlags);
@@ -101,7 +101,7 @@ DWORD WINAPI CardDeleteContext(PCARD_DATA pCardData) {
     if (pCardData != nullptr) pCardData->pvVendorSpecific = nullptr;
     return statusCode(SCARD_S_SUCCESS);
   }
-  return cardEntry("CardDeleteContext :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     {
       const ContextRef context = pCardData != nullptr ? takeContext(*pCardData) : ContextRef();
       if (!context) return succeed("pcard data or vendor specific is null");

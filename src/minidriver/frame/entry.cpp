@@ -5,7 +5,7 @@
 
 namespace orvane {
 
-DWORD statusOfCaughtException(std::string_view entryPoint) noexcept {
+DWORD statusOfCaughtException(const char* entryPoint) noexcept {
   try {
     throw;
   } catch (const std::bad_alloc& error) {

@@ -2,8 +2,6 @@
 #ifndef ORVANE_MINIDRIVER_FRAME_ENTRY_H
 #define ORVANE_MINIDRIVER_FRAME_ENTRY_H
 
-#include <string_view>
-
 #include "log/log.h"
 #include "platform/windows_api.h"
 
@@ -12,18 +10,17 @@ namespace orvane {
 // statusOfCaughtException gives the status for the exception being handled: SCARD_E_NO_MEMORY for std::bad_alloc,
 // SCARD_F_INTERNAL_ERROR for everything else. It logs one ERROR line: the entry point's name, ": unhandled exception: "
 // and the exception's text. To be called from a catch block; never throws.
-DWORD statusOfCaughtException(std::string_view entryPoint) noexcept;
+DWORD statusOfCaughtException(const char* entryPoint) noexcept;
 
-// cardEntry runs the body of an entry point: first the entry line at DEBUG, then `body`, whose status it returns. It is
-// the only place where exceptions are caught on their way to the caller. `entryLine` is the whole line, beginning with
-// the entry point's name and a blank.
+// cardEntry runs the body of the entry point `name` (its __func__): first the entry line at DEBUG, then `body`, whose
+// status it returns. It is the only place where exceptions are caught on their way to the caller.
 template <typename Body>
-DWORD cardEntry(std::string_view entryLine, Body&& body) noexcept {
+DWORD cardEntry(const char* name, Body&& body) noexcept {
   try {
-    logDebug(entryLine);
+    logDebug(name, " :: LOG_FUNCTION_NAME = Entry");
     return body();
   } catch (...) {
-    return statusOfCaughtException(entryLine.substr(0, entryLine.find(' ')));
+    return statusOfCaughtException(name);
   }
 }
 

@@ -47,16 +47,13 @@ class LibraryPlaintext {
 // The provider's block is little-endian, the library's big-endian. A block of any key there is has room in the object.
 class BigEndianCipherText {
  public:
-  explicit BigEndianCipherText(const CARD_RSA_DECRYPT_INFO& info) {
-    if (info.cbData > short_.size()) long_.resize(info.cbData);
-    bytes_ = info.cbData > short_.size() ? long_.data() : short_.data();
+  explicit BigEndianCipherText(const CARD_RSA_DECRYPT_INFO& info)
+      : long_(info.cbData <= short_.size() ? 0 : info.cbData), bytes_(long_.empty() ? short_.data() : long_.data()) {
     std::reverse_copy(info.pbData, info.pbData + info.cbData, bytes_);
-    if (info.cbData == 0) bytes_ = nullptr;
   }
   BigEndianCipherText(const BigEndianCipherText&) = delete;
   BigEndianCipherText& operator=(const BigEndianCipherText&) = delete;
 
-  // Null when there are none.
   const BYTE* bytes() const noexcept { return bytes_; }
 
  private:
@@ -64,6 +61,16 @@ class BigEndianCipherText {
   std::vector<BYTE> long_;
   BYTE* bytes_;
 };
+
+int decryptOnToken(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
+                   const CARD_RSA_DECRYPT_INFO& info, LibraryPlaintext& plaintext) {
+  const BigEndianCipherText cipherText(info);
+  const SecretText pin = processState().deviceCache.getCachedPassword(serial);
+  const CardHandover handover(cardData.hScard);
+  // The library gets null for an empty cipher text.
+  return tokenlib::decrypt(serial, key.credentialId, pin.c_str(), info.cbData != 0 ? cipherText.bytes() : nullptr,
+                           static_cast<int>(info.cbData), plaintext.bytes, plaintext.length);
+}
 
 void logPaddingType(DWORD paddingType) noexcept {
   switch (paddingType) {
@@ -88,14 +95,8 @@ bool isUsageRight(DWORD keySpec, std::int32_t keyUsage) noexcept {
 
 DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
                      CARD_RSA_DECRYPT_INFO& info) {
-  const BigEndianCipherText cipherText(info);
-  const SecretText pin = processState().deviceCache.getCachedPassword(serial);
   LibraryPlaintext plaintext(info.cbData);
-  const int result = [&] {
-    const CardHandover handover(cardData.hScard);
-    return tokenlib::decrypt(serial, key.credentialId, pin.c_str(), cipherText.bytes(), static_cast<int>(info.cbData),
-                             plaintext.bytes, plaintext.length);
-  }();
+  const int result = decryptOnToken(cardData, serial, key, info, plaintext);
   if (result != 0) {
     // A failing library hands nothing over; what its output may point to is not ours to free.
     plaintext.bytes = nullptr;
@@ -141,7 +142,7 @@ DWORD decrypt(const CARD_DATA& cardData, const ProviderContext& context, CARD_RS
 using namespace orvane;
 
 DWORD WINAPI CardRSADecrypt(PCARD_DATA pCardData, PCARD_RSA_DECRYPT_INFO pInfo) {
-  return cardEntry("CardRSADecrypt :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pInfo == nullptr || pInfo->pbData == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardRSADecrypt: invalid parameters");
     }

@@ -38,33 +38,13 @@ DWORD modulusSizeOf(std::uint32_t algorithm) {
   }
 }
 
-int callToken(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
-              const CARD_SIGNING_INFO& info, BYTE* signature, int& signatureLength) {
+int signOnToken(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
+                const CARD_SIGNING_INFO& info, BYTE* signature, int& signatureLength) {
   const SecretText pin = processState().deviceCache.getCachedPassword(serial);
   const CardHandover handover(cardData.hScard);
   return tokenlib::signHash(serial, key.credentialId, pin.c_str(), info.pbData, static_cast<int>(info.cbData),
                             signature, signatureLength);
 }
-
-// Where the library writes the signature: straight to the caller's buffer, unless the key is longer than its algorithm
-// code says. The library writes as many bytes as the key has, so that such a key needs room of its own; a
-// signature that does not fit the caller's buffer is refused by its length afterwards.
-class SignatureTarget {
- public:
-  SignatureTarget(const OrvaneKeyPair& key, BYTE* callersBuffer, DWORD size) : bytes_(callersBuffer) {
-    const std::size_t keySize = std::min<std::size_t>(key.modulusLength, sizeof(key.modulus));
-    if (keySize <= size) return;
-    bytes_ = longer_.data();
-  }
-  SignatureTarget(const SignatureTarget&) = delete;
-  SignatureTarget& operator=(const SignatureTarget&) = delete;
-
-  BYTE* bytes() const noexcept { return bytes_; }
-
- private:
-  std::array<BYTE, sizeof(OrvaneKeyPair::modulus)> longer_;
-  BYTE* bytes_;
-};
 
 // From the allocation on: on every failure the buffer stays in `pbSignedData`, where the caller finds and frees it.
 DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
@@ -87,8 +67,11 @@ DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const Or
                   "CardSignData: RSA-1024 signing not allowed — key size below 112-bit security strength");
   }
   int signatureLength = 0;
-  const SignatureTarget target(key, info.pbSignedData, modulusSize);
-  const int result = callToken(cardData, serial, key, info, target.bytes(), signatureLength);
+  // The library writes as many bytes as the key has. A key that is longer than its algorithm code says gets room of its
+  // own; a signature that does not fit the caller's buffer is refused by its length below.
+  std::array<BYTE, sizeof(OrvaneKeyPair::modulus)> longSignature{};
+  BYTE* const signature = key.modulusLength <= modulusSize ? info.pbSignedData : longSignature.data();
+  const int result = signOnToken(cardData, serial, key, info, signature, signatureLength);
   if (result == kHashRefusedByFips) {
     return refuse(SCARD_E_UNSUPPORTED_FEATURE, "CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token");
   }
@@ -97,7 +80,7 @@ DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const Or
     return refuse(SCARD_E_INVALID_PARAMETER, "CardSignData: invalid signature length ", signatureLength);
   }
   // The library's signature is big-endian, the provider expects the least significant byte first.
-  if (target.bytes() != info.pbSignedData) std::copy_n(target.bytes(), signatureLength, info.pbSignedData);
+  if (signature != info.pbSignedData) std::copy_n(signature, signatureLength, info.pbSignedData);
   std::reverse(info.pbSignedData, info.pbSignedData + signatureLength);
   info.cbSignedData = static_cast<DWORD>(signatureLength);
   return succeed("CardSignData: success, signature length=", signatureLength);
@@ -109,7 +92,7 @@ DWORD signWithKey(const CARD_DATA& cardData, const std::string& serial, const Or
 using namespace orvane;
 
 DWORD WINAPI CardSignData(PCARD_DATA pCardData, PCARD_SIGNING_INFO pInfo) {
-  return cardEntry("CardSignData :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pInfo == nullptr || pInfo->pbData == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardSignData: invalid parameters");
     }

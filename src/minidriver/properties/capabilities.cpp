@@ -9,7 +9,7 @@
 using namespace orvane;
 
 DWORD WINAPI CardQueryCapabilities(PCARD_DATA pCardData, PCARD_CAPABILITIES pCardCapabilities) {
-  return cardEntry("CardQueryCapabilities :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pCardCapabilities == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardQueryCapabilities: invalid parameter(s)");
     }
@@ -19,7 +19,7 @@ DWORD WINAPI CardQueryCapabilities(PCARD_DATA pCardData, PCARD_CAPABILITIES pCar
 }
 
 DWORD WINAPI CardQueryFreeSpace(PCARD_DATA pCardData, DWORD, PCARD_FREE_SPACE_INFO pCardFreeSpaceInfo) {
-  return cardEntry("CardQueryFreeSpace :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pCardFreeSpaceInfo == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardQueryFreeSpace: invalid parameter(s)");
     }
@@ -33,7 +33,7 @@ DWORD WINAPI CardQueryFreeSpace(PCARD_DATA pCardData, DWORD, PCARD_FREE_SPACE_IN
 }
 
 DWORD WINAPI CardQueryKeySizes(PCARD_DATA pCardData, DWORD dwKeySpec, DWORD, PCARD_KEY_SIZES pKeySizes) {
-  return cardEntry("CardQueryKeySizes :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || pKeySizes == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardQueryKeySizes: invalid parameter(s)");
     }

@@ -17,67 +17,90 @@
 namespace orvane {
 namespace {
 
-// One question: the context, the caller's buffer (null for a size query) and its size in bytes, and the flags.
+// One question: the context, the caller's buffer (null for a size query) with its size in bytes, where the size of the
+// answer goes, and the flags.
 struct PropertyQuery {
   const ProviderContext& context;
   PBYTE data;
   DWORD dataSize;
+  DWORD& dataLength;
   DWORD flags;
+
+  // Whether the buffer is missing or takes fewer than `size` bytes; the caller then learns the size.
+  bool isTooSmallFor(DWORD size) const noexcept {
+    if (data != nullptr && dataSize >= size) return false;
+    dataLength = size;
+    return true;
+  }
+
+  // Stores the answer, for which there is room; the caller's buffer need not be aligned for it.
+  template <typename Value>
+  void store(const Value& value) const noexcept {
+    std::memcpy(data, &value, sizeof(value));
+    dataLength = sizeof(value);
+  }
 };
 
-// One property. The steps of an answer are taken in the order of the members; a null one is left out.
-struct PropertyRow {
-  std::wstring_view name;
-  // DEBUG line before any test, and before a size query, too.
-  const char* announcement = nullptr;
-  void (*announce)(const PropertyQuery&) = nullptr;
-  // A test before the size is looked at; a status other than 0 is the answer.
-  DWORD (*testFlagsFirst)(const PropertyQuery&) = nullptr;
-  // Size of the answer in bytes: fixed, or computed.
-  DWORD size = 0;
-  DWORD (*sizeOf)(const PropertyQuery&) = nullptr;
-  // DEBUG line when the buffer is too small; one that ends in a blank is followed by the size.
-  const char* tooSmallLine = nullptr;
-  void (*logTooSmall)(const PropertyQuery&) = nullptr;
-  // A test after the size.
-  DWORD (*testFlags)(const PropertyQuery&) = nullptr;
-  // Writes the value to the buffer, which is large enough; a status other than 0 is the answer.
-  DWORD (*write)(const PropertyQuery&) = nullptr;
-  // DEBUG line after the value was written.
-  const char* successLine = nullptr;
-};
-
-// Stores a value in the caller's buffer, which need not be aligned for it.
-template <typename Value>
-DWORD storeValue(const PropertyQuery& query, const Value& value) {
-  std::memcpy(query.data, &value, sizeof(value));
-  return statusCode(SCARD_S_SUCCESS);
-}
-
-template <DWORD kValue>
-DWORD writeConstant(const PropertyQuery& query) {
-  return storeValue(query, kValue);
-}
-
-DWORD writeCardIdentifier(const PropertyQuery& query) {
+DWORD getCardIdentifier(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_GUID");
+  if (query.isTooSmallFor(kCardIdentifierSize)) {
+    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_GUID: buffer too small, required = ", kCardIdentifierSize);
+  }
   const std::string& serial = query.context.serialNumber;
   fillCardIdentifier(serial, query.data);
+  query.dataLength = kCardIdentifierSize;
   return succeed("CP_CARD_GUID: returning per-device GUID for serial=[", serial, "] len=", serial.size());
 }
 
-DWORD writeFreeSpace(const PropertyQuery& query) {
+DWORD getReadOnlyMode(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_READ_ONLY");
+  if (query.isTooSmallFor(sizeof(BOOL))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_READ_ONLY: buffer too small, required = ", sizeof(BOOL));
+  }
+  query.store(BOOL{TRUE});
+  return succeed("CP_CARD_READ_ONLY: returning TRUE (card is readble)");
+}
+
+DWORD getFreeSpace(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_FREE_SPACE");
+  if (query.isTooSmallFor(sizeof(CARD_FREE_SPACE_INFO))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER,
+                   "CP_CARD_FREE_SPACE: buffer too small, required = ", sizeof(CARD_FREE_SPACE_INFO));
+  }
   const DWORD keySlotsUsed = processState().keySlotsUsed;
-  storeValue(query, freeSpaceInfo(keySlotsUsed));
+  query.store(freeSpaceInfo(keySlotsUsed));
   return succeed("CP_CARD_FREE_SPACE: key slots = ", keySlotsUsed);
 }
 
-// Deliberately another maximum than CardQueryKeySizes states.
-DWORD writeKeySizes(const PropertyQuery& query) { return storeValue(query, keySizes(4096)); }
+DWORD getKeySizes(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_KEYSIZES");
+  if (query.isTooSmallFor(sizeof(CARD_KEY_SIZES))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER,
+                   "CP_CARD_KEYSIZES: buffer too small, required = ", sizeof(CARD_KEY_SIZES));
+  }
+  // Deliberately another maximum than CardQueryKeySizes states.
+  query.store(keySizes(4096));
+  return succeed("CP_CARD_KEYSIZES: returning 2048-bit fixed key size");
+}
 
-DWORD writeCapabilities(const PropertyQuery& query) { return storeValue(query, cardCapabilities()); }
+DWORD getCapabilities(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_CAPABILITIES");
+  if (query.isTooSmallFor(sizeof(CARD_CAPABILITIES))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER,
+                   "CP_CARD_CAPABILITIES: buffer too small, required = ", sizeof(CARD_CAPABILITIES));
+  }
+  query.store(cardCapabilities());
+  // The value says that the minidriver looks after compression; the line deliberately says otherwise.
+  return succeed("CP_CARD_CAPABILITIES: returning fKeyGen=FALSE, fCertificateCompression=FALSE");
+}
 
-DWORD serialNumberSize(const PropertyQuery& query) {
-  return static_cast<DWORD>((query.context.serialNumber.size() + 1) * sizeof(WCHAR));
+DWORD getCacheMode(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_CACHE_MODE");
+  if (query.isTooSmallFor(sizeof(DWORD))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_CACHE_MODE: buffer too small, required = ", sizeof(DWORD));
+  }
+  query.store(DWORD{CP_CACHE_MODE_SESSION_ONLY});
+  return succeed("CP_CARD_CACHE_MODE: returning CP_CACHE_MODE_SESSION_ONLY mode");
 }
 
 // Copies the text up to its first NUL, widened byte by byte, with a terminating NUL to a buffer of `capacity` units.
@@ -92,27 +115,26 @@ int copyWidened(std::string_view text, PBYTE target, std::size_t capacity) {
   return 0;
 }
 
-DWORD writeSerialNumber(const PropertyQuery& query) {
+DWORD getSerialNumber(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_SERIAL_NUMBER");
+  const auto size = static_cast<DWORD>((query.context.serialNumber.size() + 1) * sizeof(WCHAR));
+  if (query.isTooSmallFor(size)) return decline(ERROR_INSUFFICIENT_BUFFER, "Buffer is not sufficent");
   const int error = copyWidened(query.context.serialNumber, query.data, query.dataSize / sizeof(WCHAR));
-  if (error == 0) return statusCode(SCARD_S_SUCCESS);
-  return refuse(ERROR_INVALID_PARAMETER, "CP_CARD_SERIAL_NO: wcscpy_s failed, err=", error);
+  if (error != 0) return refuse(ERROR_INVALID_PARAMETER, "CP_CARD_SERIAL_NO: wcscpy_s failed, err=", error);
+  query.dataLength = size;
+  return statusCode(SCARD_S_SUCCESS);
 }
 
-void announcePinInformation(const PropertyQuery& query) {
+DWORD getPinInformation(const PropertyQuery& query) {
   logDebug("=== CardGetProperty: CP_CARD_PIN_INFO serial=[", query.context.serialNumber, "]", " dwFlags=", query.flags);
-}
-
-void logPinInformationTooSmall(const PropertyQuery& query) {
-  logError("CP_CARD_PIN_INFO: buffer too small, required = ", sizeof(PIN_INFO), ", cbData = ", query.dataSize);
-}
-
-DWORD testPinIdentifier(const PropertyQuery& query) {
-  if (query.flags == ROLE_USER || query.flags == ROLE_ADMIN) return statusCode(SCARD_S_SUCCESS);
-  return refuse(SCARD_E_INVALID_PARAMETER, "CP_CARD_PIN_INFO: invalid PIN_ID=", query.flags);
-}
-
-// Always from constants: what the caller stored through CardSetProperty is deliberately not consulted.
-DWORD writePinInformation(const PropertyQuery& query) {
+  if (query.isTooSmallFor(sizeof(PIN_INFO))) {
+    return refuse(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_PIN_INFO: buffer too small, required = ", sizeof(PIN_INFO),
+                  ", cbData = ", query.dataSize);
+  }
+  if (query.flags != ROLE_USER && query.flags != ROLE_ADMIN) {
+    return refuse(SCARD_E_INVALID_PARAMETER, "CP_CARD_PIN_INFO: invalid PIN_ID=", query.flags);
+  }
+  // Always from constants: what the caller stored through CardSetProperty is deliberately not consulted.
   PIN_INFO info{};
   info.dwVersion = PIN_INFO_CURRENT_VERSION;
   info.PinType = AlphaNumericPinType;
@@ -121,171 +143,123 @@ DWORD writePinInformation(const PropertyQuery& query) {
   info.dwUnblockPermission = 2;
   info.PinCachePolicy.dwVersion = PIN_CACHE_POLICY_CURRENT_VERSION;
   info.PinCachePolicy.PinCachePolicyType = PinCacheNormal;
-  return storeValue(query, info);
+  query.store(info);
+  return statusCode(SCARD_S_SUCCESS);
 }
 
-void logPinListTooSmall(const PropertyQuery& query) {
-  logError("CP_CARD_LIST_PINS: ERROR_INSUFFICIENT_BUFFER, required=", sizeof(PIN_SET), ", cbData=", query.dataSize);
+DWORD getX509Enrollment(const PropertyQuery& query) {
+  logDebug("Property = Supports Windows x.509 Enrollment");
+  if (query.isTooSmallFor(sizeof(BOOL))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER, "Enrollment property: buffer too small, required = ", sizeof(BOOL));
+  }
+  query.store(BOOL{TRUE});
+  return statusCode(SCARD_S_SUCCESS);
+}
+
+DWORD getPinList(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_LIST_PINS");
+  if (query.isTooSmallFor(sizeof(PIN_SET))) {
+    return refuse(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_LIST_PINS: ERROR_INSUFFICIENT_BUFFER, required=", sizeof(PIN_SET),
+                  ", cbData=", query.dataSize);
+  }
+  query.store(PIN_SET{CREATE_PIN_SET(ROLE_USER)});
+  return succeed("CP_CARD_LIST_PINS: returning PIN_SET with ROLE_USER");
 }
 
 // The user PIN is bit 0 and the administrator PIN bit 1 here, deliberately unlike "PIN List", which names them by the
 // published bits.
-DWORD writeAuthenticatedState(const PropertyQuery& query) {
+DWORD getAuthenticatedState(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_AUTHENTICATED_STATE");
+  if (query.isTooSmallFor(sizeof(PIN_SET))) return decline(ERROR_INSUFFICIENT_BUFFER, "Insufficient Buffer");
   const PIN_SET state =
       (query.context.userAuthenticated != 0 ? 1u : 0u) | (query.context.adminAuthenticated != 0 ? 2u : 0u);
-  storeValue(query, state);
+  query.store(state);
   return succeed("CP_CARD_AUTHENTICATED_STATE: returning ", state);
 }
 
-DWORD testAsymmetric(const PropertyQuery& query) {
-  if (query.flags == CARD_ASYMMETRIC_OPERATION) return statusCode(SCARD_S_SUCCESS);
-  return decline(SCARD_E_INVALID_PARAMETER, "unknown algoritm :: ", query.flags);
-}
-
-DWORD writeAlgorithms(const PropertyQuery& query) {
+// The only property that looks at the flags before the buffer, and so leaves the caller's size alone.
+DWORD getAlgorithms(const PropertyQuery& query) {
+  logDebug("Property = CP_ENUM_ALGORITHMS");
+  if (query.flags != CARD_ASYMMETRIC_OPERATION) {
+    return decline(SCARD_E_INVALID_PARAMETER, "unknown algoritm :: ", query.flags);
+  }
   const ALG_ID algorithms[] = {CALG_RSA_KEYX, CALG_RSA_SIGN};
-  return storeValue(query, algorithms);
+  if (query.isTooSmallFor(sizeof(algorithms))) {
+    return decline(ERROR_INSUFFICIENT_BUFFER, "Insufficient Buffer for asymmetric algs");
+  }
+  query.store(algorithms);
+  return statusCode(SCARD_S_SUCCESS);
 }
 
-DWORD writePaddingSchemes(const PropertyQuery& query) {
-  DWORD schemes = CARD_PADDING_PKCS1;
-  if (isOaepSupported(query.context.serialNumber)) schemes |= CARD_PADDING_OAEP;
-  return storeValue(query, schemes);
+// The same for verifying, changing and unblocking: a PIN travels as it is.
+DWORD getPinStrength(const PropertyQuery& query) {
+  if (query.isTooSmallFor(sizeof(DWORD))) return statusCode(ERROR_INSUFFICIENT_BUFFER);
+  query.store(DWORD{CARD_PIN_STRENGTH_PLAINTEXT});
+  return statusCode(SCARD_S_SUCCESS);
+}
+
+DWORD getPinStrengthVerify(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_PIN_STRENGTH_VERIFY");
+  return getPinStrength(query);
+}
+
+DWORD getPinStrengthChange(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_PIN_STRENGTH_CHANGE");
+  return getPinStrength(query);
+}
+
+DWORD getPinStrengthUnblock(const PropertyQuery& query) {
+  logDebug("Property = CP_CARD_PIN_STRENGTH_UNBLOCK");
+  return getPinStrength(query);
+}
+
+DWORD getKeyImportSupport(const PropertyQuery& query) {
+  logDebug("Property = CP_KEY_IMPORT_SUPPORT");
+  if (query.isTooSmallFor(sizeof(DWORD))) return decline(ERROR_INSUFFICIENT_BUFFER, "Insufficient Buffer");
+  query.store(DWORD{0});
+  return statusCode(SCARD_S_SUCCESS);
+}
+
+DWORD getPaddingSchemes(const PropertyQuery& query) {
+  logDebug("Property = CP_PADDING_SCHEMES");
+  const DWORD schemes =
+      isOaepSupported(query.context.serialNumber) ? CARD_PADDING_PKCS1 | CARD_PADDING_OAEP : CARD_PADDING_PKCS1;
+  if (query.isTooSmallFor(sizeof(schemes))) return decline(ERROR_INSUFFICIENT_BUFFER, "buffer is not sufficent");
+  query.store(schemes);
+  return statusCode(SCARD_S_SUCCESS);
+}
+
+DWORD getChainingModes(const PropertyQuery& query) {
+  logDebug("Property = CP_CHAINING_MODES");
+  if (query.isTooSmallFor(sizeof(DWORD))) return decline(ERROR_INSUFFICIENT_BUFFER, "buffer is not sufficent");
+  query.store(DWORD{3});
+  return statusCode(SCARD_S_SUCCESS);
 }
 
 // The properties in the order in which their names are tested.
-constexpr PropertyRow kProperties[] = {
-    {.name = CP_CARD_GUID,
-     .announcement = "Property = CP_CARD_GUID",
-     .size = kCardIdentifierSize,
-     .tooSmallLine = "CP_CARD_GUID: buffer too small, required = ",
-     .write = writeCardIdentifier},
-    {.name = CP_CARD_READ_ONLY,
-     .announcement = "Property = CP_CARD_READ_ONLY",
-     .size = sizeof(BOOL),
-     .tooSmallLine = "CP_CARD_READ_ONLY: buffer too small, required = ",
-     .write = writeConstant<TRUE>,
-     .successLine = "CP_CARD_READ_ONLY: returning TRUE (card is readble)"},
-    {.name = CP_CARD_FREE_SPACE,
-     .announcement = "Property = CP_CARD_FREE_SPACE",
-     .size = sizeof(CARD_FREE_SPACE_INFO),
-     .tooSmallLine = "CP_CARD_FREE_SPACE: buffer too small, required = ",
-     .write = writeFreeSpace},
-    {.name = CP_CARD_KEYSIZES,
-     .announcement = "Property = CP_CARD_KEYSIZES",
-     .size = sizeof(CARD_KEY_SIZES),
-     .tooSmallLine = "CP_CARD_KEYSIZES: buffer too small, required = ",
-     .write = writeKeySizes,
-     .successLine = "CP_CARD_KEYSIZES: returning 2048-bit fixed key size"},
-    // The value says that the minidriver looks after compression; the log line deliberately says otherwise.
-    {.name = CP_CARD_CAPABILITIES,
-     .announcement = "Property = CP_CARD_CAPABILITIES",
-     .size = sizeof(CARD_CAPABILITIES),
-     .tooSmallLine = "CP_CARD_CAPABILITIES: buffer too small, required = ",
-     .write = writeCapabilities,
-     .successLine = "CP_CARD_CAPABILITIES: returning fKeyGen=FALSE, fCertificateCompression=FALSE"},
-    {.name = CP_CARD_CACHE_MODE,
-     .announcement = "Property = CP_CARD_CACHE_MODE",
-     .size = sizeof(DWORD),
-     .tooSmallLine = "CP_CARD_CACHE_MODE: buffer too small, required = ",
-     .write = writeConstant<CP_CACHE_MODE_SESSION_ONLY>,
-     .successLine = "CP_CARD_CACHE_MODE: returning CP_CACHE_MODE_SESSION_ONLY mode"},
-    {.name = CP_CARD_SERIAL_NO,
-     .announcement = "Property = CP_CARD_SERIAL_NUMBER",
-     .sizeOf = serialNumberSize,
-     .tooSmallLine = "Buffer is not sufficent",
-     .write = writeSerialNumber},
-    {.name = CP_CARD_PIN_INFO,
-     .announce = announcePinInformation,
-     .size = sizeof(PIN_INFO),
-     .logTooSmall = logPinInformationTooSmall,
-     .testFlags = testPinIdentifier,
-     .write = writePinInformation},
-    {.name = CP_SUPPORTS_WIN_X509_ENROLLMENT,
-     .announcement = "Property = Supports Windows x.509 Enrollment",
-     .size = sizeof(BOOL),
-     .tooSmallLine = "Enrollment property: buffer too small, required = ",
-     .write = writeConstant<TRUE>},
-    {.name = CP_CARD_LIST_PINS,
-     .announcement = "Property = CP_CARD_LIST_PINS",
-     .size = sizeof(PIN_SET),
-     .logTooSmall = logPinListTooSmall,
-     .write = writeConstant<CREATE_PIN_SET(ROLE_USER)>,
-     .successLine = "CP_CARD_LIST_PINS: returning PIN_SET with ROLE_USER"},
-    {.name = CP_CARD_AUTHENTICATED_STATE,
-     .announcement = "Property = CP_CARD_AUTHENTICATED_STATE",
-     .size = sizeof(PIN_SET),
-     .tooSmallLine = "Insufficient Buffer",
-     .write = writeAuthenticatedState},
-    {.name = CP_ENUM_ALGORITHMS,
-     .announcement = "Property = CP_ENUM_ALGORITHMS",
-     .testFlagsFirst = testAsymmetric,
-     .size = 2 * sizeof(ALG_ID),
-     .tooSmallLine = "Insufficient Buffer for asymmetric algs",
-     .write = writeAlgorithms},
-    {.name = CP_CARD_PIN_STRENGTH_VERIFY,
-     .announcement = "Property = CP_CARD_PIN_STRENGTH_VERIFY",
-     .size = sizeof(DWORD),
-     .write = writeConstant<CARD_PIN_STRENGTH_PLAINTEXT>},
-    {.name = CP_CARD_PIN_STRENGTH_CHANGE,
-     .announcement = "Property = CP_CARD_PIN_STRENGTH_CHANGE",
-     .size = sizeof(DWORD),
-     .write = writeConstant<CARD_PIN_STRENGTH_PLAINTEXT>},
-    {.name = CP_CARD_PIN_STRENGTH_UNBLOCK,
-     .announcement = "Property = CP_CARD_PIN_STRENGTH_UNBLOCK",
-     .size = sizeof(DWORD),
-     .write = writeConstant<CARD_PIN_STRENGTH_PLAINTEXT>},
-    {.name = CP_KEY_IMPORT_SUPPORT,
-     .announcement = "Property = CP_KEY_IMPORT_SUPPORT",
-     .size = sizeof(DWORD),
-     .tooSmallLine = "Insufficient Buffer",
-     .write = writeConstant<0>},
-    {.name = CP_PADDING_SCHEMES,
-     .announcement = "Property = CP_PADDING_SCHEMES",
-     .size = sizeof(DWORD),
-     .tooSmallLine = "buffer is not sufficent",
-     .write = writePaddingSchemes},
-    {.name = CP_CHAINING_MODES,
-     .announcement = "Property = CP_CHAINING_MODES",
-     .size = sizeof(DWORD),
-     .tooSmallLine = "buffer is not sufficent",
-     .write = writeConstant<3>},
+constexpr struct {
+  std::wstring_view name;
+  DWORD (*get)(const PropertyQuery&);
+} kProperties[] = {
+    {CP_CARD_GUID, getCardIdentifier},
+    {CP_CARD_READ_ONLY, getReadOnlyMode},
+    {CP_CARD_FREE_SPACE, getFreeSpace},
+    {CP_CARD_KEYSIZES, getKeySizes},
+    {CP_CARD_CAPABILITIES, getCapabilities},
+    {CP_CARD_CACHE_MODE, getCacheMode},
+    {CP_CARD_SERIAL_NO, getSerialNumber},
+    {CP_CARD_PIN_INFO, getPinInformation},
+    {CP_SUPPORTS_WIN_X509_ENROLLMENT, getX509Enrollment},
+    {CP_CARD_LIST_PINS, getPinList},
+    {CP_CARD_AUTHENTICATED_STATE, getAuthenticatedState},
+    {CP_ENUM_ALGORITHMS, getAlgorithms},
+    {CP_CARD_PIN_STRENGTH_VERIFY, getPinStrengthVerify},
+    {CP_CARD_PIN_STRENGTH_CHANGE, getPinStrengthChange},
+    {CP_CARD_PIN_STRENGTH_UNBLOCK, getPinStrengthUnblock},
+    {CP_KEY_IMPORT_SUPPORT, getKeyImportSupport},
+    {CP_PADDING_SCHEMES, getPaddingSchemes},
+    {CP_CHAINING_MODES, getChainingModes},
 };
-
-DWORD refuseTooSmall(const PropertyRow& row, const PropertyQuery& query, DWORD size) {
-  if (row.logTooSmall != nullptr) {
-    row.logTooSmall(query);
-  } else if (row.tooSmallLine != nullptr) {
-    const std::string_view line(row.tooSmallLine);
-    if (line.ends_with(' ')) {
-      logDebug(line, size);
-    } else {
-      logDebug(line);
-    }
-  }
-  return statusCode(ERROR_INSUFFICIENT_BUFFER);
-}
-
-// `dataLength` receives the size of the answer on success and when the buffer is too small, and nothing otherwise.
-DWORD answerProperty(const PropertyRow& row, const PropertyQuery& query, DWORD& dataLength) {
-  if (row.announcement != nullptr) logDebug(row.announcement);
-  if (row.announce != nullptr) row.announce(query);
-  if (row.testFlagsFirst != nullptr) {
-    if (const DWORD status = row.testFlagsFirst(query); status != SCARD_S_SUCCESS) return status;
-  }
-  const DWORD size = row.sizeOf != nullptr ? row.sizeOf(query) : row.size;
-  if (query.data == nullptr || query.dataSize < size) {
-    dataLength = size;
-    return refuseTooSmall(row, query, size);
-  }
-  if (row.testFlags != nullptr) {
-    if (const DWORD status = row.testFlags(query); status != SCARD_S_SUCCESS) return status;
-  }
-  if (const DWORD status = row.write(query); status != SCARD_S_SUCCESS) return status;
-  dataLength = size;
-  if (row.successLine != nullptr) logDebug(row.successLine);
-  return statusCode(SCARD_S_SUCCESS);
-}
 
 }  // namespace
 }  // namespace orvane
@@ -294,14 +268,14 @@ using namespace orvane;
 
 DWORD WINAPI CardGetProperty(PCARD_DATA pCardData, LPCWSTR wszProperty, PBYTE pbData, DWORD cbData, PDWORD pdwDataLen,
                              DWORD dwFlags) {
-  return cardEntry("CardGetProperty :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     if (pCardData == nullptr || wszProperty == nullptr || pdwDataLen == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardGetProperty: invalid parameter(s)");
     }
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardGetProperty: provider context is NULL");
-    for (const PropertyRow& row : kProperties) {
-      if (row.name == wszProperty) return answerProperty(row, {*context, pbData, cbData, dwFlags}, *pdwDataLen);
+    for (const auto& property : kProperties) {
+      if (property.name == wszProperty) return property.get({*context, pbData, cbData, *pdwDataLen, dwFlags});
     }
     return decline(SCARD_E_UNSUPPORTED_FEATURE, "CardGetProperty: unsupported property requested = ", wszProperty);
   });

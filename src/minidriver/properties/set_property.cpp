@@ -129,7 +129,7 @@ DWORD updateProperty(const PropertyUpdateRow& row, const PropertyUpdate& update)
 using namespace orvane;
 
 DWORD WINAPI CardSetProperty(PCARD_DATA pCardData, LPCWSTR wszProperty, PBYTE pbData, DWORD cbDataLen, DWORD dwFlags) {
-  return cardEntry("CardSetProperty :: LOG_FUNCTION_NAME = Entry", [&]() -> DWORD {
+  return cardEntry(__func__, [&]() -> DWORD {
     logDebug("dwflaogs :: ", dwFlags);
     if (pCardData == nullptr || wszProperty == nullptr) {
       return refuse(ERROR_INVALID_PARAMETER, "CardSetProperty: pCardData or wszProperty is NULL");
