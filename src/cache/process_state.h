@@ -39,7 +39,7 @@ struct ProcessState {
   // Number of key slots in use, for the free-space answers. Nothing counts it: the card takes no new keys.
   std::atomic<std::uint32_t> keySlotsUsed{0};
 
-  // Whether the monitor's last event was an appearance, and the opposite.
+  // Whether the monitor's last event was an appearance, and the opposite. Nothing reads them.
   std::atomic<bool> deviceConnected{false};
   std::atomic<bool> deviceRemoved{false};
 

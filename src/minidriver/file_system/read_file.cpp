@@ -99,12 +99,9 @@ std::shared_ptr<const ContainerList> repopulateContainers(const ProviderContext&
 }
 
 void logContainer(std::size_t index, const ContainerEntry& container, const CONTAINER_MAP_RECORD& record) {
-  if (const auto usage = container.keyPairs.front().keyUsage; isSignatureUsage(usage)) {
-    logDebug("CMAP: container[", index, "] sig=", record.wSigKeySizeBits);
-  }
-  if (const auto usage = container.keyPairs.front().keyUsage; isKeyExchangeUsage(usage)) {
-    logDebug("CMAP: container[", index, "] kx=", record.wKeyExchangeKeySizeBits);
-  }
+  const auto usage = container.keyPairs.front().keyUsage;
+  if (isSignatureUsage(usage)) logDebug("CMAP: container[", index, "] sig=", record.wSigKeySizeBits);
+  if (isKeyExchangeUsage(usage)) logDebug("CMAP: container[", index, "] kx=", record.wKeyExchangeKeySizeBits);
   logDebug("CMAP Output: [", index, "] GUID=", container.containerGuid);
 }
 

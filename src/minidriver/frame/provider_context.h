@@ -21,17 +21,17 @@ struct ProviderContext {
 
   // Last argument of the certificate look-up. Never set.
   void* libraryContext = nullptr;
-  // The record that this context was made for.
+  // The record that this context was made for. Like contextReady and sessionAuthValid it is kept for whoever looks at a
+  // memory dump; nothing reads it.
   PCARD_DATA cardData;
   // Names the token in every library call and is the key of the process-wide caches. The caller may replace it (see
   // replaceSerialNumber).
   std::string serialNumber;
   // 1 once the acquisition is complete.
   std::uint32_t contextReady = 0;
-  // 1 once the acquisition is complete, 0 after a deauthentication that cleared something or was for all roles. Nothing
-  // decides by it.
+  // 1 once the acquisition is complete, 0 after a deauthentication that cleared something or was for all roles.
   std::uint32_t sessionAuthValid = 0;
-  // Settings that the caller handed over. Queries answer from constants, not from these.
+  // Settings that the caller handed over. Nothing reads them either: queries answer from constants.
   PIN_INFO pinInfo{};
   HWND parentWindow = nullptr;
   std::string pinContextString;
