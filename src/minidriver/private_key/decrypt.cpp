@@ -13,7 +13,7 @@
 #include "minidriver/frame/card_handover.h"
 #include "minidriver/frame/entry.h"
 #include "minidriver/frame/provider_context.h"
-#include "minidriver/private_key/firmware.h"
+#include "minidriver/private_key/oaep_support.h"
 #include "minidriver/private_key/plaintext_length.h"
 #include "platform/card_module.h"
 #include "support/secret.h"

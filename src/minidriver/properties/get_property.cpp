@@ -10,7 +10,7 @@
 #include "minidriver/file_system/card_identifier.h"
 #include "minidriver/frame/entry.h"
 #include "minidriver/frame/provider_context.h"
-#include "minidriver/private_key/firmware.h"
+#include "minidriver/private_key/oaep_support.h"
 #include "minidriver/properties/capabilities.h"
 #include "platform/card_module.h"
 

@@ -1,6 +1,6 @@
-// What a token's firmware can do.
-#ifndef ORVANE_MINIDRIVER_PRIVATE_KEY_FIRMWARE_H
-#define ORVANE_MINIDRIVER_PRIVATE_KEY_FIRMWARE_H
+// Whether a token can remove OAEP padding.
+#ifndef ORVANE_MINIDRIVER_PRIVATE_KEY_OAEP_SUPPORT_H
+#define ORVANE_MINIDRIVER_PRIVATE_KEY_OAEP_SUPPORT_H
 
 #include <string>
 
@@ -18,4 +18,4 @@ inline bool isOaepSupported(const std::string& serial) {
 
 }  // namespace orvane
 
-#endif  // ORVANE_MINIDRIVER_PRIVATE_KEY_FIRMWARE_H
+#endif  // ORVANE_MINIDRIVER_PRIVATE_KEY_OAEP_SUPPORT_H
