@@ -1,18 +1,42 @@
 // The exported side of the software token, compiled for the maker's C++ binary interface: the thirteen functions over
 // the plain calls of token_calls.h. It must use no more of the standard library than the stand-in headers offer.
 #include <cstdlib>
+#include <exception>
 #include <new>
+#include <stdexcept>
 
+#include "softtoken/softtoken_control.h"
 #include "softtoken/token_calls.h"
 #include "tokenlib/token_library.h"
 
 namespace {
 
-// What a call throws that was told to. Callers of the library know no type of it.
+// A type that callers of the library do not know.
 struct SofttokenException {};
 
+// A type that they know by its base alone, without a text.
+class SofttokenSilentError : public std::exception {
+ public:
+  const char* what() const noexcept override { return nullptr; }
+};
+
+// Throws what a call was told to throw.
 void throwUnless(bool completed) {
-  if (!completed) throw SofttokenException{};
+  if (completed) return;
+  SofttokenThrown thrown;
+  softtokenThrown(&thrown);
+  switch (thrown.kind) {
+    case kSofttokenThrowRuntimeError:
+      throw std::runtime_error(thrown.text);
+    case kSofttokenThrowBadAlloc:
+      throw std::bad_alloc();
+    case kSofttokenThrowBadArrayNewLength:
+      throw std::bad_array_new_length();
+    case kSofttokenThrowNullText:
+      throw SofttokenSilentError();
+    default:
+      throw SofttokenException{};
+  }
 }
 
 using KeyPairList = std::vector<OrvaneKeyPair>;
@@ -69,7 +93,7 @@ int orvane_validatePassword(const char* serial, const char* pin, int role, int* 
 
 std::vector<OrvaneKeyPair>& orvane_getKeyPairList(const char* serial, void* libraryContext) {
   void* const memory = std::malloc(sizeof(KeyPairList));
-  if (memory == nullptr) throw SofttokenException{};
+  if (memory == nullptr) throw std::bad_alloc();
   KeyPairList* const list = ::new (memory) KeyPairList;
   const bool completed = softtokenGetKeyPairList(serial, libraryContext, addKeyPair, list);
   softtokenKeepKeyList(list, destroyKeyPairList);

@@ -9,7 +9,6 @@
 #ifndef ORVANE_SOFTTOKEN_SOFTTOKEN_CONTROL_H
 #define ORVANE_SOFTTOKEN_SOFTTOKEN_CONTROL_H
 
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 
@@ -38,8 +37,8 @@ enum SofttokenError : int {
   kSofttokenPinMissing = 257   // null or empty PIN where one is needed; no try was used up
 };
 
-// Leaves a value as the caller of the library passed it.
-constexpr int kSofttokenKeep = INT_MIN;
+// Leaves a value as the caller of the library passed it: the smallest int.
+constexpr int kSofttokenKeep = -2147483647 - 1;
 
 // ---- everything ----
 
@@ -98,7 +97,12 @@ SOFTTOKEN_API int softtoken_set_tries_left(const char* serial, int userTriesLeft
 enum SofttokenReactionKind : int {
   kSofttokenPass = 0,    // this call goes through as if nothing were prepared
   kSofttokenAnswer = 1,  // this call does nothing but return what is given here
-  kSofttokenThrow = 2    // this call throws a C++ exception
+  // This call throws a C++ exception:
+  kSofttokenThrow = 2,                   // of a type that only the library knows
+  kSofttokenThrowRuntimeError = 3,       // std::runtime_error with the output as its text, which has at most 511 bytes
+  kSofttokenThrowBadAlloc = 4,           // std::bad_alloc
+  kSofttokenThrowBadArrayNewLength = 5,  // std::bad_array_new_length, which is a std::bad_alloc
+  kSofttokenThrowNullText = 6            // a type derived from std::exception whose what() is null
 };
 
 // What an answer hands out as output:

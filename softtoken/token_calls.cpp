@@ -15,11 +15,20 @@ using namespace orvane::softtoken;
 
 namespace {
 
+thread_local SofttokenThrown thrownLast{};
+
+void noteThrown(const Reaction& reaction) {
+  thrownLast = {};
+  thrownLast.kind = reaction.kind;
+  std::copy_n(reaction.output.begin(), std::min(reaction.output.size(), sizeof(thrownLast.text) - 1), thrownLast.text);
+}
+
 // Records the call and takes its reaction. Returns true when answer() has done everything that is left to do.
 template <typename Answer>
 bool prepared(Function function, const std::string& text, bool& completed, Answer answer) {
   const Reaction reaction = callScript().enter(function, text);
-  completed = reaction.kind != kSofttokenThrow;
+  completed = reaction.kind < kSofttokenThrow;
+  if (!completed) noteThrown(reaction);
   if (reaction.kind == kSofttokenAnswer) answer(reaction);
   return reaction.kind != kSofttokenPass;
 }
@@ -319,6 +328,8 @@ bool softtokenClearExternalSmartcardHandle() noexcept {
   }
   return completed;
 }
+
+void softtokenThrown(SofttokenThrown* thrown) noexcept { *thrown = thrownLast; }
 
 void softtokenKeepKeyList(void* list, void (*destroy)(void* list)) noexcept {
   struct KeptList {

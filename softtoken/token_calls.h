@@ -48,6 +48,15 @@ bool softtokenFindCertificateForKey(const char* serial, const unsigned char* cre
 bool softtokenSetExternalSmartcardHandle(void* cardHandle) noexcept;
 bool softtokenClearExternalSmartcardHandle() noexcept;
 
+// What a call that returned false is to throw: a SofttokenReactionKind, and its text.
+struct SofttokenThrown {
+  int kind;
+  char text[512];
+};
+
+// Tells what the calling thread's last such call is to throw.
+void softtokenThrown(SofttokenThrown* thrown) noexcept;
+
 // Takes a list that a call has returned by reference; it is destroyed when the same thread hands over its next one.
 void softtokenKeepKeyList(void* list, void (*destroy)(void* list)) noexcept;
 

@@ -4,7 +4,37 @@
 // library than the stand-ins offer, and pass nothing but plain data to the outside.
 #include "tokenlib/maker_boundary.h"
 
+#include <exception>
+#include <new>
+
 namespace {
+
+void describe(OrvaneBoundaryFailure& failure, OrvaneBoundaryExceptionKind kind, const char* text) noexcept {
+  failure.kind = kind;
+  std::size_t length = 0;
+  for (; text != nullptr && text[length] != '\0' && length + 1 < sizeof(failure.text); ++length) {
+    const auto character = static_cast<unsigned char>(text[length]);
+    failure.text[length] = character < 0x20 || character == 0x7F ? ' ' : text[length];
+  }
+  failure.text[length] = '\0';
+}
+
+// Runs `call` and returns whether it came to its end. A catch clause finds a type by its decorated name and those of
+// its bases, so these find what the maker's runtime throws as well.
+template <typename Call>
+bool completes(OrvaneBoundaryFailure* failure, const Call& call) noexcept {
+  try {
+    call();
+    return true;
+  } catch (const std::bad_alloc& error) {
+    describe(*failure, kOrvaneBoundaryOutOfMemory, error.what());
+  } catch (const std::exception& error) {
+    describe(*failure, kOrvaneBoundaryStandard, error.what());
+  } catch (...) {
+    describe(*failure, kOrvaneBoundaryForeign, nullptr);
+  }
+  return false;
+}
 
 OrvaneBoundaryText view(const std::string& text) { return {text.data(), text.size()}; }
 
@@ -41,146 +71,98 @@ void (*const volatile overwriteStackBelow)() noexcept = overwriteStack;
 
 extern "C" {
 
-bool orvaneBoundaryInit(void* cardHandle, int* result) noexcept {
-  try {
-    *result = orvane_init(0, cardHandle, 2);
-    return true;
-  } catch (...) {
-    return false;
-  }
+bool orvaneBoundaryInit(void* cardHandle, int* result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] { *result = orvane_init(0, cardHandle, 2); });
 }
 
-bool orvaneBoundaryGetConnectedDeviceList(OrvaneSerialReceiver receive, void* receiver) noexcept {
-  try {
+bool orvaneBoundaryGetConnectedDeviceList(OrvaneSerialReceiver receive, void* receiver,
+                                          OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     const std::vector<std::string> serials = orvane_getConnectedDeviceList(false, nullptr);
     for (const std::string& serial : serials) receive(receiver, serial.data(), serial.size());
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
-bool orvaneBoundaryInitDevice(const char* serial, bool reopen, int* result) noexcept {
-  try {
-    *result = orvane_initDevice(serial, reopen, nullptr);
-    return true;
-  } catch (...) {
-    return false;
-  }
+bool orvaneBoundaryInitDevice(const char* serial, bool reopen, int* result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] { *result = orvane_initDevice(serial, reopen, nullptr); });
 }
 
-bool orvaneBoundaryGetTokenInfo(const char* serial, OrvaneTokenInfoReceiver receive, void* receiver) noexcept {
-  try {
+bool orvaneBoundaryGetTokenInfo(const char* serial, OrvaneTokenInfoReceiver receive, void* receiver,
+                                OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     const TokenInfo info = orvane_getTokenInfo(serial, nullptr);
     const OrvaneBoundaryTokenInfo plain = view(info);
     receive(receiver, &plain);
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
-bool orvaneBoundaryValidatePassword(const char* serial, const char* pin, int* attemptsRemaining, int* result) noexcept {
-  try {
+bool orvaneBoundaryValidatePassword(const char* serial, const char* pin, int* attemptsRemaining, int* result,
+                                    OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     int attempts = *attemptsRemaining;
     *result = orvane_validatePassword(serial, pin, 1, &attempts, nullptr);
     *attemptsRemaining = attempts;
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool orvaneBoundaryGetKeyPairList(const char* serial, void* libraryContext, OrvaneKeyPairReceiver receive,
-                                  void* receiver) noexcept {
-  try {
+                                  void* receiver, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     const std::vector<OrvaneKeyPair>& keyPairs = orvane_getKeyPairList(serial, libraryContext);
     receive(receiver, keyPairs.data(), keyPairs.size());
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool orvaneBoundaryChangeUserPassword(const char* serial, const char* oldPin, const char* newPin,
-                                      int* attemptsRemaining, bool* result) noexcept {
-  try {
+                                      int* attemptsRemaining, bool* result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     int attempts = *attemptsRemaining;
     *result = orvane_changeUserPassword(serial, oldPin, newPin, &attempts, false, false, nullptr);
     *attemptsRemaining = attempts;
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool orvaneBoundaryChangeSoPassword(const char* serial, const OrvaneBoundaryText* oldSoPin,
-                                    const OrvaneBoundaryText* newSoPin, bool* result) noexcept {
-  bool completed = false;
-  try {
-    *result = changeSoPasswordBelow(serial, oldSoPin, newSoPin);
-    completed = true;
-  } catch (...) {
-    completed = false;
-  }
+                                    const OrvaneBoundaryText* newSoPin, bool* result,
+                                    OrvaneBoundaryFailure* failure) noexcept {
+  const bool completed = completes(failure, [&] { *result = changeSoPasswordBelow(serial, oldSoPin, newSoPin); });
   overwriteStackBelow();
   return completed;
 }
 
 bool orvaneBoundarySignHash(const char* serial, const unsigned char* credentialId, const char* pin,
                             const unsigned char* hash, int hashLength, unsigned char* signature, int* signatureLength,
-                            int* result) noexcept {
-  try {
+                            int* result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     int length = *signatureLength;
     *result = orvane_signHash(serial, credentialId, pin, hash, hashLength, signature, &length, false, nullptr, false);
     *signatureLength = length;
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool orvaneBoundaryDecrypt(const char* serial, const unsigned char* credentialId, const char* pin,
                            const unsigned char* input, int inputLength, unsigned char** output, int* outputLength,
-                           int* result) noexcept {
-  try {
+                           int* result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] {
     unsigned char* block = *output;
     int length = *outputLength;
     *result = orvane_decrypt(serial, credentialId, pin, input, inputLength, &block, &length, false, nullptr);
     *output = block;
     *outputLength = length;
-    return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 bool orvaneBoundaryFindCertificateForKey(const char* serial, const unsigned char* credentialId, void* libraryContext,
-                                         const OrvaneCertificate** result) noexcept {
-  try {
-    *result = orvane_findCertificateForKey(serial, credentialId, libraryContext);
-    return true;
-  } catch (...) {
-    return false;
-  }
+                                         const OrvaneCertificate** result, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] { *result = orvane_findCertificateForKey(serial, credentialId, libraryContext); });
 }
 
-bool orvaneBoundarySetExternalSmartcardHandle(void* cardHandle) noexcept {
-  try {
-    orvane_setExternalSmartcardHandle(cardHandle);
-    return true;
-  } catch (...) {
-    return false;
-  }
+bool orvaneBoundarySetExternalSmartcardHandle(void* cardHandle, OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [&] { orvane_setExternalSmartcardHandle(cardHandle); });
 }
 
-bool orvaneBoundaryClearExternalSmartcardHandle() noexcept {
-  try {
-    orvane_clearExternalSmartcardHandle();
-    return true;
-  } catch (...) {
-    return false;
-  }
+bool orvaneBoundaryClearExternalSmartcardHandle(OrvaneBoundaryFailure* failure) noexcept {
+  return completes(failure, [] { orvane_clearExternalSmartcardHandle(); });
 }
 
 }  // extern "C"

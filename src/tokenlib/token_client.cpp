@@ -9,8 +9,23 @@
 namespace orvane::tokenlib {
 namespace {
 
-void require(bool completed, const char* function) {
-  if (!completed) throw TokenLibraryError(std::string(function) + ": exception in the token library");
+[[noreturn]] void raise(const char* function, const OrvaneBoundaryFailure& failure) {
+  switch (failure.kind) {
+    case kOrvaneBoundaryOutOfMemory:
+      throw TokenLibraryOutOfMemory(failure.text);
+    case kOrvaneBoundaryStandard:
+      throw TokenLibraryError(failure.text);
+    case kOrvaneBoundaryForeign:
+      break;
+  }
+  throw TokenLibraryError(function, ": exception in the token library");
+}
+
+// Calls a function of the boundary, named as the library names it, and raises what the library threw.
+template <typename BoundaryFunction, typename... Arguments>
+void call(const char* function, BoundaryFunction boundaryFunction, Arguments... arguments) {
+  OrvaneBoundaryFailure failure{};
+  if (!boundaryFunction(arguments..., &failure)) raise(function, failure);
 }
 
 // What a receiver fills. An exception must not pass through the boundary's frames, so that a lack of memory is noted
@@ -56,9 +71,14 @@ void* toPointer(CardHandle cardHandle) { return reinterpret_cast<void*>(cardHand
 
 }  // namespace
 
+ExceptionText::ExceptionText(std::string_view first, std::string_view second) noexcept {
+  const std::size_t firstLength = first.copy(text_, sizeof(text_) - 1);
+  text_[firstLength + second.copy(text_ + firstLength, sizeof(text_) - 1 - firstLength)] = '\0';
+}
+
 int init(CardHandle cardHandle) {
   int result = 0;
-  require(orvaneBoundaryInit(toPointer(cardHandle), &result), "orvane_init");
+  call("orvane_init", orvaneBoundaryInit, toPointer(cardHandle), &result);
   return result;
 }
 
@@ -67,13 +87,13 @@ std::vector<std::string> connectedDeviceList() {
   const auto receive = [](void* receiver, const char* serial, std::size_t length) {
     static_cast<ReceivedSerials*>(receiver)->fill([&](auto& serials) { serials.emplace_back(serial, length); });
   };
-  require(orvaneBoundaryGetConnectedDeviceList(receive, &received), "orvane_getConnectedDeviceList");
+  call("orvane_getConnectedDeviceList", orvaneBoundaryGetConnectedDeviceList, receive, &received);
   return received.take();
 }
 
 int initDevice(const std::string& serial, bool reopen) {
   int result = 0;
-  require(orvaneBoundaryInitDevice(serial.c_str(), reopen, &result), "orvane_initDevice");
+  call("orvane_initDevice", orvaneBoundaryInitDevice, serial.c_str(), reopen, &result);
   return result;
 }
 
@@ -82,13 +102,13 @@ TokenInfo getTokenInfo(const std::string& serial) {
   const auto receive = [](void* receiver, const OrvaneBoundaryTokenInfo* info) {
     static_cast<ReceivedTokenInfo*>(receiver)->fill([&](TokenInfo& copy) { copyTokenInfo(*info, copy); });
   };
-  require(orvaneBoundaryGetTokenInfo(serial.c_str(), receive, &received), "orvane_getTokenInfo");
+  call("orvane_getTokenInfo", orvaneBoundaryGetTokenInfo, serial.c_str(), receive, &received);
   return received.take();
 }
 
 int validatePassword(const std::string& serial, const char* pin, int& attemptsRemaining) {
   int result = 0;
-  require(orvaneBoundaryValidatePassword(serial.c_str(), pin, &attemptsRemaining, &result), "orvane_validatePassword");
+  call("orvane_validatePassword", orvaneBoundaryValidatePassword, serial.c_str(), pin, &attemptsRemaining, &result);
   return result;
 }
 
@@ -97,14 +117,14 @@ std::vector<OrvaneKeyPair> keyPairList(const std::string& serial, void* libraryC
   const auto receive = [](void* receiver, const OrvaneKeyPair* keyPairs, std::size_t count) {
     static_cast<ReceivedKeyPairs*>(receiver)->fill([&](auto& copy) { copy.assign(keyPairs, keyPairs + count); });
   };
-  require(orvaneBoundaryGetKeyPairList(serial.c_str(), libraryContext, receive, &received), "orvane_getKeyPairList");
+  call("orvane_getKeyPairList", orvaneBoundaryGetKeyPairList, serial.c_str(), libraryContext, receive, &received);
   return received.take();
 }
 
 bool changeUserPassword(const std::string& serial, const char* oldPin, const char* newPin, int& attemptsRemaining) {
   bool result = false;
-  require(orvaneBoundaryChangeUserPassword(serial.c_str(), oldPin, newPin, &attemptsRemaining, &result),
-          "orvane_changeUserPassword");
+  call("orvane_changeUserPassword", orvaneBoundaryChangeUserPassword, serial.c_str(), oldPin, newPin,
+       &attemptsRemaining, &result);
   return result;
 }
 
@@ -112,41 +132,40 @@ bool changeSOPassword(const std::string& serial, std::string_view oldSoPin, std:
   const OrvaneBoundaryText oldText{oldSoPin.data(), oldSoPin.size()};
   const OrvaneBoundaryText newText{newSoPin.data(), newSoPin.size()};
   bool result = false;
-  require(orvaneBoundaryChangeSoPassword(serial.c_str(), &oldText, &newText, &result), "orvane_changeSOPassword");
+  call("orvane_changeSOPassword", orvaneBoundaryChangeSoPassword, serial.c_str(), &oldText, &newText, &result);
   return result;
 }
 
 int signHash(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* hash,
              int hashLength, unsigned char* signature, int& signatureLength) {
   int result = 0;
-  require(
-      orvaneBoundarySignHash(serial.c_str(), credentialId, pin, hash, hashLength, signature, &signatureLength, &result),
-      "orvane_signHash");
+  call("orvane_signHash", orvaneBoundarySignHash, serial.c_str(), credentialId, pin, hash, hashLength, signature,
+       &signatureLength, &result);
   return result;
 }
 
 int decrypt(const std::string& serial, const unsigned char* credentialId, const char* pin, const unsigned char* input,
             int inputLength, unsigned char*& output, int& outputLength) {
   int result = 0;
-  require(orvaneBoundaryDecrypt(serial.c_str(), credentialId, pin, input, inputLength, &output, &outputLength, &result),
-          "orvane_decrypt");
+  call("orvane_decrypt", orvaneBoundaryDecrypt, serial.c_str(), credentialId, pin, input, inputLength, &output,
+       &outputLength, &result);
   return result;
 }
 
 const OrvaneCertificate* findCertificateForKey(const std::string& serial, const unsigned char* credentialId,
                                                void* libraryContext) {
   const OrvaneCertificate* result = nullptr;
-  require(orvaneBoundaryFindCertificateForKey(serial.c_str(), credentialId, libraryContext, &result),
-          "orvane_findCertificateForKey");
+  call("orvane_findCertificateForKey", orvaneBoundaryFindCertificateForKey, serial.c_str(), credentialId,
+       libraryContext, &result);
   return result;
 }
 
 void setExternalSmartcardHandle(CardHandle cardHandle) {
-  require(orvaneBoundarySetExternalSmartcardHandle(toPointer(cardHandle)), "orvane_setExternalSmartcardHandle");
+  call("orvane_setExternalSmartcardHandle", orvaneBoundarySetExternalSmartcardHandle, toPointer(cardHandle));
 }
 
 void clearExternalSmartcardHandle() {
-  require(orvaneBoundaryClearExternalSmartcardHandle(), "orvane_clearExternalSmartcardHandle");
+  call("orvane_clearExternalSmartcardHandle", orvaneBoundaryClearExternalSmartcardHandle);
 }
 
 }  // namespace orvane::tokenlib

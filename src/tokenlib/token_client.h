@@ -2,8 +2,8 @@
 // arguments that never vary already filled in, and with this compiler's own strings and vectors.
 //
 // Common to all of them:
-// - an exception thrown inside the library becomes TokenLibraryError; a lack of memory on our side is std::bad_alloc;
-//   outputs are then unchanged;
+// - an exception thrown inside the library becomes TokenLibraryError or TokenLibraryOutOfMemory, with the library's own
+//   text; a lack of memory on our side is std::bad_alloc; outputs are then unchanged;
 // - no lock is taken here: who must hold the library lock around a call holds it himself;
 // - serials are narrow texts; PINs are zero-terminated and belong to the caller, who wipes them;
 // - numbers (hashes, signatures, cipher texts, moduli) are big-endian, credential ids are 16 bytes.
@@ -11,7 +11,8 @@
 #define ORVANE_TOKENLIB_TOKEN_CLIENT_H
 
 #include <cstdint>
-#include <stdexcept>
+#include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,10 +21,36 @@
 
 namespace orvane::tokenlib {
 
-// The token library threw an exception; what() names the function.
-class TokenLibraryError : public std::runtime_error {
+// The text of an exception, put together from two, cut to 255 bytes. It is part of the exception, so that raising one
+// needs no memory that could be lacking.
+class ExceptionText {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ExceptionText(std::string_view first, std::string_view second = {}) noexcept;
+  const char* c_str() const noexcept { return text_; }
+
+ private:
+  char text_[256];
+};
+
+// The token library threw an exception. what() is its text if it was a standard one, else a text of ours that names the
+// library's function.
+class TokenLibraryError : public std::exception {
+ public:
+  explicit TokenLibraryError(std::string_view first, std::string_view second = {}) noexcept : text_(first, second) {}
+  const char* what() const noexcept override { return text_.c_str(); }
+
+ private:
+  ExceptionText text_;
+};
+
+// The token library threw std::bad_alloc or a type derived from it; what() is its text.
+class TokenLibraryOutOfMemory : public std::bad_alloc {
+ public:
+  explicit TokenLibraryOutOfMemory(std::string_view text) noexcept : text_(text) {}
+  const char* what() const noexcept override { return text_.c_str(); }
+
+ private:
+  ExceptionText text_;
 };
 
 // A card handle as the smart-card interface gives it; 0 is none. (An integer here, so that this header needs no other.)

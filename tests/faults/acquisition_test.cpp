@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <climits>
 #include <iterator>
+#include <limits>
 #include <numeric>
 
 #include "harness/all_calls.h"
@@ -75,7 +76,7 @@ TEST_F(AcquisitionFaults, OfTheLibrary) {
       {"no device", "orvane_getConnectedDeviceList", false, 0, "", code(SCARD_E_NO_SMARTCARD),
        "E No smart card connected"},
       {"a device without a serial", "orvane_getConnectedDeviceList", false, 0, "\n", 0, "D resolved serial number :: "},
-      {"the device does not open", "orvane_initDevice", false, INT_MIN, "", 0,
+      {"the device does not open", "orvane_initDevice", false, std::numeric_limits<int>::min(), "", 0,
        "E Init device failed for [0012AB]: -2147483648"},
       {"opening throws", "orvane_initDevice", true, 0, "", kInternal,
        "E CardAcquireContext: unhandled exception: orvane_initDevice: exception in the token library"},

@@ -148,64 +148,79 @@ void handOnKeyPairs(void* to, const OrvaneKeyPair* keyPairs, std::size_t count) 
     return ORVANE_TESTS_WRAPPED(name) arguments;                  \
   }
 
-ORVANE_TESTS_WRAP(orvaneBoundaryInit, (void* cardHandle, int* result), (cardHandle, result))
-ORVANE_TESTS_WRAP(orvaneBoundaryInitDevice, (const char* serial, bool reopen, int* result), (serial, reopen, result))
-ORVANE_TESTS_WRAP(orvaneBoundaryValidatePassword, (const char* serial, const char* pin, int* attempts, int* result),
-                  (serial, pin, attempts, result))
+ORVANE_TESTS_WRAP(orvaneBoundaryInit, (void* cardHandle, int* result, OrvaneBoundaryFailure* failure),
+                  (cardHandle, result, failure))
+ORVANE_TESTS_WRAP(orvaneBoundaryInitDevice,
+                  (const char* serial, bool reopen, int* result, OrvaneBoundaryFailure* failure),
+                  (serial, reopen, result, failure))
+ORVANE_TESTS_WRAP(orvaneBoundaryValidatePassword,
+                  (const char* serial, const char* pin, int* attempts, int* result, OrvaneBoundaryFailure* failure),
+                  (serial, pin, attempts, result, failure))
 ORVANE_TESTS_WRAP(orvaneBoundaryChangeUserPassword,
-                  (const char* serial, const char* oldPin, const char* newPin, int* attempts, bool* result),
-                  (serial, oldPin, newPin, attempts, result))
+                  (const char* serial, const char* oldPin, const char* newPin, int* attempts, bool* result,
+                   OrvaneBoundaryFailure* failure),
+                  (serial, oldPin, newPin, attempts, result, failure))
 ORVANE_TESTS_WRAP(orvaneBoundaryChangeSoPassword,
                   (const char* serial, const OrvaneBoundaryText* oldSoPin, const OrvaneBoundaryText* newSoPin,
-                   bool* result),
-                  (serial, oldSoPin, newSoPin, result))
+                   bool* result, OrvaneBoundaryFailure* failure),
+                  (serial, oldSoPin, newSoPin, result, failure))
 ORVANE_TESTS_WRAP(orvaneBoundarySignHash,
                   (const char* serial, const unsigned char* id, const char* pin, const unsigned char* hash,
-                   int hashLength, unsigned char* signature, int* signatureLength, int* result),
-                  (serial, id, pin, hash, hashLength, signature, signatureLength, result))
+                   int hashLength, unsigned char* signature, int* signatureLength, int* result,
+                   OrvaneBoundaryFailure* failure),
+                  (serial, id, pin, hash, hashLength, signature, signatureLength, result, failure))
 ORVANE_TESTS_WRAP(orvaneBoundaryDecrypt,
                   (const char* serial, const unsigned char* id, const char* pin, const unsigned char* input,
-                   int inputLength, unsigned char** output, int* outputLength, int* result),
-                  (serial, id, pin, input, inputLength, output, outputLength, result))
+                   int inputLength, unsigned char** output, int* outputLength, int* result,
+                   OrvaneBoundaryFailure* failure),
+                  (serial, id, pin, input, inputLength, output, outputLength, result, failure))
 ORVANE_TESTS_WRAP(orvaneBoundaryFindCertificateForKey,
-                  (const char* serial, const unsigned char* id, void* context, const OrvaneCertificate** result),
-                  (serial, id, context, result))
-ORVANE_TESTS_WRAP(orvaneBoundarySetExternalSmartcardHandle, (void* cardHandle), (cardHandle))
-ORVANE_TESTS_WRAP(orvaneBoundaryClearExternalSmartcardHandle, (), ())
+                  (const char* serial, const unsigned char* id, void* context, const OrvaneCertificate** result,
+                   OrvaneBoundaryFailure* failure),
+                  (serial, id, context, result, failure))
+ORVANE_TESTS_WRAP(orvaneBoundarySetExternalSmartcardHandle, (void* cardHandle, OrvaneBoundaryFailure* failure),
+                  (cardHandle, failure))
+ORVANE_TESTS_WRAP(orvaneBoundaryClearExternalSmartcardHandle, (OrvaneBoundaryFailure * failure), (failure))
 
 extern "C" {
 
-bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept;
-bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept;
-bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver) noexcept {
+bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver,
+                                                                OrvaneBoundaryFailure* failure) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver,
+                                                                OrvaneBoundaryFailure* failure) noexcept;
+bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetConnectedDeviceList)(OrvaneSerialReceiver receive, void* receiver,
+                                                                OrvaneBoundaryFailure* failure) noexcept {
   const NewSucceeds succeeds;
   Receiver handOn{receiver};
   handOn.receiveSerial = receive;
-  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(handOnSerial, &handOn);
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetConnectedDeviceList)(handOnSerial, &handOn, failure);
 }
 
 bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
-                                                      void* receiver) noexcept;
+                                                      void* receiver, OrvaneBoundaryFailure* failure) noexcept;
 bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
-                                                      void* receiver) noexcept;
+                                                      void* receiver, OrvaneBoundaryFailure* failure) noexcept;
 bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetTokenInfo)(const char* serial, OrvaneTokenInfoReceiver receive,
-                                                      void* receiver) noexcept {
+                                                      void* receiver, OrvaneBoundaryFailure* failure) noexcept {
   const NewSucceeds succeeds;
   Receiver handOn{receiver};
   handOn.receiveInfo = receive;
-  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetTokenInfo)(serial, handOnInfo, &handOn);
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetTokenInfo)(serial, handOnInfo, &handOn, failure);
 }
 
 bool ORVANE_TESTS_WRAPPED(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
-                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept;
+                                                        OrvaneKeyPairReceiver receive, void* receiver,
+                                                        OrvaneBoundaryFailure* failure) noexcept;
 bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
-                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept;
+                                                        OrvaneKeyPairReceiver receive, void* receiver,
+                                                        OrvaneBoundaryFailure* failure) noexcept;
 bool ORVANE_TESTS_WRAPPER(orvaneBoundaryGetKeyPairList)(const char* serial, void* context,
-                                                        OrvaneKeyPairReceiver receive, void* receiver) noexcept {
+                                                        OrvaneKeyPairReceiver receive, void* receiver,
+                                                        OrvaneBoundaryFailure* failure) noexcept {
   const NewSucceeds succeeds;
   Receiver handOn{receiver};
   handOn.receiveKeyPairs = receive;
-  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetKeyPairList)(serial, context, handOnKeyPairs, &handOn);
+  return ORVANE_TESTS_WRAPPED(orvaneBoundaryGetKeyPairList)(serial, context, handOnKeyPairs, &handOn, failure);
 }
 
 }  // extern "C"

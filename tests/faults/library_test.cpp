@@ -1,5 +1,5 @@
 // The token library fails: every function that an entry point calls, with failing results, exceptions and odd outputs.
-#include <climits>
+#include <limits>
 #include <ostream>
 
 #include "harness/all_calls.h"
@@ -68,7 +68,7 @@ const LibraryFault kSignFaults[] = {
     {"the lowest result",
      "CardSignData signs",
      "orvane_signHash",
-     {.result = INT_MIN},
+     {.result = std::numeric_limits<int>::min()},
      kInvalid,
      Memory::kWritten,
      "E CardSignData: orvane_signHash failed, ret=-2147483648"},
@@ -176,7 +176,7 @@ const LibraryFault kDecryptFaults[] = {
     {"the lowest length but one",
      "CardRSADecrypt",
      "orvane_decrypt",
-     {.length = INT_MIN + 1, .output = {1, 2, 3}},
+     {.length = kSofttokenKeep + 1, .output = {1, 2, 3}},
      kInsufficient,
      Memory::kUntouched,
      "E CardRSADecrypt: decrypted length larger than buffer"},
