@@ -326,7 +326,7 @@ class Session {
         break;
       case 'm':
         try {
-          known_ = DeviceMonitor::pollDevices(known_);
+          DeviceMonitor::pollDevices(known_);
         } catch (const std::exception&) {
           require(false, "the monitor's poll throws");
         }
@@ -410,7 +410,7 @@ class Session {
 
   Reader reader_;
   CARD_DATA records_[4];
-  std::set<std::string> known_;
+  DeviceMonitor::KnownDevices known_;
   bool mayFailInside_ = false;
 };
 

@@ -1,9 +1,5 @@
 #include "cache/device_monitor.h"
 
-#include <algorithm>
-#include <iterator>
-#include <vector>
-
 #include "cache/bump_freshness.h"
 #include "cache/process_state.h"
 #include "log/log.h"
@@ -19,19 +15,18 @@ std::set<std::string> connectedDevices() {
     return {list.begin(), list.end()};
   } catch (const tokenlib::TokenLibraryError&) {
     return {};
+  } catch (const tokenlib::TokenLibraryOutOfMemory&) {
+    return {};
   }
 }
 
-// The serials of `left` that are not in `right`, in ascending order.
-std::vector<std::string> difference(const std::set<std::string>& left, const std::set<std::string>& right) {
-  std::vector<std::string> missing;
-  std::set_difference(left.begin(), left.end(), right.begin(), right.end(), std::back_inserter(missing));
-  return missing;
-}
-
-void handleDisconnection(ProcessState& state, const std::string& serial) {
+// A disconnection has two steps, of which the second one can lack memory; it is then taken again by the next poll.
+void forgetPin(ProcessState& state, const std::string& serial) {
   logDebug("Device disconnected [", serial, "] -> clearing per-device state");
   state.deviceCache.erase(serial);
+}
+
+void forgetContainers(ProcessState& state, const std::string& serial) {
   state.containerListCache.erase(serial);
   state.deviceConnected = false;
   state.deviceRemoved = true;
@@ -82,12 +77,12 @@ void DeviceMonitor::deviceMonitorThread() { processState().monitor.pollUntilStop
 void DeviceMonitor::pollUntilStopped() {
   logDebug("Device monitor thread started.");
   monitorRunning = true;
-  std::set<std::string> knownDevices;
+  KnownDevices knownDevices;
   while (!monitorStopRequested) {
     try {
-      knownDevices = pollDevices(knownDevices);
+      pollDevices(knownDevices);
     } catch (...) {
-      // Out of memory, most likely: the devices known so far stay known, the next poll sees what changed.
+      // Out of memory, most likely: the next poll goes on where this one stopped.
     }
     thread_.pause(kPollPeriodMilliseconds);
   }
@@ -95,12 +90,29 @@ void DeviceMonitor::pollUntilStopped() {
   monitorRunning = false;
 }
 
-std::set<std::string> DeviceMonitor::pollDevices(const std::set<std::string>& knownDevices) {
+void DeviceMonitor::pollDevices(KnownDevices& knownDevices) {
   ProcessState& state = processState();
+  std::set<std::string>& present = knownDevices.present;
+  std::set<std::string>& leaving = knownDevices.leaving;
   std::set<std::string> current = connectedDevices();
-  for (const std::string& serial : difference(knownDevices, current)) handleDisconnection(state, serial);
-  for (const std::string& serial : difference(current, knownDevices)) handleAppearance(state, serial);
-  return current;
+  const auto finishLeaving = [&] {
+    for (; !leaving.empty(); leaving.erase(leaving.begin())) forgetContainers(state, *leaving.begin());
+  };
+  finishLeaving();
+  // What was done is noted at once, by moving the serial from set to set, which needs no memory.
+  for (auto next = present.begin(); next != present.end();) {
+    const auto device = next++;
+    if (current.contains(*device)) continue;
+    forgetPin(state, *device);
+    leaving.insert(present.extract(device));
+    finishLeaving();
+  }
+  for (auto next = current.begin(); next != current.end();) {
+    const auto device = next++;
+    if (present.contains(*device)) continue;
+    handleAppearance(state, *device);
+    present.insert(current.extract(device));
+  }
 }
 
 }  // namespace orvane

@@ -30,9 +30,16 @@ class DeviceMonitor {
   // or logged when no thread was started, or when the thread itself calls.
   void stopDeviceMonitor() noexcept;
 
-  // One poll, given the tokens of the poll before: returns the tokens of this one. All disconnections are handled
-  // before any appearance, both in ascending order of the serials. A library call that throws counts as an empty list.
-  static std::set<std::string> pollDevices(const std::set<std::string>& knownDevices);
+  // The tokens that the last poll saw, and those that it saw go but could not forget wholly for a lack of memory.
+  struct KnownDevices {
+    std::set<std::string> present;
+    std::set<std::string> leaving;
+  };
+
+  // One poll. All disconnections are handled before any appearance, both in ascending order of the serials. A library
+  // call that throws counts as an empty list. Throws std::bad_alloc; then `knownDevices` says what was done, so that
+  // the next poll does nothing twice, leaves nothing out, and treats a token that came back meanwhile as a new one.
+  static void pollDevices(KnownDevices& knownDevices);
 
   static constexpr unsigned kPollPeriodMilliseconds = 1000;
 

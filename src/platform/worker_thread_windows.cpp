@@ -90,7 +90,7 @@ void WorkerThread::wake() noexcept {
 void WorkerThread::join() noexcept {
   Held::Phase expected = Held::Phase::kCreated;
   if (!held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
-    // The thread itself is waited for as well: at process exit it is gone and announces nothing any more.
+    // The thread itself is waited for as well: one that somebody has ended announces nothing any more.
     const HANDLE ends[] = {held_->finished.get(), held_->thread.get()};
     WaitForMultipleObjects(2, ends, FALSE, kJoinBoundMilliseconds);
   }

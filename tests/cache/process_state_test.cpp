@@ -17,11 +17,11 @@ class LastEvent : public CoreTest {
   std::pair<bool, bool> poll(const std::string& serials) {
     queueResult("orvane_getConnectedDeviceList", 0, kSofttokenKeep, kSofttokenKeep,
                 Bytes(serials.begin(), serials.end()));
-    known_ = DeviceMonitor::pollDevices(known_);
+    DeviceMonitor::pollDevices(known_);
     return {processState().deviceConnected, processState().deviceRemoved};
   }
 
-  std::set<std::string> known_;
+  DeviceMonitor::KnownDevices known_;
 };
 
 TEST_F(LastEvent, IsWhatTheMonitorSawLast) {

@@ -157,7 +157,7 @@ class Storm : public FaultTest {
   void changeWeather(unsigned seed) {
     std::minstd_rand random(seed);
 #ifndef _WIN32
-    std::set<std::string> known;
+    DeviceMonitor::KnownDevices known;
 #endif
     while (!isOver_) {
       softtoken_set_connected(kTokens[random() % std::size(kTokens)], random() % 3 != 0);
@@ -167,7 +167,7 @@ class Storm : public FaultTest {
       machine::startThreads();
 #ifndef _WIN32
       // The monitor's own period is too long for a storm; its polls are the same.
-      known = DeviceMonitor::pollDevices(known);
+      DeviceMonitor::pollDevices(known);
 #endif
       softtoken_clear_calls();
       std::this_thread::sleep_for(std::chrono::milliseconds(1 + random() % 3));

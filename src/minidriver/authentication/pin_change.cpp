@@ -24,35 +24,42 @@ void storeAttempts(PDWORD attemptsRemaining, int attempts) noexcept {
 
 // What a change came to: whether the token made it, and the attempts left if it says so.
 struct ChangeResult {
-  bool isChanged;
-  int attempts;
-};
-
-// The calls below are deliberately made without the library lock and the card handle.
-
-// Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
-ChangeResult changeUserPin(const std::string& serial, const SecretText& currentPin, SecretText&& newPin) {
+  bool isChanged = false;
   int attempts = kUnknownAttempts;
-  const bool isChanged = tokenlib::changeUserPassword(serial, currentPin.c_str(), newPin.c_str(), attempts);
-  DeviceCache& devices = processState().deviceCache;
-  if (isChanged) {
-    devices.storeValidatedPassword(serial, std::move(newPin));
-  } else {
-    devices.clearValidatedPassword(serial);
-  }
-  return {isChanged, attempts};
-}
-
-// Changes the administrator's PIN. The cached PIN is the user's and stays.
-ChangeResult changeAdminPin(const std::string& serial, const SecretText& currentPin, const SecretText& newPin) {
-  return {tokenlib::changeSOPassword(serial, currentPin.view(), newPin.view()), kUnknownAttempts};
-}
+};
 
 // One of the two PINs as the caller hands it over.
 struct PinData {
   const BYTE* bytes;
   DWORD length;
 };
+
+// The library is deliberately called without its lock and the card handle in the two functions below.
+
+// Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
+ChangeResult changeUserPin(const std::string& serial, PinData currentPinData, PinData newPinData) {
+  SecretText newPin(newPinData.bytes, newPinData.length);
+  ChangeResult result;
+  if (isPinReadable(currentPinData.length)) {
+    const SecretText currentPin(currentPinData.bytes, currentPinData.length);
+    result.isChanged = tokenlib::changeUserPassword(serial, currentPin.c_str(), newPin.c_str(), result.attempts);
+  }
+  DeviceCache& devices = processState().deviceCache;
+  if (result.isChanged) {
+    devices.storeValidatedPassword(serial, std::move(newPin));
+  } else {
+    devices.clearValidatedPassword(serial);
+  }
+  return result;
+}
+
+// Changes the administrator's PIN. The cached PIN is the user's and stays.
+ChangeResult changeAdminPin(const std::string& serial, PinData currentPinData, PinData newPinData) {
+  if (!isPinReadable(currentPinData.length)) return {};
+  const SecretText currentPin(currentPinData.bytes, currentPinData.length);
+  const SecretText newPin(newPinData.bytes, newPinData.length);
+  return {tokenlib::changeSOPassword(serial, currentPin.view(), newPin.view()), kUnknownAttempts};
+}
 
 // Which PIN is changed.
 enum class PinRole { kUser, kAdmin };
@@ -61,10 +68,8 @@ enum class PinRole { kUser, kAdmin };
 // `failedLine` by the attempts.
 DWORD changePin(const std::string& serial, PinRole role, PinData currentPinData, PinData newPinData,
                 PDWORD attemptsRemaining, const char* successLine, const char* failedLine) {
-  const SecretText currentPin(currentPinData.bytes, currentPinData.length);
-  SecretText newPin(newPinData.bytes, newPinData.length);
-  const ChangeResult result = role == PinRole::kUser ? changeUserPin(serial, currentPin, std::move(newPin))
-                                                     : changeAdminPin(serial, currentPin, newPin);
+  const ChangeResult result = role == PinRole::kUser ? changeUserPin(serial, currentPinData, newPinData)
+                                                     : changeAdminPin(serial, currentPinData, newPinData);
   storeAttempts(attemptsRemaining, result.attempts);
   if (!result.isChanged) {
     return refuse(result.attempts != 0 ? SCARD_W_WRONG_CHV : SCARD_W_CHV_BLOCKED, failedLine, result.attempts);

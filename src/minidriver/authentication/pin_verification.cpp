@@ -49,7 +49,7 @@ DWORD authenticateSilently(ProviderContext& context, PIN_ID pinId, bool isUsable
 }
 
 int validateOnToken(const CARD_DATA& cardData, const std::string& serial, const SecretText& pin, int& attempts) {
-  const CardHandover handover(cardData.hScard);
+  const CardHandover handover(cardData);
   return tokenlib::validatePassword(serial, pin.c_str(), attempts);
 }
 
@@ -116,14 +116,18 @@ DWORD WINAPI CardAuthenticatePin(PCARD_DATA pCardData, LPWSTR pwszUserId, PBYTE 
     if (cbPin == 0) return refuse(ERROR_INVALID_PASSWORD, "CardAuthenticatePin: PIN length is zero");
 
     const std::string& serial = context->serialNumber;
-    SecretText pin(pbPin, cbPin);
+    SecretText pin;
     int attempts = 0;
-    // Deliberately without the library lock and the card handle: callers of this older entry point rely on not waiting
-    // for another context's signature.
-    const int result = tokenlib::validatePassword(serial, pin.c_str(), attempts);
+    bool isRight = false;
+    if (isPinReadable(cbPin)) {
+      pin = SecretText(pbPin, cbPin);
+      // Deliberately without the library lock and the card handle: callers of this older entry point rely on not
+      // waiting for another context's signature.
+      isRight = tokenlib::validatePassword(serial, pin.c_str(), attempts) == 0;
+    }
     DeviceCache& devices = processState().deviceCache;
     DWORD status = statusCode(SCARD_S_SUCCESS);
-    if (result != 0) {
+    if (!isRight) {
       devices.clearValidatedPassword(serial);
       status = refuse(SCARD_W_WRONG_CHV, "CardAuthenticatePin: wrong PIN [", serial, "]");
     } else {

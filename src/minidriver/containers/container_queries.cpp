@@ -72,10 +72,17 @@ DWORD fillContainerInfoProperty(const CARD_DATA& cardData, const ContainerEntry&
   return succeed("CardGetContainerProperty: returning CONTAINER_INFO for index ", index);
 }
 
+// Empties a record but for its version. By its bytes: an initialiser need not touch the padding between the members,
+// and the caller would read there what our stack, or his own memory, held before.
+void clearContainerInfo(CONTAINER_INFO& info, DWORD version) noexcept {
+  std::memset(&info, 0, sizeof(info));
+  info.dwVersion = version;
+}
+
 // The caller's buffer need not be aligned for the record, so the record is made here and copied, also on failure.
 DWORD getContainerInfoProperty(const CARD_DATA& cardData, const ContainerEntry& container, BYTE index, PBYTE data) {
-  CONTAINER_INFO info{};
-  info.dwVersion = CONTAINER_INFO_CURRENT_VERSION;
+  CONTAINER_INFO info;
+  clearContainerInfo(info, CONTAINER_INFO_CURRENT_VERSION);
   const DWORD status = fillContainerInfoProperty(cardData, container, index, info);
   std::memcpy(data, &info, sizeof(info));
   return status;
@@ -119,9 +126,7 @@ DWORD WINAPI CardGetContainerInfo(PCARD_DATA pCardData, BYTE bContainerIndex, DW
       return refuse(SCARD_E_NO_KEY_CONTAINER, "Invalid container index: ", bContainerIndex);
     }
     CONTAINER_INFO& info = *pContainerInfo;
-    const DWORD callersVersion = info.dwVersion;
-    info = CONTAINER_INFO{};
-    info.dwVersion = callersVersion;
+    clearContainerInfo(info, info.dwVersion);
     logDebug("CardGetContainerInfo Container index ", bContainerIndex);
     return getContainerInfo(*pCardData, context->container(bContainerIndex), info);
   });

@@ -141,7 +141,7 @@ DWORD readContainerMap(const CARD_DATA& cardData, const ProviderContext& context
 
 // A certificate may have been replaced on the token, so the device is opened anew before one is read.
 int reopenDevice(const CARD_DATA& cardData, const ProviderContext& context) {
-  const CardHandover handover(cardData.hScard);
+  const CardHandover handover(cardData);
   return tokenlib::initDevice(context.serialNumber, true);
 }
 

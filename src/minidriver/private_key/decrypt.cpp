@@ -27,12 +27,16 @@ namespace {
 class LibraryPlaintext {
  public:
   explicit LibraryPlaintext(DWORD cipherTextLength) : cipherTextLength_(cipherTextLength) {}
-  ~LibraryPlaintext() {
-    if (bytes != nullptr) wipe(bytes, size().value_or(0));
-    std::free(bytes);
-  }
+  ~LibraryPlaintext() { release(); }
   LibraryPlaintext(const LibraryPlaintext&) = delete;
   LibraryPlaintext& operator=(const LibraryPlaintext&) = delete;
+
+  // Overwrites the block and gives it back.
+  void release() noexcept {
+    if (bytes != nullptr) wipe(bytes, size().value_or(0));
+    std::free(bytes);
+    bytes = nullptr;
+  }
 
   // The number of bytes that may be read; none when the stated length is impossible.
   std::optional<std::size_t> size() const noexcept { return plaintextSize(length, cipherTextLength_); }
@@ -66,7 +70,7 @@ int decryptOnToken(const CARD_DATA& cardData, const std::string& serial, const O
                    const CARD_RSA_DECRYPT_INFO& info, LibraryPlaintext& plaintext) {
   const BigEndianCipherText cipherText(info);
   const SecretText pin = processState().deviceCache.getCachedPassword(serial);
-  const CardHandover handover(cardData.hScard);
+  const CardHandover handover(cardData);
   // The library gets null for an empty cipher text.
   return tokenlib::decrypt(serial, key.credentialId, pin.c_str(), info.cbData != 0 ? cipherText.bytes() : nullptr,
                            static_cast<int>(info.cbData), plaintext.bytes, plaintext.length);
@@ -108,6 +112,7 @@ DWORD decryptWithKey(const CARD_DATA& cardData, const std::string& serial, const
   }
   std::reverse_copy(plaintext.bytes, plaintext.bytes + *size, info.pbData);
   info.cbData = static_cast<DWORD>(plaintext.length);
+  plaintext.release();
   return succeed("CardRSADecrypt: decryption successful, length=", plaintext.length);
 }
 

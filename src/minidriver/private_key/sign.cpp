@@ -41,7 +41,7 @@ DWORD modulusSizeOf(std::uint32_t algorithm) {
 int signOnToken(const CARD_DATA& cardData, const std::string& serial, const OrvaneKeyPair& key,
                 const CARD_SIGNING_INFO& info, BYTE* signature, int& signatureLength) {
   const SecretText pin = processState().deviceCache.getCachedPassword(serial);
-  const CardHandover handover(cardData.hScard);
+  const CardHandover handover(cardData);
   return tokenlib::signHash(serial, key.credentialId, pin.c_str(), info.pbData, static_cast<int>(info.cbData),
                             signature, signatureLength);
 }
