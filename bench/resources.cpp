@@ -120,7 +120,7 @@ nlohmann::json signature(unsigned repetitions) {
                                      16}},
                                    repetitions);
   record.pfnCardDeleteContext(&record);
-  Scene::removeToken(test::kFaultSerial);
+  Scene::removeToken(test::kSerial);
   softtoken_set_folder(testTokens().string().c_str());
   record = scene.newRecord();
   if (scene.acquire(record) != 0) throw std::runtime_error("acquisition");

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "harness/driver_loader.h"
 #include "harness/machine.h"
@@ -83,15 +84,9 @@ Scene::~Scene() {
 }
 
 void Scene::defineToken(const std::string& serial) {
-  const SofttokenTokenDefinition definition{serial.c_str(), "2.1.0", test::kFaultPin, test::kFaultSoPin, 3, 3, 0, 0,
-                                            kSofttokenKeep};
-  expect(softtoken_define_token(&definition) == 1, "token");
-  for (unsigned i = 0; i < keys_; ++i) {
-    OrvaneKeyPair key = test::makeKey(static_cast<std::uint8_t>(i + 1), 3);
-    const OrvaneCertificate certificate = test::makeCertificate(static_cast<std::uint8_t>(i + 1), 1200);
-    expect(softtoken_add_key(serial.c_str(), &key) == 1, "key");
-    expect(softtoken_set_certificate(serial.c_str(), key.credentialId, &certificate) == 1, "certificate");
-  }
+  test::TestToken token{.serial = serial, .certificateLength = 1200};
+  for (unsigned i = 0; i < keys_; ++i) token.keys.push_back(test::makeKey(static_cast<std::uint8_t>(i + 1), 3));
+  test::defineToken(token);
 }
 
 void Scene::removeToken(const std::string& serial) { softtoken_set_connected(serial.c_str(), 0); }
@@ -109,37 +104,18 @@ DWORD Scene::acquire(CARD_DATA& record) {
 }
 
 void Scene::reset(CARD_DATA& record, test::Before before) {
-  using test::Before;
   defineToken();
   if (record.pvVendorSpecific == nullptr) {
     record = newRecord();
     expect(acquire(record) == 0, "acquisition");
   }
-  record.hScard = test::kFaultCardHandle;
+  record.hScard = test::kCardHandle;
   record.pfnCardDeauthenticateEx(&record, PIN_SET_ALL_ROLES, 0);
-  std::string pin = test::kFaultPin;
-  auto* const pinBytes = reinterpret_cast<PBYTE>(pin.data());
-  const auto pinSize = static_cast<DWORD>(pin.size());
-  if (before == Before::kPinCached || before == Before::kPinBumped) {
-    expect(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pinBytes, pinSize, nullptr, nullptr, nullptr) == 0,
-           "PIN");
-  }
-  if (before == Before::kPinBumped) {
-    expect(record.pfnCardChangeAuthenticatorEx(&record, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, pinBytes, pinSize,
-                                               ROLE_USER, pinBytes, pinSize, 0, nullptr) == 0,
-           "PIN change");
-  }
+  test::bringAbout(record, before);
   softtoken_clear_calls();
 }
 
-void Scene::setDebugLog(bool isOn) {
-  test::LogLevelValue value;
-  if (isOn) {
-    value.type = test::LogLevelValue::Type::kNumber;
-    value.number = 3;
-  }
-  test::machine::setLogLevel(value);
-}
+void Scene::setDebugLog(bool isOn) { test::machine::setDebugLog(isOn); }
 
 std::string Scene::logFile() const {
   const std::filesystem::path logs = std::filesystem::path(folder_) / "Brightfold" / test::machine::processName();

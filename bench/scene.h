@@ -20,14 +20,14 @@ extern "C" void WINAPI benchFree(LPVOID block);
 // at its first poll. One scene at a time.
 class Scene {
  public:
-  // A token test::kFaultSerial with so many keys of 2048 bits, each with a certificate.
+  // A token test::kSerial with so many keys of 2048 bits, each with a certificate.
   explicit Scene(unsigned keys = 2);
   ~Scene();
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
   // Defines the token anew: PINs, counters and keys as at the beginning.
-  void defineToken(const std::string& serial = test::kFaultSerial);
+  void defineToken(const std::string& serial = test::kSerial);
   // Takes the token away, so that the next one is the first of the list.
   static void removeToken(const std::string& serial);
 

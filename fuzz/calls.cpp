@@ -18,8 +18,9 @@
 #include <set>
 
 #include "cache/device_monitor.h"
+#include "harness/all_calls.h"
+#include "harness/all_properties.h"
 #include "harness/caller_memory.h"
-#include "harness/driver_test.h"
 #include "harness/machine.h"
 #include "harness/token_replay.h"
 #include "minidriver/frame/function_table.h"
@@ -41,9 +42,14 @@ const Value& pick(const Value (&list)[kCount], std::uint8_t index) {
   return list[index % kCount];
 }
 
-constexpr const char* kPins[] = {kPin,   "0000-pin-for-fuzzing",
-                                 "",     "another-user-pin-for-fuzzing-that-is-longer-than-a-short-text-may-be-here",
-                                 kSoPin, "1"};
+constexpr const char* kPins[] = {test::kUserPin,
+                                 test::kWrongPin,
+                                 "",
+                                 "another-user-pin-for-a-test-that-is-longer-than-a-short-text-may-be-here",
+                                 test::kSoPin,
+                                 "1",
+                                 test::kNewPin,
+                                 test::kNewSoPin};
 constexpr const wchar_t* kUsers[] = {L"user", L"admin", L"", L"USER", L"nobody"};
 constexpr const char* kFiles[] = {"cardid",  "cardcf", "cmapfile", "ksc0", "kxc1",   "ksc2",
                                   "msroots", "kxc9",   "ksc",      "",     "CARDCF", "kxc4294967296"};

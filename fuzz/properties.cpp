@@ -6,11 +6,9 @@
 #include "scene.h"
 
 namespace orvane::fuzz {
-namespace {
 
-constexpr unsigned char kPoison = 0xA5;
-
-}  // namespace
+using test::kPoison;
+using test::kPoison32;
 
 void fuzzProperties(Input input) {
   startInput(input);
@@ -31,12 +29,12 @@ void fuzzProperties(Input input) {
     // Exactly as long as stated, so that a byte too many is noticed.
     const std::unique_ptr<BYTE[]> buffer(new BYTE[size]);
     std::fill_n(buffer.get(), size, kPoison);
-    DWORD length = 0xA5A5A5A5;
+    DWORD length = kPoison32;
     const DWORD status = call(buffer.get(), &length);
     require(isKnownStatus(status), "an unknown status");
     if (status == 0) {
       require(length <= size, "more than there is room for");
-    } else if (length == 0xA5A5A5A5) {
+    } else if (length == kPoison32) {
       require(std::all_of(buffer.get(), buffer.get() + size, [](BYTE byte) { return byte == kPoison; }),
               "an output of a failed call");
     }

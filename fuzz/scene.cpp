@@ -13,7 +13,6 @@
 
 #include "cache/process_state.h"
 #include "harness/caller_memory.h"
-#include "harness/driver_test.h"
 #include "harness/machine.h"
 #include "harness/plain_record.h"
 #include "platform/host/host_control.h"
@@ -24,8 +23,7 @@ namespace {
 
 using test::CallerMemory;
 
-// Stands in every PIN of the targets. An input that contains it itself may well have it logged.
-constexpr std::string_view kPinMark = "-pin-for-fuzzing";
+// An input that contains the mark of all PINs itself may well have it logged.
 bool isMarkInInput = false;
 
 std::filesystem::path logs() {
@@ -38,14 +36,9 @@ std::filesystem::path logs() {
 }
 
 void defineToken(const char* serial) {
-  const SofttokenTokenDefinition definition{serial, "2.1.0", kPin, kSoPin, 3, 3, 0, 0, kSofttokenKeep};
-  softtoken_define_token(&definition);
-  for (const std::uint8_t id : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{3}}) {
-    const OrvaneKeyPair key = test::makeKey(id, id, id == 1 ? 1024 : 2048);
-    const OrvaneCertificate certificate = test::makeCertificate(id, 64);
-    softtoken_add_key(serial, &key);
-    softtoken_set_certificate(serial, key.credentialId, &certificate);
-  }
+  test::defineToken({.serial = serial,
+                     .keys = {test::makeKey(1, 1, 1024), test::makeKey(2, 2), test::makeKey(3, 3)},
+                     .certificateLength = 64});
 }
 
 // The monitor is held at its first library call and never let go: its polls would come at moments of their own.
@@ -74,7 +67,7 @@ void checkLog() {
     text << file.rdbuf();
     const std::string content = text.str();
     require(content.empty() || content.back() == '\n', "a log line is cut");
-    require(isMarkInInput || content.find(kPinMark) == std::string::npos, "a PIN is in the log");
+    require(isMarkInInput || content.find(test::kPinMark) == std::string::npos, "a PIN is in the log");
     std::filesystem::remove(entry.path());
   }
 }
@@ -107,7 +100,7 @@ void require(bool condition, const char* what) {
 
 void startInput(Input input) {
   const std::string_view text(reinterpret_cast<const char*>(input.data()), input.size());
-  isMarkInInput = text.find(kPinMark) != std::string_view::npos;
+  isMarkInInput = text.find(test::kPinMark) != std::string_view::npos;
   static const bool isHeld = (holdMonitor(), true);
   static_cast<void>(isHeld);
   {
@@ -153,14 +146,7 @@ CARD_DATA acquired() {
   return record;
 }
 
-void setLog(bool isOn) {
-  test::LogLevelValue value;
-  if (isOn) {
-    value.type = test::LogLevelValue::Type::kNumber;
-    value.number = 3;
-  }
-  test::machine::setLogLevel(value);
-}
+void setLog(bool isOn) { test::machine::setDebugLog(isOn); }
 
 void release(void* buffer, std::size_t size) {
   if (buffer == nullptr) return;

@@ -6,16 +6,15 @@
 #include <string_view>
 #include <vector>
 
+#include "harness/test_token.h"
 #include "platform/card_module.h"
 #include "softtoken/softtoken_control.h"
 #include "targets.h"
 
 namespace orvane::fuzz {
 
-// The tokens, and the PINs of each.
-inline constexpr const char* kSerials[] = {"0012AA", "0012AB", "0012AC"};
-inline constexpr char kPin[] = "Tr7-user-pin-for-fuzzing";
-inline constexpr char kSoPin[] = "Ko2-officer-pin-for-fuzzing";
+// The tokens, each with the PINs of harness/test_token.h.
+inline constexpr const char* kSerials[] = {"0012AA", test::kSerial, "0012AC"};
 
 // Takes bytes off the front of an input; an exhausted one gives zeros.
 class Reader {

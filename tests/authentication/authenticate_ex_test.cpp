@@ -1,5 +1,5 @@
 // CardAuthenticateEx: PIN verification by role, with the PIN that the process already knows.
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -48,7 +48,7 @@ std::string validate(const std::string& pin) {
   return "orvane_validatePassword(\"0012AB\", \"" + pin + "\", 1, 8, null)";
 }
 
-class AuthenticateExTest : public EntryTest {
+class AuthenticateExTest : public DriverTest {
  protected:
   void prepare(CARD_DATA& record, Before before) {
     if (before == Before::kNothing) return;

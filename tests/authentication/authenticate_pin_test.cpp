@@ -1,5 +1,5 @@
 // CardAuthenticatePin: the older way to verify a PIN, without lock, card handle and roles.
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -27,7 +27,7 @@ std::string validate(const std::string& pin) {
   return "orvane_validatePassword(\"0012AB\", \"" + pin + "\", 1, 0, null)";
 }
 
-class AuthenticatePinTest : public EntryTest {
+class AuthenticatePinTest : public DriverTest {
  protected:
   void run(const PinCase& row) {
     CARD_DATA& record = openFresh();

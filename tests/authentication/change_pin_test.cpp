@@ -1,7 +1,5 @@
 // CardChangeAuthenticator and CardChangeAuthenticatorEx.
-#include <cwctype>
-
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -11,6 +9,7 @@ struct Role {
   std::optional<const wchar_t*> userId = std::nullopt;
   PIN_ID authenticating = ROLE_USER;
   PIN_ID target = ROLE_USER;
+  const char* function = "orvane_changeUserPassword";  // of the library
 };
 
 struct ChangeCase {
@@ -32,9 +31,15 @@ struct ChangeCase {
 
 constexpr DWORD kNoAttempts = 0xFFFFFFFF;
 const Role kUserById{.userId = L"user"};
-const Role kAdminById{.userId = L"admin"};
+const Role kAdminById{.userId = L"admin", .function = "orvane_changeSOPassword"};
 const Role kUserByPinId{};
-const Role kAdminByPinId{.authenticating = ROLE_ADMIN, .target = ROLE_ADMIN};
+const Role kAdminByPinId{.authenticating = ROLE_ADMIN, .target = ROLE_ADMIN, .function = "orvane_changeSOPassword"};
+
+Role adminNamed(const wchar_t* userId) {
+  Role role = kAdminById;
+  role.userId = userId;
+  return role;
+}
 
 std::string entryName(const Role& role) {
   return role.userId ? "CardChangeAuthenticator" : "CardChangeAuthenticatorEx";
@@ -58,13 +63,8 @@ Lines failed(const Role& role, const char* attempts) {
   return {"E " + entryName(role) + ": change failed, attempts=" + attempts};
 }
 
-class ChangePinTest : public EntryTest {
+class ChangePinTest : public DriverTest {
  protected:
-  static bool isAdmin(const Role& role) {
-    return role.userId ? *role.userId != nullptr && std::towlower(**role.userId) == L'a'
-                       : role.authenticating == ROLE_ADMIN;
-  }
-
   DWORD call(const CARD_DATA& table, PCARD_DATA record, const ChangeCase& row, DWORD* attempts) {
     PinBytes current(row.currentPin);
     PinBytes fresh(row.newPin);
@@ -84,7 +84,7 @@ class ChangePinTest : public EntryTest {
     authenticate(record, 3);
     CARD_DATA noContext = withoutContext(record);
     PCARD_DATA argument = !row.hasRecord ? nullptr : row.hasContext ? &record : &noContext;
-    answer(isAdmin(row.role) ? "orvane_changeSOPassword" : "orvane_changeUserPassword", row.answer);
+    answer(row.role.function, row.answer);
     DWORD attempts = kPoison32;
     const Outcome outcome = observe([&] { return call(record, argument, row, row.hasCounter ? &attempts : nullptr); });
     EXPECT_EQ(outcome,
@@ -315,7 +315,7 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
 TEST_F(ChangePinTest, ChangesTheAdministratorPin) {
   // The one PIN that the library takes with its length: a NUL is a byte of it.
   const std::string withNul("Nq\0fresh", 8);
-  for (const Role& role : {kAdminById, Role{.userId = L"Admin"}, Role{.userId = L"ADMIN"}, kAdminByPinId}) {
+  for (const Role& role : {kAdminById, adminNamed(L"Admin"), adminNamed(L"ADMIN"), kAdminByPinId}) {
     const ChangeCase cases[] = {
         {.name = "a NUL in the new PIN",
          .role = role,
@@ -366,51 +366,59 @@ TEST_F(ChangePinTest, ChangesTheAdministratorPin) {
 // From the second change on, the token is asked whether it still holds the PIN as validated.
 TEST_F(ChangePinTest, LaterChangesBumpTheFreshnessOnlyIfNeeded) {
   const std::string getInfo = "orvane_getTokenInfo(\"0012AB\", null)";
+  const auto user = [&](const Role& role) {
+    return ChangeCase{
+        .role = role, .currentPin = kNewPin, .newPin = kUserPin, .calls = {changeUser(kNewPin, kUserPin), getInfo}};
+  };
+  const auto admin = [&](const Role& role) {
+    return ChangeCase{
+        .role = role, .currentPin = kSoPin, .newPin = kNewSoPin, .calls = {changeSo(kSoPin, kNewSoPin), getInfo}};
+  };
   const struct {
     const char* name;
-    Role role;
+    ChangeCase second;
     int validatedOnToken;
     bool isCached;  // before the second change
     Lines log;
     std::uint8_t pins;
   } cases[] = {
       {"valid on both sides",
-       kUserByPinId,
+       user(kUserByPinId),
        1,
        true,
        {"D password validated (device) :: 1", "D password validated (local)  :: 1", "D valid",
         "D >>> GLOBAL CACHE BUMPED: ver=0 pins=1 cont=0 file=0"},
        1},
       {"any number is valid",
-       kUserByPinId,
+       user(kUserByPinId),
        7,
        true,
        {"D password validated (device) :: 7", "D password validated (local)  :: 1", "D valid",
         "D >>> GLOBAL CACHE BUMPED: ver=0 pins=1 cont=0 file=0"},
        1},
       {"not valid on the token",
-       kUserByPinId,
+       user(kUserByPinId),
        0,
        true,
        {"D password validated (device) :: 0", "D password validated (local)  :: 1",
         "D Not valid - bumping pin freshness", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=2 cont=0 file=0"},
        2},
       {"not valid in the process",
-       kAdminByPinId,
+       admin(kAdminByPinId),
        1,
        false,
        {"D password validated (device) :: 1", "D password validated (local)  :: 0",
         "D Not valid - bumping pin freshness", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=2 cont=0 file=0"},
        2},
       {"administrator, valid on both sides",
-       kAdminByPinId,
+       admin(kAdminByPinId),
        1,
        true,
        {"D password validated (device) :: 1", "D password validated (local)  :: 1", "D valid",
         "D >>> GLOBAL CACHE BUMPED: ver=0 pins=1 cont=0 file=0"},
        1},
       {"by user id",
-       kUserById,
+       user(kUserById),
        0,
        true,
        {"D password validated (device) :: 0", "D password validated (local)  :: 1",
@@ -423,16 +431,13 @@ TEST_F(ChangePinTest, LaterChangesBumpTheFreshnessOnlyIfNeeded) {
     changeUserPin(record, kUserPin, kNewPin);
     if (!row.isCached) dropCachedPin(record);
     ASSERT_EQ(softtoken_set_password_validated(kSerial, row.validatedOnToken), 1);
-    const ChangeCase second{.role = row.role,
-                            .currentPin = isAdmin(row.role) ? kSoPin : kNewPin,
-                            .newPin = isAdmin(row.role) ? "Zz8-fresh" : kUserPin};
-    const std::string name = entryName(row.role);
-    EXPECT_EQ(observe([&] { return call(record, &record, second, nullptr); }),
+    const std::string name = entryName(row.second.role);
+    EXPECT_EQ(observe([&] { return call(record, &record, row.second, nullptr); }),
               (Outcome{0,
                        concat({"D " + name + " :: LOG_FUNCTION_NAME = Entry", "D " + name + ": success [0012AB]",
                                "D device reconnect true [0012AB]"},
                               row.log),
-                       {isAdmin(row.role) ? changeSo(kSoPin, "Zz8-fresh") : changeUser(kNewPin, kUserPin), getInfo}}));
+                       row.second.calls}));
     EXPECT_EQ(cardCf(record), (Bytes{0, row.pins, 1, 0, 1, 0}));
   }
 }

@@ -1,7 +1,7 @@
 // CardDeauthenticate and CardDeauthenticateEx.
 #include <variant>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -31,7 +31,7 @@ constexpr char kAll[] = "D CardDeauthenticateEx: cleared all PINs [0012AB]";
 constexpr char kUser[] = "D CardDeauthenticateEx: cleared USER PIN [0012AB]";
 constexpr char kAdmin[] = "D CardDeauthenticateEx: cleared ADMIN PIN [0012AB]";
 
-class DeauthenticateTest : public EntryTest {
+class DeauthenticateTest : public DriverTest {
  protected:
   void run(const DeauthenticateCase& row) {
     SCOPED_TRACE(row.name);

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "cache/process_state.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "support/secret.h"
 
 namespace orvane::test {
@@ -11,10 +11,11 @@ namespace {
 
 constexpr char kEntry[] = "D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry";
 
-class ValidatedState : public BoundCoreTest {
+class ValidatedState : public LinkedTest {
  protected:
   void SetUp() override {
-    BoundCoreTest::SetUp();
+    LinkedTest::SetUp();
+    bind();
     processState().deviceCache.storeValidatedPassword(kSerial, SecretText());
     ASSERT_TRUE(processState().deviceCache.pinState(kSerial).isValidatedLocal);
     forget();
@@ -22,14 +23,14 @@ class ValidatedState : public BoundCoreTest {
 };
 
 TEST_F(ValidatedState, IsNotEnoughToBeSilent) {
-  EXPECT_EQ(CardAuthenticateEx(&record_, ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr, nullptr, nullptr),
+  EXPECT_EQ(CardAuthenticateEx(&bound_, ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr, nullptr, nullptr),
             static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED));
   EXPECT_EQ(takeLog(), (Lines{kEntry, "D CardAuthenticateEx: no cached PIN, silent auth not possible [0012AB]"}));
 }
 
 TEST_F(ValidatedState, IsNotEnoughToBeTrusted) {
   BYTE pin[] = {'1', '2', '3'};
-  EXPECT_EQ(CardAuthenticateEx(&record_, ROLE_USER, 0, pin, sizeof(pin), nullptr, nullptr, nullptr),
+  EXPECT_EQ(CardAuthenticateEx(&bound_, ROLE_USER, 0, pin, sizeof(pin), nullptr, nullptr, nullptr),
             static_cast<DWORD>(SCARD_E_INVALID_PARAMETER));
   EXPECT_EQ(takeLog(),
             (Lines{kEntry, "D empty password for [0012AB]", "E CardAuthenticateEx: PIN length invalid, size=3"}));

@@ -1,12 +1,12 @@
 // The freshness counters as the base provider sees them, in "cardcf".
 #include <string>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
 
-class CardCf : public EntryTest {
+class CardCf : public DriverTest {
  protected:
   void deauthenticateAll(CARD_DATA& record) {
     ASSERT_EQ(record.pfnCardDeauthenticateEx(&record, PIN_SET_ALL_ROLES, 0), 0u);
@@ -20,10 +20,10 @@ TEST_F(CardCf, WithoutARecordHasDefaults) {
 }
 
 TEST_F(CardCf, EachTokenCountsForItself) {
-  defineCard({makeKey(1, 3)}, "A1");
+  defineToken({.serial = "A1", .keys = {makeKey(1, 3)}});
   CARD_DATA& first = openContext();
   softtoken_set_connected("A1", 0);
-  defineCard({makeKey(2, 3)}, "B2");
+  defineToken({.serial = "B2", .keys = {makeKey(2, 3)}});
   CARD_DATA& second = openContext();
   deauthenticateAll(second);
   deauthenticateAll(second);
@@ -61,7 +61,7 @@ TEST_F(CardCf, PinChangeMovesThePinCounter) {
 
 // Containers and files move in 16 bits when the number of keys changes.
 TEST_F(CardCf, KeyCountMovesContainersAndFilesBeyondAByte) {
-  defineCard({});
+  defineToken({});
   setDebugLog(false);
   const OrvaneKeyPair key = makeKey(1, 3);
   for (int i = 0; i < 257; ++i) {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "cache/container_list_cache.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "cache/bump_freshness.h"
 #include "cache/process_state.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {
@@ -39,7 +39,7 @@ void PrintTo(const Counters& counters, std::ostream* stream) {
           << counters.files << (counters.hasRecord ? "" : ", no record");
 }
 
-class FreshnessTest : public CoreTest {
+class FreshnessTest : public LinkedTest {
  protected:
   // `serial` is the token whose own counters are shown.
   static Counters counters(const std::string& serial) {
@@ -66,8 +66,8 @@ TEST_F(FreshnessTest, EachFlagHasItsCounter) {
   for (std::uint32_t flags = 0; flags <= kBumpAll; ++flags) {
     for (const std::string serial : {"A1", ""}) {
       SCOPED_TRACE("flags " + std::to_string(flags) + " [" + serial + "]");
-      CoreTest::TearDown();
-      CoreTest::SetUp();
+      LinkedTest::TearDown();
+      LinkedTest::SetUp();
       bumpCacheFreshness(flags, serial);
       const unsigned version = (flags & 1) != 0 ? 1 : 0;
       const unsigned pins = (flags & 2) != 0 ? 1 : 0;
@@ -148,9 +148,9 @@ TEST_F(FreshnessTest, PinCounterStaysWhileThePinIsValid) {
   };
   for (const PinRow& row : rows) {
     SCOPED_TRACE(row.name);
-    CoreTest::TearDown();
-    CoreTest::SetUp();
-    defineToken("A1");
+    LinkedTest::TearDown();
+    LinkedTest::SetUp();
+    defineToken({.serial = "A1"});
     DeviceCache& cache = processState().deviceCache;
     bumpCacheFreshness(kBumpPins, "A1");
     EXPECT_EQ(counters("A1"), (Counters{0, 1, 0, 0, 1, 0, 0, true}));
@@ -200,7 +200,7 @@ TEST_F(FreshnessTest, ErasedRecordStartsAnew) {
 
 // The monitor may erase the record while the token is being asked: the answer makes it again.
 TEST_F(FreshnessTest, RecordErasedDuringTheQuestionComesBack) {
-  defineToken("A1");
+  defineToken({.serial = "A1"});
   bumpCacheFreshness(kBumpPins | kBumpContainers, "A1");
   softtoken_gate("orvane_getTokenInfo", 1);
   std::thread bump([] { bumpCacheFreshness(kBumpPins, "A1"); });

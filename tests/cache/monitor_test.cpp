@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cache/device_monitor.h"
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 #include "harness/machine.h"
 
 namespace orvane::test {
@@ -17,7 +17,7 @@ static_assert(DeviceMonitor::kPollPeriodMilliseconds == 1000);
 
 constexpr const char* kListFunction = "orvane_getConnectedDeviceList";
 
-class Monitor : public EntryTest {
+class Monitor : public DriverTest {
  protected:
   // What the next poll sees instead of the token library's own list.
   void queueDevices(const std::string& serials) {
@@ -64,7 +64,7 @@ TEST_F(Monitor, SeesATokenThatWasThereBefore) {
 
 // Nothing is half done: the record is as it was, no lock is held, and the next acquisition tries again.
 TEST_F(Monitor, CannotBeStarted) {
-  defineToken(kSerial, {makeKey(1, 3)});
+  defineToken({.keys = {makeKey(1, 3)}});
   CARD_DATA record = newRecord();
   const CARD_DATA before = record;
   machine::setThreadsFail(true);
@@ -188,7 +188,7 @@ TEST_F(Monitor, AsksATokenForItsPin) {
 }
 
 TEST_F(Monitor, StartsOnceAndAgainAfterUnloading) {
-  defineCard({});
+  defineToken({});
   for (int load = 0; load < 2; ++load) {
     for (const bool isFirst : {true, false, false}) {
       CARD_DATA& record = openContext();
@@ -208,9 +208,9 @@ TEST_F(Monitor, StartsOnceAndAgainAfterUnloading) {
 // Many threads acquire at the same time: besides theirs there is one thread that asks for the list.
 TEST_F(Monitor, IsOneForAllThreads) {
   constexpr std::size_t kThreads = 8;
-  defineCard({});
+  defineToken({});
   openMonitor();
-  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
@@ -238,9 +238,7 @@ TEST_F(Monitor, PollsWhileASignatureHoldsTheLibraryLock) {
   CARD_DATA& record = open();
   authenticate(record);
   Bytes hash(32, 0x11);
-  CARD_SIGNING_INFO info{};
-  info.pbData = hash.data();
-  info.cbData = static_cast<DWORD>(hash.size());
+  CARD_SIGNING_INFO info = signingOf(hash);
   DWORD status = kPoison32;
   ASSERT_EQ(softtoken_gate("orvane_signHash", 1), 1);
   std::thread signer([&] { status = record.pfnCardSignData(&record, &info); });

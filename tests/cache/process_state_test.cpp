@@ -6,12 +6,12 @@
 #include <string>
 #include <utility>
 
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {
 
-class LastEvent : public CoreTest {
+class LastEvent : public LinkedTest {
  protected:
   // One poll that finds these tokens; what the process holds as "connected" and "removed" afterwards.
   std::pair<bool, bool> poll(const std::string& serials) {
@@ -50,10 +50,11 @@ TEST_F(LastEvent, IsWhatTheMonitorSawLast) {
   }
 }
 
-class KeySlots : public BoundCoreTest {};
+class KeySlots : public LinkedTest {};
 
 // Every key takes a sixth of the room; that "available" names the used ones is what callers know.
 TEST_F(KeySlots, TakeTheirShareOfTheRoom) {
+  bind();
   const struct {
     std::uint32_t used;
     const char* number;
@@ -64,7 +65,7 @@ TEST_F(KeySlots, TakeTheirShareOfTheRoom) {
     SCOPED_TRACE(row.number);
     processState().keySlotsUsed = row.used;
     CARD_FREE_SPACE_INFO info{9, 9, 9, 9};
-    EXPECT_EQ(CardQueryFreeSpace(&record_, 0, &info), 0u);
+    EXPECT_EQ(CardQueryFreeSpace(&bound_, 0, &info), 0u);
     EXPECT_EQ(takeLog(), (Lines{"D CardQueryFreeSpace :: LOG_FUNCTION_NAME = Entry",
                                 std::string("D CardQueryFreeSpace: BytesAvailable=") + row.bytesText +
                                     " MaxContainers=6 ContainersAvailable=" + row.number}));
@@ -77,7 +78,7 @@ TEST_F(KeySlots, TakeTheirShareOfTheRoom) {
     expectInfo();
     info = {9, 9, 9, 9};
     DWORD length = 0;
-    EXPECT_EQ(CardGetProperty(&record_, CP_CARD_FREE_SPACE, reinterpret_cast<PBYTE>(&info), sizeof(info), &length, 0),
+    EXPECT_EQ(CardGetProperty(&bound_, CP_CARD_FREE_SPACE, reinterpret_cast<PBYTE>(&info), sizeof(info), &length, 0),
               0u);
     EXPECT_EQ(takeLog().back(), std::string("D CP_CARD_FREE_SPACE: key slots = ") + row.number);
     EXPECT_EQ(length, 16u);

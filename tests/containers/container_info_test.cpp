@@ -1,6 +1,6 @@
 // CardGetContainerInfo, and the public key blobs that it returns.
 #include "containers/key_blob.h"
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -21,7 +21,7 @@ std::string finished(std::size_t signature, std::size_t keyExchange) {
          ", KeyExLen=" + std::to_string(keyExchange);
 }
 
-class ContainerInfoTest : public EntryTest {
+class ContainerInfoTest : public DriverTest {
  protected:
   // What a call left in the record: the two blobs (none for a null pointer), and the record itself without them.
   struct Answer {
@@ -41,17 +41,9 @@ class ContainerInfoTest : public EntryTest {
     answer.allocations = takeAllocations();
     EXPECT_EQ(info.dwVersion, 77u);
     EXPECT_EQ(info.dwReserved, 0u);
-    answer.signature = take(info.pbSigPublicKey, info.cbSigPublicKey);
-    answer.keyExchange = take(info.pbKeyExPublicKey, info.cbKeyExPublicKey);
+    answer.signature = takeBlob(info.pbSigPublicKey, info.cbSigPublicKey);
+    answer.keyExchange = takeBlob(info.pbKeyExPublicKey, info.cbKeyExPublicKey);
     return answer;
-  }
-
-  std::optional<Bytes> take(PBYTE blob, DWORD size) {
-    if (blob == nullptr) {
-      EXPECT_EQ(size, 0u);
-      return std::nullopt;
-    }
-    return takeBuffer(blob, size);
   }
 
   void expectKeys(CARD_DATA& record, unsigned index, unsigned count, const std::optional<Bytes>& signature,

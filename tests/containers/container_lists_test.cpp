@@ -1,36 +1,30 @@
 // What is made of container lists that no acquisition makes: containers without keys, with several, with long names.
-#include <cstring>
 #include <utility>
 
 #include "cache/process_state.h"
-#include "harness/core_test.h"
+#include "containers/map_record.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {
 
-class ContainerListsTest : public BoundCoreTest {
+class ContainerListsTest : public LinkedTest {
  protected:
+  void SetUp() override {
+    LinkedTest::SetUp();
+    bind();
+  }
+
   // The contents of a file, by the linked entry point.
   Bytes read(const char* name) {
     PBYTE data = nullptr;
     DWORD size = 0;
     takeAllocations();
-    EXPECT_EQ(CardReadFile(&record_, nullptr, const_cast<LPSTR>(name), 0, &data, &size), 0u);
+    EXPECT_EQ(CardReadFile(&bound_, nullptr, const_cast<LPSTR>(name), 0, &data, &size), 0u);
     EXPECT_EQ(takeAllocations(), std::vector<std::size_t>{size});
     return takeBuffer(data, size);
   }
 };
-
-Bytes mapRecord(std::string_view guid, std::uint8_t flags, unsigned signatureBits, unsigned keyExchangeBits) {
-  Bytes bytes(86, 0);
-  for (std::size_t i = 0; i < guid.size(); ++i) bytes[2 * i] = static_cast<std::uint8_t>(guid[i]);
-  bytes[80] = flags;
-  bytes[82] = static_cast<std::uint8_t>(signatureBits & 0xFF);
-  bytes[83] = static_cast<std::uint8_t>(signatureBits >> 8);
-  bytes[84] = static_cast<std::uint8_t>(keyExchangeBits & 0xFF);
-  bytes[85] = static_cast<std::uint8_t>(keyExchangeBits >> 8);
-  return bytes;
-}
 
 TEST_F(ContainerListsTest, ContainersWithoutKeysTakeTheirPlace) {
   processState().containerListCache.replace(
@@ -80,11 +74,10 @@ TEST_F(ContainerListsTest, PropertyOfContainersWithoutKeysAndWithSeveral) {
   processState().containerListCache.replace(
       kSerial, shared({{L"first", {}}, {L"second", {makeKey(2, 2, 4096), makeKey(3, 1, 1024)}}}));
   const auto ask = [&](BYTE index) {
-    CONTAINER_INFO info;
-    std::memset(&info, 0xA5, sizeof(info));
+    auto info = poisoned<CONTAINER_INFO>();
     DWORD length = 0;
     EXPECT_EQ(
-        CardGetContainerProperty(&record_, index, L"Container Info", reinterpret_cast<PBYTE>(&info), 40, &length, 0),
+        CardGetContainerProperty(&bound_, index, L"Container Info", reinterpret_cast<PBYTE>(&info), 40, &length, 0),
         0u);
     EXPECT_EQ(length, 40u);
     EXPECT_EQ(info.dwVersion, 1u);

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "containers/key_blob.h"
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -36,7 +36,7 @@ struct Question {
   Bytes value = {};                            // the buffer's first bytes afterwards
 };
 
-class ContainerPropertyTest : public EntryTest {
+class ContainerPropertyTest : public DriverTest {
  protected:
   void run(CARD_DATA& record, const Question& row) {
     SCOPED_TRACE(row.label);
@@ -73,16 +73,8 @@ class ContainerPropertyTest : public EntryTest {
     std::memcpy(&info, buffer.data() + 1, sizeof(info));
     EXPECT_EQ(info.dwVersion, 1u);
     EXPECT_EQ(info.dwReserved, 0u);
-    EXPECT_EQ(take(info.pbSigPublicKey, info.cbSigPublicKey), signature);
-    EXPECT_EQ(take(info.pbKeyExPublicKey, info.cbKeyExPublicKey), keyExchange);
-  }
-
-  std::optional<Bytes> take(PBYTE blob, DWORD size) {
-    if (blob == nullptr) {
-      EXPECT_EQ(size, 0u);
-      return std::nullopt;
-    }
-    return takeBuffer(blob, size);
+    EXPECT_EQ(takeBlob(info.pbSigPublicKey, info.cbSigPublicKey), signature);
+    EXPECT_EQ(takeBlob(info.pbKeyExPublicKey, info.cbKeyExPublicKey), keyExchange);
   }
 };
 

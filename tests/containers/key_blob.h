@@ -2,7 +2,7 @@
 #ifndef ORVANE_TESTS_CONTAINERS_KEY_BLOB_H
 #define ORVANE_TESTS_CONTAINERS_KEY_BLOB_H
 
-#include "harness/entry_test.h"
+#include "harness/test_token.h"
 
 namespace orvane::test {
 

@@ -1,12 +1,12 @@
 // BuildRsaPublicKeyBlob.
 #include "minidriver/containers/public_key_blob.h"
 
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {
 
-class PublicKeyBlobTest : public CoreTest {};
+class PublicKeyBlobTest : public LinkedTest {};
 
 TEST_F(PublicKeyBlobTest, RefusesAModulusThatItsRecordCannotHold) {
   const CARD_DATA record = newRecord();

@@ -5,13 +5,14 @@
 #include <limits>
 #include <numeric>
 
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {
 namespace {
 
 const DWORD kInternal = code(SCARD_F_INTERNAL_ERROR);
+const DWORD kInvalid = code(SCARD_E_INVALID_PARAMETER);
 
 // Every length from 0 to `last`; on Windows, where the system under test is emulated, only the first and the last and
 // some between them.
@@ -26,7 +27,7 @@ std::vector<std::size_t> lengthsUpTo(std::size_t last) {
 #endif
 }
 
-class AcquisitionFaults : public FaultTest {
+class AcquisitionFaults : public CallTest {
  protected:
   // Acquires with the library's and the resource manager's prepared answers; a refusal leaves the record as it was, and
   // nothing else behind. The context, if any, is deleted.
@@ -92,11 +93,8 @@ TEST_F(AcquisitionFaults, OfTheLibrary) {
     SCOPED_TRACE(row.name);
     startAnew();
     const std::string output = row.output;
-    if (row.isException) {
-      queueThrow(row.function);
-    } else {
-      queueResult(row.function, row.result, kSofttokenKeep, kSofttokenKeep, Bytes(output.begin(), output.end()));
-    }
+    answer(row.function,
+           Answer{.result = row.result, .output = Bytes(output.begin(), output.end()), .isException = row.isException});
     EXPECT_EQ(acquireOnce(0), row.status);
     EXPECT_EQ(softtoken_queued(row.function), 0u) << "the function was not called";
     const Lines log = takeLog();
@@ -128,6 +126,7 @@ struct KeyRow {
   std::uint16_t mapBits;  // size in the container map, for the usages that state one
   DWORD infoStatus;
   DWORD signedLength;  // size-only answer
+  bool hasUse = true;  // for signatures and for decryption
 };
 
 TEST_F(AcquisitionFaults, WithStrangeKeys) {
@@ -141,22 +140,16 @@ TEST_F(AcquisitionFaults, WithStrangeKeys) {
       {"algorithm 99", 256, 99, 3, 2048, 0, 256},
       {"algorithm 4 for a short modulus", 128, 4, 3, 1024, 0, 512},
       {"the largest algorithm", 256, 0xFFFFFFFF, 3, 2048, 0, 256},
-      {"usage 0", 256, 2, 0, 0, 0, 256},
-      {"usage 99", 256, 2, 99, 0, 0, 256},
-      {"usage -1", 256, 2, -1, 0, 0, 256},
+      {"usage 0", 256, 2, 0, 0, 0, 256, false},
+      {"usage 99", 256, 2, 99, 0, 0, 256, false},
+      {"usage -1", 256, 2, -1, 0, 0, 256, false},
   };
   for (const KeyRow& row : rows) {
     SCOPED_TRACE(row.name);
-    startAnew();
-    ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
     OrvaneKeyPair key = makeKey(1, row.usage);
     key.modulusLength = row.modulusLength;
     key.algorithm = row.algorithm;
-    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
-    CARD_DATA record = newRecord();
-    ASSERT_EQ(acquire(record), 0u);
-    record.hScard = kFaultCardHandle;
-    const bool hasUse = row.usage == 3;
+    CARD_DATA& record = openFresh({key});
 
     char mapName[] = "cmapfile";
     PBYTE data = nullptr;
@@ -171,16 +164,13 @@ TEST_F(AcquisitionFaults, WithStrangeKeys) {
 
     CONTAINER_INFO info{};
     EXPECT_EQ(record.pfnCardGetContainerInfo(&record, 0, 0, &info), row.infoStatus);
-    EXPECT_EQ(info.pbSigPublicKey != nullptr, row.infoStatus == 0 && hasUse);
-    EXPECT_EQ(info.pbKeyExPublicKey != nullptr, row.infoStatus == 0 && hasUse);
+    EXPECT_EQ(info.pbSigPublicKey != nullptr, row.infoStatus == 0 && row.hasUse);
+    EXPECT_EQ(info.pbKeyExPublicKey != nullptr, row.infoStatus == 0 && row.hasUse);
     if (info.pbSigPublicKey != nullptr) takeBuffer(info.pbSigPublicKey, row.modulusLength + 20);
     if (info.pbKeyExPublicKey != nullptr) takeBuffer(info.pbKeyExPublicKey, row.modulusLength + 20);
 
     Bytes hash(32, 0x11);
-    CARD_SIGNING_INFO signing{};
-    signing.dwSigningFlags = CARD_BUFFER_SIZE_ONLY;
-    signing.pbData = hash.data();
-    signing.cbData = static_cast<DWORD>(hash.size());
+    CARD_SIGNING_INFO signing = signingOf(hash, CARD_BUFFER_SIZE_ONLY);
     EXPECT_EQ(record.pfnCardSignData(&record, &signing), 0u);
     EXPECT_EQ(signing.cbSignedData, row.signedLength);
     takeBuffer(signing.pbSignedData, row.signedLength);
@@ -188,8 +178,7 @@ TEST_F(AcquisitionFaults, WithStrangeKeys) {
     Bytes block(256, 0x22);
     CARD_RSA_DECRYPT_INFO decrypting = decryptionOf(block, AT_SIGNATURE);
     queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {1, 2, 3});
-    EXPECT_EQ(record.pfnCardRSADecrypt(&record, &decrypting), hasUse ? 0 : code(SCARD_E_NO_KEY_CONTAINER));
-    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+    EXPECT_EQ(record.pfnCardRSADecrypt(&record, &decrypting), row.hasUse ? 0 : code(SCARD_E_NO_KEY_CONTAINER));
   }
 }
 
@@ -200,57 +189,40 @@ TEST_F(AcquisitionFaults, WithKeysLongerThanTheirAlgorithm) {
     std::uint32_t modulusLength;
     std::uint32_t algorithm;
     std::size_t bufferSize;
+    DWORD status;
+    DWORD signedLength;
     const char* lastLine;
   };
   const Row rows[] = {
-      {"4096 bits as 2048", 512, 2, 256, "E CardSignData: invalid signature length 512"},
-      {"4096 bits of an unknown algorithm", 512, 99, 256, "E CardSignData: invalid signature length 512"},
-      {"as many bytes as a record holds", 1024, 4, 512, "E CardSignData: invalid signature length 1024"},
-      {"as long as promised", 512, 4, 512, "D CardSignData: success, signature length=512"},
-      {"shorter than promised", 128, 2, 256, "D CardSignData: success, signature length=128"},
+      {"4096 bits as 2048", 512, 2, 256, kInvalid, 0, "E CardSignData: invalid signature length 512"},
+      {"4096 bits of an unknown algorithm", 512, 99, 256, kInvalid, 0, "E CardSignData: invalid signature length 512"},
+      {"as many bytes as a record holds", 1024, 4, 512, kInvalid, 0, "E CardSignData: invalid signature length 1024"},
+      {"as long as promised", 512, 4, 512, 0, 512, "D CardSignData: success, signature length=512"},
+      {"shorter than promised", 128, 2, 256, 0, 128, "D CardSignData: success, signature length=128"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    startAnew();
-    ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
     OrvaneKeyPair key = makeKey(1, 1);
     key.modulusLength = row.modulusLength;
     key.algorithm = row.algorithm;
-    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
-    CARD_DATA record = newRecord();
-    ASSERT_EQ(acquire(record), 0u);
-    std::string pin = kFaultPin;
-    ASSERT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, reinterpret_cast<PBYTE>(pin.data()),
-                                           static_cast<DWORD>(pin.size()), nullptr, nullptr, nullptr),
-              0u);
-    forget();
+    CARD_DATA& record = openFresh({key});
+    authenticate(record);
     Bytes hash(32, 0x11);
-    CARD_SIGNING_INFO info{};
-    info.pbData = hash.data();
-    info.cbData = static_cast<DWORD>(hash.size());
-    const bool fits = row.modulusLength <= row.bufferSize;
-    EXPECT_EQ(record.pfnCardSignData(&record, &info), fits ? 0 : code(SCARD_E_INVALID_PARAMETER));
+    CARD_SIGNING_INFO info = signingOf(hash);
+    EXPECT_EQ(record.pfnCardSignData(&record, &info), row.status);
     EXPECT_EQ(takeLog().back(), row.lastLine);
-    EXPECT_EQ(info.cbSignedData, fits ? row.modulusLength : 0);
+    EXPECT_EQ(info.cbSignedData, row.signedLength);
     Bytes expected(row.bufferSize);
-    for (std::size_t i = 0; fits && i < row.modulusLength; ++i) {
-      expected[i] = static_cast<std::uint8_t>(row.modulusLength - i);
-    }
+    for (std::size_t i = 0; i < row.signedLength; ++i) expected[i] = static_cast<std::uint8_t>(row.signedLength - i);
     // Nothing was written beyond the buffer's end, either: its margin is looked at when it is freed.
     EXPECT_EQ(takeBuffer(info.pbSignedData, row.bufferSize), expected);
-    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
   }
 }
 
 TEST_F(AcquisitionFaults, WithThreeHundredKeys) {
-  startAnew();
-  ASSERT_EQ(softtoken_clear_keys(kFaultSerial), 1);
-  for (unsigned i = 0; i < 300; ++i) {
-    const OrvaneKeyPair key = makeKey(static_cast<std::uint8_t>(i), 3);
-    ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
-  }
-  CARD_DATA record = newRecord();
-  ASSERT_EQ(acquire(record), 0u);
+  std::vector<OrvaneKeyPair> keys;
+  for (unsigned i = 0; i < 300; ++i) keys.push_back(makeKey(static_cast<std::uint8_t>(i), 3));
+  CARD_DATA& record = open(keys);
   char directory[] = "mscp";
   LPSTR names = nullptr;
   DWORD size = 0;
@@ -270,7 +242,6 @@ TEST_F(AcquisitionFaults, WithThreeHundredKeys) {
   EXPECT_EQ(record.pfnCardGetContainerInfo(&record, 255, 0, &info), 0u);
   takeBuffer(info.pbSigPublicKey, 276);
   takeBuffer(info.pbKeyExPublicKey, 276);
-  EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
 }
 
 TEST_F(AcquisitionFaults, OfTheResourceManager) {
@@ -279,14 +250,14 @@ TEST_F(AcquisitionFaults, OfTheResourceManager) {
     SCOPED_TRACE(result);
     startAnew();
     resourceManager.statusResult = result;
-    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    EXPECT_EQ(acquireOnce(kCardHandle), 0u);
     Bytes digits(4);
     for (std::size_t i = 0; i < 4; ++i) digits[i] = static_cast<std::uint8_t>(code(result) >> (24 - 8 * i));
     const Lines log = takeLog();
     const std::string line =
         "E SCardStatusA failed: 0x" + hexText<std::string>(digits.data(), 4) + ", defaulting to index 0";
     EXPECT_EQ(std::count(log.begin(), log.end(), line), 1);
-    EXPECT_EQ(resolvedSerial(log), kFaultSerial);
+    EXPECT_EQ(resolvedSerial(log), kSerial);
     EXPECT_EQ(takeTransmissions(), Lines{});
 
     for (const char* const reader : {"OrvaneDSC 0", "Reader 0"}) {
@@ -294,8 +265,8 @@ TEST_F(AcquisitionFaults, OfTheResourceManager) {
       resourceManager.readerName = reader;
       resourceManager.transmitResult = result;
       resourceManager.reply = {'X', 'Y', 'Z', 0x90, 0x00};
-      EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
-      EXPECT_EQ(resolvedSerial(takeLog()), kFaultSerial);
+      EXPECT_EQ(acquireOnce(kCardHandle), 0u);
+      EXPECT_EQ(resolvedSerial(takeLog()), kSerial);
       EXPECT_EQ(takeTransmissions().size(), 1u);
     }
   }
@@ -309,14 +280,14 @@ TEST_F(AcquisitionFaults, WithReaderNamesOfEveryLength) {
     resourceManager.transmitResult = SCARD_E_INVALID_HANDLE;
     // No blank: the first token is taken.
     resourceManager.readerName = std::string(length, 'r');
-    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    EXPECT_EQ(acquireOnce(kCardHandle), 0u);
     Lines log = takeLog();
-    EXPECT_EQ(resolvedSerial(log), kFaultSerial);
+    EXPECT_EQ(resolvedSerial(log), kSerial);
     EXPECT_EQ(std::count(log.begin(), log.end(), "D Reader name for hScard: " + resourceManager.readerName), 1);
     if (length < 5) continue;
     // The third piece is the serial, however long.
     resourceManager.readerName = "a b " + std::string(length - 5, 's') + "7";
-    EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+    EXPECT_EQ(acquireOnce(kCardHandle), 0u);
     log = takeLog();
     EXPECT_EQ(resolvedSerial(log), std::string(length - 5, 's') + "7");
   }
@@ -331,15 +302,15 @@ struct NameRow {
 
 TEST_F(AcquisitionFaults, WithStrangeReaderNames) {
   const NameRow rows[] = {
-      {" ", 0, kFaultSerial},
-      {"  ", 0, kFaultSerial},
-      {"                ", 0, kFaultSerial},
-      {"a 2147483647", 0, kFaultSerial},
+      {" ", 0, kSerial},
+      {"  ", 0, kSerial},
+      {"                ", 0, kSerial},
+      {"a 2147483647", 0, kSerial},
       {"a 2147483648", kInternal, "(none)"},
-      {"a 00000000000000000000000000000000", 0, kFaultSerial},
+      {"a 00000000000000000000000000000000", 0, kSerial},
       {"a 99999999999999999999999999999999", kInternal, "(none)"},
-      {"a -1", 0, kFaultSerial},
-      {"a b c", 0, kFaultSerial},
+      {"a -1", 0, kSerial},
+      {"a b c", 0, kSerial},
       {"a  7", 0, "7"},
       {"\x01\xFF\x80 \xFE 9\xFF", 0, "9\xFF"},
   };
@@ -348,7 +319,7 @@ TEST_F(AcquisitionFaults, WithStrangeReaderNames) {
     startAnew();
     resourceManager.readerName = row.name;
     resourceManager.transmitResult = SCARD_E_INVALID_HANDLE;
-    EXPECT_EQ(acquireOnce(kFaultCardHandle), row.status);
+    EXPECT_EQ(acquireOnce(kCardHandle), row.status);
     EXPECT_EQ(resolvedSerial(takeLog()), row.serial);
     expectUsable();
   }
@@ -373,9 +344,9 @@ TEST_F(AcquisitionFaults, WithRepliesOfEveryLength) {
       resourceManager.reply = Bytes(length, 'S');
       if (length >= 1) resourceManager.reply[length - 1] = row.status[1];
       if (length >= 2) resourceManager.reply[length - 2] = row.status[0];
-      EXPECT_EQ(acquireOnce(kFaultCardHandle), 0u);
+      EXPECT_EQ(acquireOnce(kCardHandle), 0u);
       const bool counts = row.shortest != 0 && length >= row.shortest;
-      EXPECT_EQ(resolvedSerial(takeLog()), counts ? std::string(length - 2, 'S') : kFaultSerial);
+      EXPECT_EQ(resolvedSerial(takeLog()), counts ? std::string(length - 2, 'S') : kSerial);
     }
   }
   expectUsable();

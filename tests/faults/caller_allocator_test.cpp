@@ -1,10 +1,10 @@
 // The caller's allocator fails at the first, the second, ... request of every call.
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 
 namespace orvane::test {
 namespace {
 
-class CallerAllocator : public FaultTest {};
+class CallerAllocator : public CallTest {};
 
 // What a call leaves in the caller's memory although an allocation failed.
 struct Remainder {
@@ -49,7 +49,7 @@ TEST_F(CallerAllocator, FailsAtEveryRequest) {
 TEST_F(CallerAllocator, IsMissing) {
   for (const EntryCall& call : allCalls()) {
     SCOPED_TRACE(call.name);
-    CARD_DATA& record = open(call.before);
+    CARD_DATA& record = openFor(call.before);
     record.pfnCspAlloc = nullptr;
     {
       CallOutputs outputs;

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "cache/process_state.h"
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 #include "log/log_file.h"
 
 namespace orvane::test {
@@ -18,40 +18,22 @@ LPVOID WINAPI allocate(SIZE_T size) {
   return CallerMemory::allocate(size);
 }
 
-// What the process does about a lack of memory, found out for the whole of a call.
-struct Outcome {
+// What the process does about a lack of memory, counted over all failures of one call.
+struct Answers {
   unsigned refusals = 0;
   unsigned lostLines = 0;  // calls that succeeded all the same
 };
 
-class FailingNew : public FaultTest {
+class FailingNew : public CallTest {
  protected:
-  static void expectRefusalOrResult(DWORD status, DWORD result, bool isUntouched, Outcome& outcome) {
+  static void expectRefusalOrResult(DWORD status, DWORD result, bool isUntouched, Answers& answers) {
     if (status == code(SCARD_E_NO_MEMORY)) {
-      ++outcome.refusals;
+      ++answers.refusals;
       EXPECT_TRUE(isUntouched);
     } else {
-      ++outcome.lostLines;
+      ++answers.lostLines;
       EXPECT_EQ(status, result);
     }
-  }
-
-  // The PIN that a signature would use now.
-  std::string cachedPin(CARD_DATA& record) {
-    forget();
-    queueResult("orvane_signHash", 1);
-    Bytes hash(32, 0x11);
-    CARD_SIGNING_INFO info{};
-    info.pbData = hash.data();
-    info.cbData = static_cast<DWORD>(hash.size());
-    EXPECT_EQ(record.pfnCardSignData(&record, &info), code(SCARD_E_INVALID_PARAMETER));
-    if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
-    for (const std::string& call : takeCalls()) {
-      if (!call.starts_with("orvane_signHash(")) continue;
-      const std::size_t begin = call.find(", ", call.find(", ") + 2) + 3;
-      return call.substr(begin, call.find('"', begin) - begin);
-    }
-    return "?";
   }
 };
 
@@ -70,12 +52,12 @@ bool logsEverything(const std::string& call) {
 TEST_F(FailingNew, AtEveryAllocationOfEveryCall) {
   for (const EntryCall& call : allCalls()) {
     SCOPED_TRACE(call.name);
-    Outcome outcome;
+    Answers answers;
     bool hasFailed = true;
     unsigned successes = 0;
     for (; hasFailed && successes < kMostAllocations; ++successes) {
       SCOPED_TRACE(successes);
-      CARD_DATA& record = open(call.before);
+      CARD_DATA& record = openFor(call.before);
       setDebugLog(logsEverything(call.name));
       record.pfnCspAlloc = allocate;
       {
@@ -85,14 +67,14 @@ TEST_F(FailingNew, AtEveryAllocationOfEveryCall) {
         failNewAfter(successes);
         const DWORD status = prepared();
         hasFailed = letNewSucceed();
-        expectRefusalOrResult(status, call.status, outputs.isUntouched() || fillsStepByStep(call.name), outcome);
+        expectRefusalOrResult(status, call.status, outputs.isUntouched() || fillsStepByStep(call.name), answers);
       }
       expectUsable();
     }
     EXPECT_LT(successes, kMostAllocations);
-    if (logsEverything(call.name)) EXPECT_GT(outcome.lostLines, 1u);
+    if (logsEverything(call.name)) EXPECT_GT(answers.lostLines, 1u);
     // An end of a context is never refused.
-    if (call.name == "CardDeleteContext") EXPECT_EQ(outcome.refusals, 0u);
+    if (call.name == "CardDeleteContext") EXPECT_EQ(answers.refusals, 0u);
   }
 }
 
@@ -101,16 +83,17 @@ TEST_F(FailingNew, AtEveryAllocationOfAnAcquisition) {
     const char* name;
     SCARDHANDLE cardHandle;
     const char* readerName;
+    bool isLogged;
   };
   const Row rows[] = {
-      {"without a card handle", 0, ""},
-      {"the serial is in the reader's name", kFaultCardHandle, "Reader of 0012AB"},
-      {"the serial is asked for", kFaultCardHandle, "OrvaneDSC 0"},
-      {"the first token is taken", kFaultCardHandle, "Reader 7"},
+      {"without a card handle", 0, "", true},
+      {"the serial is in the reader's name", kCardHandle, "Reader of 0012AB", false},
+      {"the serial is asked for", kCardHandle, "OrvaneDSC 0", false},
+      {"the first token is taken", kCardHandle, "Reader 7", false},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    Outcome outcome;
+    Answers answers;
     bool hasFailed = true;
     unsigned successes = 0;
     for (; hasFailed && successes < kMostAllocations; ++successes) {
@@ -123,25 +106,25 @@ TEST_F(FailingNew, AtEveryAllocationOfAnAcquisition) {
       record.cbAtr = 18;
       EXPECT_EQ(acquire(record), code(SCARD_E_UNKNOWN_CARD));
       record.cbAtr = 19;
-      setDebugLog(row.cardHandle == 0);
+      setDebugLog(row.isLogged);
       const CARD_DATA before = record;
-      const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+      const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
       failNewAfter(successes);
       const DWORD status = cardAcquireContext(&record, 0);
       hasFailed = letNewSucceed();
       if (status == 0) {
-        ++outcome.lostLines;
+        ++answers.lostLines;
         EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
       } else {
-        ++outcome.refusals;
+        ++answers.refusals;
         EXPECT_TRUE(status == code(SCARD_E_NO_MEMORY) || status == code(ERROR_OUTOFMEMORY)) << status;
         EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0) << "the record was changed";
       }
       expectUsable();
     }
     EXPECT_LT(successes, kMostAllocations);
-    EXPECT_GT(outcome.lostLines, 0u);
-    EXPECT_GT(outcome.refusals, 1u);
+    EXPECT_GT(answers.lostLines, 0u);
+    EXPECT_GT(answers.refusals, 1u);
   }
 }
 
@@ -151,9 +134,9 @@ TEST_F(FailingNew, AtTheContextOfAnAcquisition) {
   startAnew();
   setDebugLog(false);
   CARD_DATA record = newRecord();
-  record.hScard = kFaultCardHandle;
+  record.hScard = kCardHandle;
   const CARD_DATA before = record;
-  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
   failNewOnceAfter(0);
   const DWORD status = cardAcquireContext(&record, 0);
   EXPECT_TRUE(letNewSucceed());
@@ -180,7 +163,7 @@ TEST_F(FailingNew, AtTheFoldersOfTheLog) {
 // looked for. The first memory that is given back after it was stored is that of the older lists.
 TEST_F(FailingNew, NotButTheListIsGoneAtOnce) {
   const EntryCall call = callNamed("CardReadFile cmapfile list forgotten");
-  CARD_DATA& record = open(call.before);
+  CARD_DATA& record = openFor(call.before);
   CallOutputs outputs;
   const std::function<DWORD()> prepared = call.prepare(record, outputs);
   outputs.startCall();
@@ -188,7 +171,7 @@ TEST_F(FailingNew, NotButTheListIsGoneAtOnce) {
   {
     const WhenMemoryIsGivenBack eraseList([] {
       ContainerListCache& lists = processState().containerListCache;
-      if (lists.find("0034CD") != nullptr) lists.erase("0034CD");
+      if (lists.find(kOtherSerial) != nullptr) lists.erase(kOtherSerial);
     });
     status = prepared();
   }
@@ -207,7 +190,7 @@ TEST_F(FailingNew, AfterAPinChangeLeavesNoOldPin) {
     bool hasFailed = true;
     for (unsigned successes = 0; hasFailed && successes < kMostAllocations; ++successes) {
       SCOPED_TRACE(successes);
-      CARD_DATA& record = open(call.before);
+      CARD_DATA& record = openFor(call.before);
       setDebugLog(false);
       CallOutputs outputs;
       const std::function<DWORD()> prepared = call.prepare(record, outputs);
@@ -217,7 +200,7 @@ TEST_F(FailingNew, AfterAPinChangeLeavesNoOldPin) {
       hasFailed = letNewSucceed();
       bool wasChanged = false;
       for (const std::string& made : takeCalls()) wasChanged |= made.starts_with("orvane_changeUserPassword(");
-      EXPECT_EQ(cachedPin(record), wasChanged ? kFaultNewPin : kFaultPin);
+      EXPECT_EQ(cachedPin(record), wasChanged ? kNewPin : kUserPin);
     }
   }
 }

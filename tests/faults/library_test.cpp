@@ -2,22 +2,12 @@
 #include <limits>
 #include <ostream>
 
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 
 namespace orvane::test {
 namespace {
 
-constexpr int kKeep = kSofttokenKeep;
-
-// What one library call does instead of its work.
-struct Reaction {
-  bool isException = false;
-  long long result = 0;
-  int attempts = kKeep;
-  int length = kKeep;
-  Bytes output = {};
-};
-Reaction exception() { return {.isException = true}; }
+Answer exception() { return {.isException = true}; }
 
 enum class Memory { kUntouched, kWritten };
 
@@ -25,7 +15,7 @@ struct LibraryFault {
   const char* name;
   const char* call;  // of allCalls
   const char* function;
-  Reaction reaction;
+  Answer answer;
   DWORD status;
   Memory memory;
   const char* lastLine;
@@ -381,21 +371,13 @@ const LibraryFault kFileFaults[] = {
      "D CMAP: no containers for 0034CD, returning empty cmapfile"},
 };
 
-class LibraryFaults : public FaultTest {
+class LibraryFaults : public CallTest {
  protected:
-  void queue(const char* function, const Reaction& reaction) {
-    if (reaction.isException) {
-      queueThrow(function);
-    } else {
-      queueResult(function, reaction.result, reaction.attempts, reaction.length, reaction.output);
-    }
-  }
-
   void check(const LibraryFault& fault) {
     SCOPED_TRACE(std::string(fault.call) + ", " + fault.function + ": " + fault.name);
     const EntryCall call = callNamed(fault.call);
     const Result result = run(
-        call, [&] { queue(fault.function, fault.reaction); }, [] {});
+        call, [&] { answer(fault.function, fault.answer); }, [] {});
     EXPECT_EQ(result.status, fault.status);
     EXPECT_EQ(result.isUntouched, fault.memory == Memory::kUntouched);
     EXPECT_EQ(softtoken_queued(fault.function), 0u) << "the function was not called";

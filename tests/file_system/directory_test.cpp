@@ -1,5 +1,5 @@
 // CardEnumFiles and CardGetFileInfo: the card's two directories.
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -17,7 +17,7 @@ Bytes multiString(const std::vector<std::string>& names) {
   return bytes;
 }
 
-class DirectoryTest : public EntryTest {
+class DirectoryTest : public DriverTest {
  protected:
   struct EnumCase {
     const char* label = "";

@@ -1,5 +1,5 @@
 // CardReadFile: the certificate files, for which the token is opened anew.
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -7,6 +7,7 @@ namespace {
 struct CertificateCase {
   const char* name = "";
   const char* file = "";
+  SCARDHANDLE cardHandle = kCardHandle;
   DWORD status = 0;
   Lines log = {};  // after the line with the file's name
   Lines calls = {};
@@ -14,6 +15,7 @@ struct CertificateCase {
   std::vector<std::size_t> allocations = {};
 };
 
+const OrvaneKeyPair kFirst = makeKey(1, 1);
 const Lines kReopened = withHandle("orvane_initDevice(\"0012AB\", true, null)");
 
 std::string find(std::uint8_t id) { return "orvane_findCertificateForKey(\"0012AB\", " + idOf(id) + ", null)"; }
@@ -28,24 +30,21 @@ Bytes contentsOf(std::uint8_t first, std::uint32_t length) {
   return Bytes(certificate.certData, certificate.certData + length);
 }
 
-class ReadCertificateTest : public EntryTest {
+class ReadCertificateTest : public DriverTest {
  protected:
   // A token with two keys that have certificates, and one without.
   CARD_DATA& openCertificates() {
-    CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2), makeKey(3, 3)});
-    setCertificate(1, makeCertificate(0x30, 700));
-    setCertificate(2, makeCertificate(0x40, 3072));
+    CARD_DATA& record = open({kFirst, makeKey(2, 2), makeKey(3, 3)});
+    setCertificate(kSerial, kFirst, makeCertificate(0x30, 700));
+    setCertificate(kSerial, makeKey(2, 2), makeCertificate(0x40, 3072));
     return record;
-  }
-
-  void setCertificate(std::uint8_t id, const OrvaneCertificate& certificate) {
-    ASSERT_EQ(softtoken_set_certificate(kSerial, makeKey(id, 1).credentialId, &certificate), 1);
   }
 
   void run(CARD_DATA& record, const CertificateCase& row) {
     BYTE untouched = kPoison;
     PBYTE data = &untouched;
     DWORD size = kPoison32;
+    record.hScard = row.cardHandle;
     takeAllocations();
     const Outcome outcome =
         observe([&] { return record.pfnCardReadFile(&record, nullptr, const_cast<LPSTR>(row.file), 0, &data, &size); });
@@ -135,22 +134,22 @@ TEST_F(ReadCertificateTest, OpensTheDeviceFirst) {
                    .calls = kReopened});
     }
   }
-  record.hScard = 0;
   CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  row.cardHandle = 0;
   row.calls = concat(withoutHandle("orvane_initDevice(\"0012AB\", true, null)"), {find(1)});
   run(record, row);
 }
 
 TEST_F(ReadCertificateTest, LengthOfTheCertificate) {
   CARD_DATA& record = openCertificates();
-  setCertificate(1, makeCertificate(1, 0));
+  setCertificate(kSerial, kFirst, makeCertificate(1, 0));
   run(record, success("ksc0", 1, Bytes()));
-  setCertificate(1, makeCertificate(1, 1));
+  setCertificate(kSerial, kFirst, makeCertificate(1, 1));
   run(record, success("kxc0", 1, contentsOf(1, 1)));
   // A record that states more than it holds.
   OrvaneCertificate tooLong = makeCertificate(1, 3072);
   tooLong.certLength = 3073;
-  setCertificate(1, tooLong);
+  setCertificate(kSerial, kFirst, tooLong);
   run(record, {.file = "ksc0",
                .status = code(SCARD_E_NO_KEY_CONTAINER),
                .log = {opening("ksc0"), "E CardReadFile: no matching key exchange cert found"},
@@ -180,12 +179,12 @@ TEST_F(ReadCertificateTest, NoMemory) {
 // An allocator may answer a request for 0 bytes with null: an empty certificate is a result all the same.
 TEST_F(ReadCertificateTest, EmptyCertificateWithoutMemory) {
   CARD_DATA& record = openCertificates();
-  setCertificate(1, makeCertificate(1, 0));
+  setCertificate(kSerial, kFirst, makeCertificate(1, 0));
   char file[] = "ksc0";
   char directory[] = "mscp";
   int poison = 0;
   auto* data = reinterpret_cast<PBYTE>(&poison);
-  DWORD size = 0xA5A5A5A5;
+  DWORD size = kPoison32;
   failAllocationsAfter(0);
   const Outcome outcome = observe([&] { return record.pfnCardReadFile(&record, directory, file, 0, &data, &size); });
   failAllocationsAfter(std::nullopt);
@@ -198,8 +197,8 @@ TEST_F(ReadCertificateTest, EmptyCertificateWithoutMemory) {
 
 TEST_F(ReadCertificateTest, ReadsTheCardHandleAtEachCall) {
   CARD_DATA& record = openCertificates();
-  record.hScard = 0xBEEF;
   CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  row.cardHandle = 0xBEEF;
   row.calls = {"orvane_setExternalSmartcardHandle(0xBEEF)", "orvane_initDevice(\"0012AB\", true, null) [card 0xBEEF]",
                "orvane_clearExternalSmartcardHandle() [card 0xBEEF]", find(1)};
   run(record, row);

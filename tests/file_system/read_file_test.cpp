@@ -1,5 +1,6 @@
 // CardReadFile: the files that are made without the token's certificates.
-#include "harness/entry_test.h"
+#include "containers/map_record.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -12,25 +13,13 @@ Lines started(const std::string& name, const Lines& log) {
 
 Bytes textBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
-// One record of the container map.
-Bytes mapRecord(const std::string& guid, unsigned flags, unsigned signatureBits, unsigned keyExchangeBits) {
-  Bytes bytes(80, 0);
-  for (std::size_t i = 0; i < guid.size(); ++i) bytes[2 * i] = static_cast<std::uint8_t>(guid[i]);
-  bytes.insert(bytes.end(), {static_cast<std::uint8_t>(flags), 0});
-  for (const unsigned bits : {signatureBits, keyExchangeBits}) {
-    bytes.push_back(static_cast<std::uint8_t>(bits & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(bits >> 8));
-  }
-  return bytes;
-}
-
 Bytes joined(const std::vector<Bytes>& parts) {
   Bytes bytes;
   for (const Bytes& part : parts) bytes.insert(bytes.end(), part.begin(), part.end());
   return bytes;
 }
 
-class ReadFileTest : public EntryTest {
+class ReadFileTest : public DriverTest {
  protected:
   struct Read {
     Outcome outcome;
@@ -194,17 +183,17 @@ TEST_F(ReadFileTest, ContainerMapDescribesTheFirstKeys) {
   CARD_DATA& record = open({makeKey(1, 1, 1024), makeKey(2, 2, 2048), makeKey(3, 3, 3072), makeKey(4, 0, 4096),
                             makeKey(5, 4, 4096), wrapped});
   const Bytes contents =
-      joined({mapRecord(guidOf(1), 3, 1024, 0), mapRecord(guidOf(2), 1, 0, 2048), mapRecord(guidOf(3), 1, 3072, 3072),
-              mapRecord(guidOf(4), 1, 0, 0), mapRecord(guidOf(5), 1, 0, 0), mapRecord(guidOf(6), 1, 8, 8)});
+      joined({mapRecord(idOf(1), 3, 1024, 0), mapRecord(idOf(2), 1, 0, 2048), mapRecord(idOf(3), 1, 3072, 3072),
+              mapRecord(idOf(4), 1, 0, 0), mapRecord(idOf(5), 1, 0, 0), mapRecord(idOf(6), 1, 8, 8)});
   expectRead(record, "cmapfile",
              {0,
               started("cmapfile", {"D === CardReadFile cmapfile: serial=[0012AB]", "D CMAP: container[0] sig=1024",
-                                   "D CMAP Output: [0] GUID=" + guidOf(1), "D CMAP: container[1] kx=2048",
-                                   "D CMAP Output: [1] GUID=" + guidOf(2), "D CMAP: container[2] sig=3072",
-                                   "D CMAP: container[2] kx=3072", "D CMAP Output: [2] GUID=" + guidOf(3),
-                                   "D CMAP Output: [3] GUID=" + guidOf(4), "D CMAP Output: [4] GUID=" + guidOf(5),
+                                   "D CMAP Output: [0] GUID=" + idOf(1), "D CMAP: container[1] kx=2048",
+                                   "D CMAP Output: [1] GUID=" + idOf(2), "D CMAP: container[2] sig=3072",
+                                   "D CMAP: container[2] kx=3072", "D CMAP Output: [2] GUID=" + idOf(3),
+                                   "D CMAP Output: [3] GUID=" + idOf(4), "D CMAP Output: [4] GUID=" + idOf(5),
                                    "D CMAP: container[5] sig=8", "D CMAP: container[5] kx=8",
-                                   "D CMAP Output: [5] GUID=" + guidOf(6), "D CMAP: Returned 6 containers"}),
+                                   "D CMAP Output: [5] GUID=" + idOf(6), "D CMAP: Returned 6 containers"}),
               {}},
              contents, {6 * 86});
 }
@@ -239,11 +228,11 @@ TEST_F(ReadFileTest, ContainerMapOfATokenWithoutKeys) {
 TEST_F(ReadFileTest, ContainerMapIsReadAnewWhenTheListIsGone) {
   CARD_DATA& record = open({makeKey(1, 3)});
   // A token that no context was ever acquired for.
-  defineCard({makeKey(7, 2, 4096), makeKey(8, 1, 2048)}, "0034CD");
-  setSerial(record, "0034CD");
-  const Bytes contents = joined({mapRecord(guidOf(7), 3, 0, 4096), mapRecord(guidOf(8), 1, 2048, 0)});
-  const Lines output = {"D CMAP: container[0] kx=4096", "D CMAP Output: [0] GUID=" + guidOf(7),
-                        "D CMAP: container[1] sig=2048", "D CMAP Output: [1] GUID=" + guidOf(8),
+  defineToken({.serial = kOtherSerial, .keys = {makeKey(7, 2, 4096), makeKey(8, 1, 2048)}});
+  setSerial(record, kOtherSerial);
+  const Bytes contents = joined({mapRecord(idOf(7), 3, 0, 4096), mapRecord(idOf(8), 1, 2048, 0)});
+  const Lines output = {"D CMAP: container[0] kx=4096", "D CMAP Output: [0] GUID=" + idOf(7),
+                        "D CMAP: container[1] sig=2048", "D CMAP Output: [1] GUID=" + idOf(8),
                         "D CMAP: Returned 2 containers"};
   const Lines begin = {"D === CardReadFile cmapfile: serial=[0034CD]"};
   expectRead(

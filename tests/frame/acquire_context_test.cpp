@@ -5,7 +5,7 @@
 #include <string>
 
 #include "harness/driver_test.h"
-#include "minidriver/frame/provider_context.h"
+#include "harness/plain_record.h"
 #include "tokenlib/token_client.h"
 
 namespace orvane::test {
@@ -20,26 +20,18 @@ std::vector<std::uint64_t> membersOf(const CARD_DATA& record) {
   return members;
 }
 
-class AcquireContext : public DriverTest {
- protected:
-  static const ProviderContext& contextOf(const CARD_DATA& record) {
-    return *static_cast<const ProviderContext*>(record.pvVendorSpecific);
-  }
-};
-
-const BYTE kRightAtr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-                          0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
+class AcquireContext : public DriverTest {};
 
 // The right ATR with one byte changed.
 Bytes atrWith(std::size_t position, BYTE value) {
-  Bytes atr(std::begin(kRightAtr), std::end(kRightAtr));
+  Bytes atr(std::begin(kAtr), std::end(kAtr));
   atr[position] = value;
   return atr;
 }
 
 // The right ATR, cut or filled up with 0x77 to this size.
 Bytes atrOfSize(std::size_t size) {
-  Bytes atr(std::begin(kRightAtr), std::end(kRightAtr));
+  Bytes atr(std::begin(kAtr), std::end(kAtr));
   atr.resize(size, 0x77);
   return atr;
 }
@@ -115,7 +107,7 @@ const Refusal kRefusals[] = {
 };
 
 TEST_F(AcquireContext, RefusesInThisOrderBeforeAnythingIsTouched) {
-  defineToken("A1", {makeKey(0x11, 1)});
+  defineToken({.serial = "A1", .keys = {makeKey(0x11, 1)}});
   for (const Refusal& row : kRefusals) {
     SCOPED_TRACE(row.name);
     CARD_DATA record = newRecord();
@@ -128,9 +120,9 @@ TEST_F(AcquireContext, RefusesInThisOrderBeforeAnythingIsTouched) {
     if (!row.hasCardName) record.pwszCardName = nullptr;
     const auto before = membersOf(record);
     EXPECT_EQ(acquire(record, row.flags), row.status);
-    Lines log = {"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=" + std::to_string(row.flags)};
-    log.insert(log.end(), row.errors.begin(), row.errors.end());
-    EXPECT_EQ(takeLog(), log);
+    EXPECT_EQ(takeLog(),
+              concat({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=" + std::to_string(row.flags)},
+                     row.errors));
     EXPECT_EQ(membersOf(record), before);
     EXPECT_EQ(takeCalls(), Lines{});
     EXPECT_EQ(takeTransmissions(), Lines{});
@@ -140,7 +132,7 @@ TEST_F(AcquireContext, RefusesInThisOrderBeforeAnythingIsTouched) {
 }
 
 TEST_F(AcquireContext, RefusesANullRecord) {
-  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
   EXPECT_EQ(cardAcquireContext(nullptr, 1), 87u);
   EXPECT_EQ(takeLog(), (Lines{"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=1",
                               "E CardAcquireContext: pCardData is NULL"}));
@@ -148,7 +140,7 @@ TEST_F(AcquireContext, RefusesANullRecord) {
 }
 
 TEST_F(AcquireContext, BindsTheOnlyToken) {
-  defineToken("A1", {makeKey(0x11, 1), makeKey(0xA2, 2, 4096), makeKey(0x33, -1)});
+  defineToken({.serial = "A1", .keys = {makeKey(0x11, 1), makeKey(0xA2, 2, 4096), makeKey(0x33, -1)}});
   CARD_DATA record = newRecord();
   EXPECT_EQ(acquire(record), 0u);
   EXPECT_EQ(takeLog(), (Lines{
@@ -184,7 +176,7 @@ TEST_F(AcquireContext, BindsTheOnlyToken) {
 
 // A handle that another user of the library left set goes before the keys are read.
 TEST_F(AcquireContext, HandsOverNoCardHandle) {
-  defineToken("A1", {makeKey(0x11, 1)});
+  defineToken({.serial = "A1", .keys = {makeKey(0x11, 1)}});
   CARD_DATA record = newRecord();
   record.hScard = 0xFEDCBA9876543210;
   resourceManager.readerName = "";
@@ -260,7 +252,7 @@ static_assert(std::size(kSlots) == 44);
 // Version, context and the 44 slots are written; everything else in the record, the slots that belong to the caller and
 // the reserved ones included, is as it was.
 TEST_F(AcquireContext, FillsTheRecord) {
-  defineToken("A1", {makeKey(0x11, 1)});
+  defineToken({.serial = "A1", .keys = {makeKey(0x11, 1)}});
   for (const DWORD version : {0u, 4u, 5u, 6u, 7u, 8u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(version);
     CARD_DATA record = newRecord();
@@ -285,10 +277,10 @@ TEST_F(AcquireContext, FillsTheRecord) {
 
 TEST_F(AcquireContext, MakesAReadyContext) {
   const OrvaneKeyPair keys[] = {makeKey(0x11, 1), makeKey(0xA2, 3, 3072)};
-  defineToken("A1", {keys[0], keys[1]});
+  defineToken({.serial = "A1", .keys = {keys[0], keys[1]}});
   CARD_DATA record = newRecord();
   ASSERT_EQ(acquire(record), 0u);
-  const ProviderContext& context = contextOf(record);
+  const ProviderContext& context = inside(record);
   EXPECT_EQ(context.libraryContext, nullptr);
   EXPECT_EQ(context.cardData, &record);
   EXPECT_EQ(context.serialNumber, "A1");
@@ -313,7 +305,7 @@ TEST_F(AcquireContext, MakesAReadyContext) {
 }
 
 TEST_F(AcquireContext, IgnoresEveryOtherFlag) {
-  defineToken("A1");
+  defineToken({.serial = "A1"});
   for (const DWORD flags : {0u, 2u, 3u, 0x40u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(flags);
     CARD_DATA record = newRecord();
@@ -323,7 +315,7 @@ TEST_F(AcquireContext, IgnoresEveryOtherFlag) {
 }
 
 TEST_F(AcquireContext, DoesNotLookAtTheLibraryInitialisationsResult) {
-  defineToken("A1");
+  defineToken({.serial = "A1"});
   queueResult("orvane_init", 99);
   CARD_DATA record = newRecord();
   EXPECT_EQ(acquire(record), 0u);
@@ -350,17 +342,17 @@ TEST_F(AcquireContext, FailsWithoutATokenButLeavesTheMonitorRunning) {
   EXPECT_EQ(membersOf(record), before);
   EXPECT_EQ(takeMonitorStarts(), 0u);
 
-  defineToken("A1");
+  defineToken({.serial = "A1"});
   EXPECT_EQ(acquire(record), 0u);
 }
 
 TEST_F(AcquireContext, TakesTheFirstOfSeveralTokens) {
-  defineToken("B2");
-  defineToken("A1");
+  defineToken({.serial = "B2"});
+  defineToken({.serial = "A1"});
   queueResult("orvane_getConnectedDeviceList", 0, kSofttokenKeep, kSofttokenKeep, {'B', '2', '\n', 'A', '1', '\n'});
   CARD_DATA record = newRecord();
   EXPECT_EQ(acquire(record), 0u);
-  EXPECT_EQ(contextOf(record).serialNumber, "B2");
+  EXPECT_EQ(inside(record).serialNumber, "B2");
 }
 
 struct LibraryFailure {
@@ -371,16 +363,11 @@ struct LibraryFailure {
 const char* const kMonitorRuns = "D Monitor thread already running, not starting again.";
 const Lines kBound = {kMonitorRuns, "D resolved serial number :: A1", "D Using serial=A1 for hScard=0"};
 
-Lines withLines(Lines first, const Lines& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 const LibraryFailure kLibraryFailures[] = {
     {"orvane_init", {}},
     {"orvane_getConnectedDeviceList", {kMonitorRuns}},
-    {"orvane_initDevice", withLines(kBound, {"D Initialising device [A1]"})},
-    {"orvane_clearExternalSmartcardHandle", withLines(kBound, {"D Initialising device [A1]"})},
+    {"orvane_initDevice", concat(kBound, {"D Initialising device [A1]"})},
+    {"orvane_clearExternalSmartcardHandle", concat(kBound, {"D Initialising device [A1]"})},
     {"orvane_getKeyPairList", kBound},
 };
 
@@ -390,7 +377,7 @@ TEST_F(AcquireContext, SurvivesExceptionsOfTheLibrary) {
   EXPECT_EQ(acquire(first), 0x8010000Cu) << "only starts the monitor";
   forget();
   takeMonitorStarts();
-  defineToken("A1", {makeKey(0x11, 1)});
+  defineToken({.serial = "A1", .keys = {makeKey(0x11, 1)}});
   for (const LibraryFailure& row : kLibraryFailures) {
     SCOPED_TRACE(row.function);
     forget();
@@ -400,10 +387,10 @@ TEST_F(AcquireContext, SurvivesExceptionsOfTheLibrary) {
     EXPECT_EQ(acquire(record), 0x80100001u);
     const std::string error =
         "E CardAcquireContext: unhandled exception: " + std::string(row.function) + ": exception in the token library";
-    EXPECT_EQ(takeLog(), withLines(withLines({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
-                                              "D Global library init (skip HID scan)"},
-                                             row.log),
-                                   {error}));
+    EXPECT_EQ(takeLog(), concat(concat({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
+                                        "D Global library init (skip HID scan)"},
+                                       row.log),
+                                {error}));
     EXPECT_EQ(membersOf(record), before);
     EXPECT_EQ(takeMonitorStarts(), 0u);
     EXPECT_EQ(softtoken_queued(row.function), 0u);

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <thread>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -13,10 +13,10 @@ const Lines kNothingToDelete = {"D CardDeleteContext :: LOG_FUNCTION_NAME = Entr
 const Lines kDeleted = {"D CardDeleteContext :: LOG_FUNCTION_NAME = Entry", "D contaier list clear :: 0",
                         "D Delete Context Success"};
 
-class DeleteContext : public EntryTest {
+class DeleteContext : public DriverTest {
  protected:
   Outcome deleteContext(CARD_DATA* record) {
-    const auto cardDeleteContext = reinterpret_cast<PFN_CARD_DELETE_CONTEXT>(exportNamed("CardDeleteContext"));
+    const PFN_CARD_DELETE_CONTEXT cardDeleteContext = deleteContextExport();
     return observe([&] { return cardDeleteContext(record); });
   }
 };
@@ -85,14 +85,12 @@ struct RunningCall {
   const char* name;
   const char* function;
   DWORD (*run)(CARD_DATA& record);
-  DWORD status = 0;
+  bool isAuthenticated;  // before it
 };
 
 DWORD signHash(CARD_DATA& record) {
-  BYTE hash[32] = {};
-  CARD_SIGNING_INFO info{};
-  info.pbData = hash;
-  info.cbData = sizeof(hash);
+  Bytes hash(32, 0);
+  CARD_SIGNING_INFO info = signingOf(hash);
   const DWORD status = record.pfnCardSignData(&record, &info);
   if (status == SCARD_S_SUCCESS) {
     // 01 02 03 ... from the token, least significant byte first for the caller.
@@ -124,27 +122,26 @@ DWORD readCertificate(CARD_DATA& record) {
   const DWORD status = record.pfnCardReadFile(&record, directory, name, 0, &data, &size);
   if (status == SCARD_S_SUCCESS) {
     EXPECT_EQ(size, 100u);
-    EXPECT_EQ(data[99], 99);
+    EXPECT_EQ(data[99], 100);
     record.pfnCspFree(data);
   }
   return status;
 }
 
 const RunningCall kRunningCalls[] = {
-    {"a signature", "orvane_signHash", signHash},
-    {"a decryption", "orvane_decrypt", decryptBlock},
-    {"a PIN validation", "orvane_validatePassword", validatePin},
-    {"a certificate", "orvane_findCertificateForKey", readCertificate},
+    {"a signature", "orvane_signHash", signHash, true},
+    {"a decryption", "orvane_decrypt", decryptBlock, true},
+    {"a PIN validation", "orvane_validatePassword", validatePin, false},
+    {"a certificate", "orvane_findCertificateForKey", readCertificate, true},
 };
 
 // The record is empty at once; the call that is under way ends as if nothing had happened, and nobody waits.
 TEST_F(DeleteContext, MayComeWhileACallIsRunning) {
   for (const RunningCall& row : kRunningCalls) {
     SCOPED_TRACE(row.name);
-    CARD_DATA& record = openFresh();
-    const OrvaneCertificate certificate = makeCertificate(0, 100);
-    softtoken_set_certificate(kSerial, makeKey(1, 3).credentialId, &certificate);
-    if (row.run != validatePin) authenticate(record);
+    startAnew({.keys = {makeKey(1, 3)}, .certificateLength = 100});
+    CARD_DATA& record = openContext();
+    if (row.isAuthenticated) authenticate(record);
     softtoken_gate(row.function, 1);
     DWORD status = kPoison32;
     std::thread call([&] { status = row.run(record); });
@@ -154,7 +151,7 @@ TEST_F(DeleteContext, MayComeWhileACallIsRunning) {
     EXPECT_EQ(deleteContext(&record), (Outcome{0, kNothingToDelete, {}}));
     softtoken_gate(row.function, 0);
     call.join();
-    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(status, 0u);
     EXPECT_EQ(record.pvVendorSpecific, nullptr);
     // The record can be used for a new context.
     record.hScard = 0;

@@ -5,13 +5,13 @@
 #include <system_error>
 
 #include "cache/process_state.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "minidriver/frame/entry.h"
 
 namespace orvane::test {
 namespace {
 
-class EntryGuard : public CoreTest {};
+class EntryGuard : public LinkedTest {};
 
 struct Row {
   const char* name;

@@ -1,7 +1,7 @@
 // Hosts of every age: whatever version of the interface the record states, it is granted version 7 in full.
 #include <cstring>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -71,7 +71,7 @@ const Lines kAcquisition = {"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry",
                             "D key usage :: 3",
                             "D CardAcquireContext completed successfully"};
 
-class HostVersion : public EntryTest {
+class HostVersion : public DriverTest {
  protected:
   HostMemory memoryOf(const Host& host) {
     HostMemory memory;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <thread>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -73,7 +73,7 @@ const Row kRows[] = {
      .isInitialized = true},
 };
 
-class OpenDevice : public EntryTest {
+class OpenDevice : public DriverTest {
  protected:
   void queueKeys(std::size_t count) {
     Bytes records;
@@ -98,7 +98,7 @@ class OpenDevice : public EntryTest {
   static Lines linesOfKeys(std::size_t count) {
     Lines log;
     for (std::size_t i = 0; i < count; ++i) {
-      log.push_back("D guidAscii (credential id ) :: " + guidOf(static_cast<std::uint8_t>(i + 1)));
+      log.push_back("D guidAscii (credential id ) :: " + idOf(static_cast<std::uint8_t>(i + 1)));
       log.push_back("D key usage :: 3");
     }
     return log;
@@ -106,7 +106,7 @@ class OpenDevice : public EntryTest {
 };
 
 TEST_F(OpenDevice, LetsTheKeyListDecide) {
-  defineCard({});
+  defineToken({});
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     reloadDriver();
@@ -140,7 +140,7 @@ TEST_F(OpenDevice, LetsTheKeyListDecide) {
 }
 
 TEST_F(OpenDevice, CountsTheKeysOfEachAcquisition) {
-  defineCard({});
+  defineToken({});
   struct Step {
     std::size_t keyCount;
     Lines log;
@@ -209,8 +209,8 @@ TEST_F(OpenDevice, CountsNothingWhenTheTokensContextWentMeanwhile) {
   acquisition.join();
   EXPECT_EQ(status, 0u);
   softtoken_gate("orvane_getConnectedDeviceList", 1);
-  EXPECT_EQ(takeLog(), (Lines{"D guidAscii (credential id ) :: " + guidOf(1), "D key usage :: 3",
-                              "D guidAscii (credential id ) :: " + guidOf(2), "D key usage :: 3",
+  EXPECT_EQ(takeLog(), (Lines{"D guidAscii (credential id ) :: " + idOf(1), "D key usage :: 3",
+                              "D guidAscii (credential id ) :: " + idOf(2), "D key usage :: 3",
                               "D CardAcquireContext completed successfully"}));
   EXPECT_EQ(inside(second).containerCount(), 2u);
   second.pfnCardDeleteContext(&second);

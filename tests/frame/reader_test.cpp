@@ -261,15 +261,15 @@ class Reader : public DriverTest {
   void SetUp() override {
     DriverTest::SetUp();
     machine::takeStatusQuestion();
-    defineToken("D1");
-    defineToken("D2");
+    defineToken({.serial = "D1"});
+    defineToken({.serial = "D2"});
   }
 };
 
 // Leaves something on the stack for buffers that nobody zeroes.
 void useStack() {
   volatile unsigned char bytes[16384];
-  for (std::size_t i = 0; i < sizeof(bytes); ++i) bytes[i] = 0xA5;
+  for (std::size_t i = 0; i < sizeof(bytes); ++i) bytes[i] = kPoison;
 }
 // Volatile, so that it is not inlined.
 void (*const volatile useStackBelow)() = useStack;
@@ -332,7 +332,7 @@ TEST_F(Reader, IsAskedWithZeroedBuffers) {
   setDebugLog(false);
   CARD_DATA record = newRecord();
   record.hScard = 0x2A;
-  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+  const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
   useStackBelow();
   EXPECT_EQ(cardAcquireContext(&record, 0), 0u);
   EXPECT_EQ(machine::takeStatusQuestion(), "handle=0x2A name=512 atr=36 zeroed");

@@ -1,7 +1,8 @@
 // The entry points of what the card does not offer: a line, a status, and nothing else whatever the arguments.
 #include <type_traits>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
+#include "harness/unsupported_calls.h"
 
 namespace orvane::test {
 namespace {
@@ -53,35 +54,12 @@ DWORD callSlot(const CARD_DATA& table, Arguments& arguments) {
   return arguments.pass(table.*kSlot);
 }
 
-constexpr UnsupportedEntry kEntries[] = {
-    {"CardAuthenticateChallenge", callSlot<&CARD_DATA::pfnCardAuthenticateChallenge>},
-    {"CardConstructDHAgreement", callSlot<&CARD_DATA::pfnCardConstructDHAgreement>},
-    {"CardCreateContainer", callSlot<&CARD_DATA::pfnCardCreateContainer>},
-    {"CardCreateContainerEx", callSlot<&CARD_DATA::pfnCardCreateContainerEx>},
-    {"CardCreateDirectory", callSlot<&CARD_DATA::pfnCardCreateDirectory>},
-    {"CardCreateFile", callSlot<&CARD_DATA::pfnCardCreateFile>},
-    {"CardDeleteContainer", callSlot<&CARD_DATA::pfnCardDeleteContainer>},
-    {"CardDeleteDirectory", callSlot<&CARD_DATA::pfnCardDeleteDirectory>},
-    {"CardDeleteFile", callSlot<&CARD_DATA::pfnCardDeleteFile>},
-    {"CardDeriveKey", callSlot<&CARD_DATA::pfnCardDeriveKey>},
-    {"CardDestroyDHAgreement", callSlot<&CARD_DATA::pfnCardDestroyDHAgreement>},
-    {"CardDestroyKey", callSlot<&CARD_DATA::pfnCardDestroyKey>},
-    {"CardGetAlgorithmProperty", callSlot<&CARD_DATA::pfnCardGetAlgorithmProperty>},
-    {"CardGetChallenge", callSlot<&CARD_DATA::pfnCardGetChallenge>},
-    {"CardGetChallengeEx", callSlot<&CARD_DATA::pfnCardGetChallengeEx>},
-    {"CardGetKeyProperty", callSlot<&CARD_DATA::pfnCardGetKeyProperty>},
-    {"CardGetSharedKeyHandle", callSlot<&CARD_DATA::pfnCardGetSharedKeyHandle>},
-    {"CardImportSessionKey", callSlot<&CARD_DATA::pfnCardImportSessionKey>},
-    {"CardProcessEncryptedData", callSlot<&CARD_DATA::pfnCardProcessEncryptedData>},
-    {"CardSetKeyProperty", callSlot<&CARD_DATA::pfnCardSetKeyProperty>},
-    {"CardUnblockPin", callSlot<&CARD_DATA::pfnCardUnblockPin>},
-    {"CardWriteFile", callSlot<&CARD_DATA::pfnCardWriteFile>},
-    {"MDEncryptData", callSlot<&CARD_DATA::pfnMDEncryptData>},
-    {"MDImportSessionKey", callSlot<&CARD_DATA::pfnMDImportSessionKey>},
-};
+#define ORVANE_TESTS_UNSUPPORTED_ENTRY(name) {#name, callSlot<&CARD_DATA::pfn##name>},
+constexpr UnsupportedEntry kEntries[] = {ORVANE_TESTS_FOR_EACH_UNSUPPORTED(ORVANE_TESTS_UNSUPPORTED_ENTRY)};
+#undef ORVANE_TESTS_UNSUPPORTED_ENTRY
 static_assert(std::size(kEntries) == 24);
 
-class UnsupportedTest : public EntryTest {
+class UnsupportedTest : public DriverTest {
  protected:
   void expectRefused(const UnsupportedEntry& row, const CARD_DATA& table, Pattern pattern, const Lines& log) {
     SCOPED_TRACE(row.name);

@@ -7,12 +7,12 @@
 #include <iterator>
 
 #include "fuzz/targets.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 
 namespace orvane::test {
 namespace {
 
-class Corpus : public CoreTest, public ::testing::WithParamInterface<fuzz::Target> {};
+class Corpus : public LinkedTest, public ::testing::WithParamInterface<fuzz::Target> {};
 
 TEST_P(Corpus, Runs) {
   std::vector<std::filesystem::path> files;

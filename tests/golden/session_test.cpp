@@ -10,23 +10,16 @@
 #include <string_view>
 
 #include "golden/session_text.h"
+#include "harness/all_properties.h"
 #include "harness/driver_test.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {
 namespace {
 
-constexpr char kSerial[] = "0012AB";
-constexpr char kPin[] = "Tr7-user-pin";
-constexpr char kNewPin[] = "Nq4-fresh-pin";
-constexpr char kWrongPin[] = "Wv9-wrong-pin";
-constexpr SCARDHANDLE kCardHandle = 0x2A;
-
 std::string narrow(std::wstring_view text) { return std::string(text.begin(), text.end()); }
 
 std::string hex(const Bytes& bytes) { return hexText<std::string>(bytes.data(), bytes.size()); }
-
-Bytes pinBytes(std::string_view pin) { return Bytes(pin.begin(), pin.end()); }
 
 std::string statusText(DWORD status) {
   std::ostringstream text;
@@ -103,19 +96,18 @@ class Session : public DriverTest {
     DWORD size = 0;
     const DWORD sizeStatus = record_.pfnCardGetProperty(&record_, name, nullptr, 0, &size, flags);
     note("CardGetProperty \"" + narrow(name) + "\" without a buffer", sizeStatus, std::to_string(size) + " bytes");
-    Bytes data(size, 0xA5);
+    Bytes data(size, kPoison);
     const DWORD status = record_.pfnCardGetProperty(&record_, name, data.data(), size, &size, flags);
     note("CardGetProperty \"" + narrow(name) + "\"", status, hex(data));
   }
 
   void authenticate(const std::string& what, const char* pin, DWORD flags) {
-    Bytes bytes = pinBytes(pin);
+    PinBytes bytes(*pin != 0 ? std::optional<std::string>(pin) : std::nullopt);
     PBYTE sessionPin = nullptr;
     DWORD sessionPinLength = 99;
     DWORD attempts = 99;
-    const DWORD status =
-        record_.pfnCardAuthenticateEx(&record_, ROLE_USER, flags, bytes.empty() ? nullptr : bytes.data(),
-                                      static_cast<DWORD>(bytes.size()), &sessionPin, &sessionPinLength, &attempts);
+    const DWORD status = record_.pfnCardAuthenticateEx(&record_, ROLE_USER, flags, bytes.data(), bytes.size(),
+                                                       &sessionPin, &sessionPinLength, &attempts);
     note("CardAuthenticateEx " + what, status, std::to_string(attempts) + " attempts");
   }
 
@@ -145,12 +137,12 @@ class Session : public DriverTest {
   }
 
   void changePin(const std::string& what, const char* from, const char* to) {
-    Bytes fromBytes = pinBytes(from);
-    Bytes toBytes = pinBytes(to);
+    PinBytes fromBytes{std::string(from)};
+    PinBytes toBytes{std::string(to)};
     DWORD attempts = 99;
-    const DWORD status = record_.pfnCardChangeAuthenticatorEx(
-        &record_, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, fromBytes.data(), static_cast<DWORD>(fromBytes.size()),
-        ROLE_USER, toBytes.data(), static_cast<DWORD>(toBytes.size()), 0, &attempts);
+    const DWORD status =
+        record_.pfnCardChangeAuthenticatorEx(&record_, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, fromBytes.data(),
+                                             fromBytes.size(), ROLE_USER, toBytes.data(), toBytes.size(), 0, &attempts);
     note("CardChangeAuthenticatorEx " + what, status, std::to_string(static_cast<int>(attempts)) + " attempts");
   }
 
@@ -158,45 +150,12 @@ class Session : public DriverTest {
   std::string transcript_ = "A session with a token: every call with its result, and below it the lines it logged.\n";
 };
 
-struct PropertyName {
-  LPCWSTR name;
-  DWORD flags = 0;
-};
-
-constexpr PropertyName kProperties[] = {
-    {CP_CARD_GUID},
-    {CP_CARD_READ_ONLY},
-    {CP_CARD_FREE_SPACE},
-    {CP_CARD_KEYSIZES},
-    {CP_CARD_CAPABILITIES},
-    {CP_CARD_CACHE_MODE},
-    {CP_CARD_SERIAL_NO},
-    {CP_CARD_PIN_INFO, ROLE_USER},
-    {CP_SUPPORTS_WIN_X509_ENROLLMENT},
-    {CP_CARD_LIST_PINS},
-    {CP_CARD_AUTHENTICATED_STATE},
-    {CP_ENUM_ALGORITHMS, CARD_ASYMMETRIC_OPERATION},
-    {CP_CARD_PIN_STRENGTH_VERIFY},
-    {CP_CARD_PIN_STRENGTH_CHANGE},
-    {CP_CARD_PIN_STRENGTH_UNBLOCK},
-    {CP_KEY_IMPORT_SUPPORT},
-    {CP_PADDING_SCHEMES},
-    {CP_CHAINING_MODES},
-    {CP_PARENT_WINDOW},
-};
-
 TEST_F(Session, LogsAsItAlwaysDid) {
-  for (const char* const pin : {kPin, kNewPin, kWrongPin}) addPin(pin);
-  const SofttokenTokenDefinition definition{kSerial, "2.1.0", kPin, "Ko2-officer", 3, 3, 0, 0, kSofttokenKeep};
-  ASSERT_EQ(softtoken_define_token(&definition), 1);
   const OrvaneKeyPair signatureKey = makeKey(0x11, 1);
   const OrvaneKeyPair exchangeKey = makeKey(0x22, 2, 4096);
-  ASSERT_EQ(softtoken_add_key(kSerial, &signatureKey), 1);
-  ASSERT_EQ(softtoken_add_key(kSerial, &exchangeKey), 1);
-  const OrvaneCertificate signatureCertificate = makeCertificate(0x40, 16);
-  const OrvaneCertificate exchangeCertificate = makeCertificate(0x80, 24);
-  ASSERT_EQ(softtoken_set_certificate(kSerial, signatureKey.credentialId, &signatureCertificate), 1);
-  ASSERT_EQ(softtoken_set_certificate(kSerial, exchangeKey.credentialId, &exchangeCertificate), 1);
+  defineToken({.keys = {signatureKey, exchangeKey}});
+  setCertificate(kSerial, signatureKey, makeCertificate(0x40, 16));
+  setCertificate(kSerial, exchangeKey, makeCertificate(0x80, 24));
   resourceManager.readerName = "OrvaneDSC 0";
   resourceManager.reply = {'0', '0', '1', '2', 'A', 'B', 0x90, 0x00};
 
@@ -213,18 +172,19 @@ TEST_F(Session, LogsAsItAlwaysDid) {
   fileInfo("", "cardid");
   for (const char* const file : {"cardcf", "cmapfile", "ksc0", "kxc1", "msroots", "nosuch"}) fileInfo("mscp", file);
   for (const BYTE index : {BYTE{0}, BYTE{1}, BYTE{2}}) container(index);
-  for (const PropertyName& wanted : kProperties) property(wanted.name, wanted.flags);
+  for (const CardProperty& wanted : kCardProperties) property(wanted.name, wanted.flags);
+  property(CP_PARENT_WINDOW, 0);
 
   authenticate("without a PIN", "", 0);
   authenticate("with a wrong PIN", kWrongPin, 0);
-  authenticate("with the right PIN", kPin, 0);
+  authenticate("with the right PIN", kUserPin, 0);
   authenticate("silently", "", CARD_PIN_SILENT_CONTEXT);
   property(CP_CARD_AUTHENTICATED_STATE, 0);
   sign(0);
   decrypt(1, CARD_PADDING_PKCS1);
   decrypt(1, CARD_PADDING_OAEP);
   changePin("with a wrong PIN", kWrongPin, kNewPin);
-  changePin("with the right PIN", kPin, kNewPin);
+  changePin("with the right PIN", kUserPin, kNewPin);
   decrypt(1, CARD_PADDING_OAEP);
   read("", "cardcf");
   note("CardDeauthenticateEx", record_.pfnCardDeauthenticateEx(&record_, ROLE_USER, 0));

@@ -1,7 +1,10 @@
 #include "harness/all_calls.h"
 
+#include <iterator>
 #include <stdexcept>
-#include <type_traits>
+
+#include "harness/all_properties.h"
+#include "harness/unsupported_calls.h"
 
 namespace orvane::test {
 namespace {
@@ -64,7 +67,7 @@ EntryCall enumFiles(const char* directory) {
           .allocations = 1};
 }
 
-EntryCall getProperty(LPCWSTR name, DWORD flags = 0) {
+EntryCall getProperty(LPCWSTR name, DWORD flags) {
   const std::wstring_view text(name);
   return {.name = "CardGetProperty " + std::string(text.begin(), text.end()),
           .prepare = [=](CARD_DATA& record, CallOutputs& outputs) -> Call {
@@ -100,9 +103,9 @@ EntryCall authenticatePin() {
   return {.name = "CardAuthenticatePin", .prepare = [](CARD_DATA& record, CallOutputs& outputs) -> Call {
             DWORD& attempts = outputs.add<DWORD>();
             LPWSTR const user = wide(outputs, L"user");
-            PBYTE const pin = bytesOf(outputs, kFaultPin);
+            PBYTE const pin = bytesOf(outputs, kUserPin);
             return [&record, &attempts, user, pin] {
-              return record.pfnCardAuthenticatePin(&record, user, pin, sizeOf(kFaultPin), &attempts);
+              return record.pfnCardAuthenticatePin(&record, user, pin, sizeOf(kUserPin), &attempts);
             };
           }};
 }
@@ -114,9 +117,9 @@ EntryCall authenticateEx(const char* what, DWORD flags, Before before) {
             PBYTE& sessionPin = outputs.add<PBYTE>();
             DWORD& sessionPinLength = outputs.add<DWORD>();
             DWORD& attempts = outputs.add<DWORD>();
-            PBYTE const pin = bytesOf(outputs, kFaultPin);
+            PBYTE const pin = bytesOf(outputs, kUserPin);
             return [&record, &sessionPin, &sessionPinLength, &attempts, pin, flags] {
-              return record.pfnCardAuthenticateEx(&record, ROLE_USER, flags, pin, sizeOf(kFaultPin), &sessionPin,
+              return record.pfnCardAuthenticateEx(&record, ROLE_USER, flags, pin, sizeOf(kUserPin), &sessionPin,
                                                   &sessionPinLength, &attempts);
             };
           }};
@@ -279,8 +282,6 @@ EntryCall deleteContext() {
           }};
 }
 
-#define ORVANE_TESTS_UNSUPPORTED(name) unsupported(#name, &CARD_DATA::pfn##name)
-
 }  // namespace
 
 std::vector<EntryCall> allCalls() {
@@ -297,10 +298,10 @@ std::vector<EntryCall> allCalls() {
       authenticateEx("on the token", 0, Before::kPinUnknown),
       authenticateEx("once more", 0, Before::kPinCached),
       authenticateEx("silently", CARD_PIN_SILENT_CONTEXT, Before::kPinCached),
-      changeAuthenticator(L"user", kFaultPin, kFaultNewPin, Before::kPinCached),
-      changeAuthenticator(L"admin", kFaultSoPin, kFaultNewSoPin, Before::kPinUnknown),
-      changeAuthenticatorEx(ROLE_USER, kFaultPin, kFaultNewPin, Before::kPinBumped),
-      changeAuthenticatorEx(ROLE_ADMIN, kFaultSoPin, kFaultNewSoPin, Before::kPinUnknown),
+      changeAuthenticator(L"user", kUserPin, kNewPin, Before::kPinCached),
+      changeAuthenticator(L"admin", kSoPin, kNewSoPin, Before::kPinUnknown),
+      changeAuthenticatorEx(ROLE_USER, kUserPin, kNewPin, Before::kPinBumped),
+      changeAuthenticatorEx(ROLE_ADMIN, kSoPin, kNewSoPin, Before::kPinUnknown),
       deauthenticate(),
       deauthenticateEx(ROLE_USER),
       deauthenticateEx(PIN_SET_ALL_ROLES),
@@ -317,44 +318,12 @@ std::vector<EntryCall> allCalls() {
       signData(0, "signs"),
       signData(CARD_BUFFER_SIZE_ONLY, "size only"),
       rsaDecrypt(),
-      getProperty(CP_CARD_PIN_INFO, ROLE_USER),
-      getProperty(CP_ENUM_ALGORITHMS, CARD_ASYMMETRIC_OPERATION),
-      ORVANE_TESTS_UNSUPPORTED(CardAuthenticateChallenge),
-      ORVANE_TESTS_UNSUPPORTED(CardConstructDHAgreement),
-      ORVANE_TESTS_UNSUPPORTED(CardCreateContainer),
-      ORVANE_TESTS_UNSUPPORTED(CardCreateContainerEx),
-      ORVANE_TESTS_UNSUPPORTED(CardCreateDirectory),
-      ORVANE_TESTS_UNSUPPORTED(CardCreateFile),
-      ORVANE_TESTS_UNSUPPORTED(CardDeleteContainer),
-      ORVANE_TESTS_UNSUPPORTED(CardDeleteDirectory),
-      ORVANE_TESTS_UNSUPPORTED(CardDeleteFile),
-      ORVANE_TESTS_UNSUPPORTED(CardDeriveKey),
-      ORVANE_TESTS_UNSUPPORTED(CardDestroyDHAgreement),
-      ORVANE_TESTS_UNSUPPORTED(CardDestroyKey),
-      ORVANE_TESTS_UNSUPPORTED(CardGetAlgorithmProperty),
-      ORVANE_TESTS_UNSUPPORTED(CardGetChallenge),
-      ORVANE_TESTS_UNSUPPORTED(CardGetChallengeEx),
-      ORVANE_TESTS_UNSUPPORTED(CardGetKeyProperty),
-      ORVANE_TESTS_UNSUPPORTED(CardGetSharedKeyHandle),
-      ORVANE_TESTS_UNSUPPORTED(CardImportSessionKey),
-      ORVANE_TESTS_UNSUPPORTED(CardProcessEncryptedData),
-      ORVANE_TESTS_UNSUPPORTED(CardSetKeyProperty),
-      ORVANE_TESTS_UNSUPPORTED(CardUnblockPin),
-      ORVANE_TESTS_UNSUPPORTED(CardWriteFile),
-      ORVANE_TESTS_UNSUPPORTED(MDEncryptData),
-      ORVANE_TESTS_UNSUPPORTED(MDImportSessionKey),
   };
-  for (const LPCWSTR name :
-       {CP_CARD_GUID, CP_CARD_READ_ONLY, CP_CARD_FREE_SPACE, CP_CARD_KEYSIZES, CP_CARD_CAPABILITIES, CP_CARD_CACHE_MODE,
-        CP_CARD_SERIAL_NO, CP_SUPPORTS_WIN_X509_ENROLLMENT, CP_CARD_LIST_PINS, CP_CARD_AUTHENTICATED_STATE,
-        CP_CARD_PIN_STRENGTH_VERIFY, CP_CARD_PIN_STRENGTH_CHANGE, CP_CARD_PIN_STRENGTH_UNBLOCK, CP_KEY_IMPORT_SUPPORT,
-        CP_PADDING_SCHEMES, CP_CHAINING_MODES}) {
-    calls.push_back(getProperty(name));
-  }
-  for (const LPCWSTR name : {CP_CARD_CACHE_MODE, CP_SUPPORTS_WIN_X509_ENROLLMENT, CP_CARD_GUID, CP_CARD_SERIAL_NO,
-                             CP_CARD_PIN_INFO, CP_PARENT_WINDOW, CP_PIN_CONTEXT_STRING, CP_CARD_PIN_STRENGTH_VERIFY}) {
-    calls.push_back(setProperty(name));
-  }
+#define ORVANE_TESTS_UNSUPPORTED(name) calls.push_back(unsupported(#name, &CARD_DATA::pfn##name));
+  ORVANE_TESTS_FOR_EACH_UNSUPPORTED(ORVANE_TESTS_UNSUPPORTED)
+#undef ORVANE_TESTS_UNSUPPORTED
+  for (const CardProperty& property : kCardProperties) calls.push_back(getProperty(property.name, property.flags));
+  for (const LPCWSTR name : kSettableCardProperties) calls.push_back(setProperty(name));
   return calls;
 }
 
@@ -363,6 +332,31 @@ EntryCall callNamed(std::string_view name) {
     if (call.name == name) return call;
   }
   throw std::out_of_range("no such call: " + std::string(name));
+}
+
+TestToken tokenForCalls(const std::string& serial) {
+  return {.serial = serial, .keys = {makeKey(1, 3), makeKey(2, 3, 4096)}, .certificateLength = 100};
+}
+
+void bringAbout(CARD_DATA& record, Before before) {
+  const auto expectDone = [](DWORD status) {
+    if (status != 0) throw std::runtime_error("the state before a call cannot be brought about");
+  };
+  PinBytes pin{std::string(kUserPin)};
+  if (before == Before::kPinCached || before == Before::kPinBumped) {
+    expectDone(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, nullptr));
+  }
+  if (before == Before::kPinBumped) {
+    expectDone(record.pfnCardChangeAuthenticatorEx(&record, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, pin.data(),
+                                                   pin.size(), ROLE_USER, pin.data(), pin.size(), 0, nullptr));
+  }
+  if (before == Before::kListForgotten) {
+    // The serial that the caller sets has no list yet.
+    defineToken({.serial = kOtherSerial, .keys = {makeKey(1, 3)}});
+    Bytes serial = wideBytes(std::wstring(std::begin(kOtherSerial), std::end(kOtherSerial) - 1));
+    expectDone(
+        record.pfnCardSetProperty(&record, CP_CARD_SERIAL_NO, serial.data(), static_cast<DWORD>(serial.size()), 0));
+  }
 }
 
 }  // namespace orvane::test

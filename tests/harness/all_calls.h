@@ -1,9 +1,9 @@
-// Every entry point, called once with arguments that it accepts.
+// The one list of calls: every entry point, called with arguments that it accepts. Faults, storm, soak, benchmark and
+// the call-sequence fuzzer draw from it.
 #ifndef ORVANE_TESTS_HARNESS_ALL_CALLS_H
 #define ORVANE_TESTS_HARNESS_ALL_CALLS_H
 
 #include <cstdint>
-#include <cstring>
 #include <deque>
 #include <functional>
 #include <string>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "harness/caller_memory.h"
-#include "harness/driver_test.h"
+#include "harness/test_token.h"
 
 namespace orvane::test {
 
@@ -55,9 +55,13 @@ class CallOutputs {
   void startCall();
   // Whether it looks the same now.
   bool isUntouched() const;
+  // Whether it looks the same but for the pointers that may receive buffers.
+  bool isUntouchedButForBuffers();
 
  private:
   using Block = std::vector<std::uint64_t>;
+  std::vector<void*> pointers() const;
+
   PFN_CSP_FREE release_;
   std::deque<Block> blocks_;
   std::vector<Block> before_;
@@ -71,7 +75,7 @@ enum class Before {
   kPinUnknown,
   kPinCached,
   kPinBumped,     // the same, and the next change of the PIN asks the token about itself
-  kListForgotten  // the PIN is unknown and the process-wide container list is gone
+  kListForgotten  // the PIN is unknown, and the record's serial is kOtherSerial, whose container list nobody has read
 };
 
 // One call of an entry point, and what it comes to when nothing fails.
@@ -85,57 +89,19 @@ struct EntryCall {
   unsigned allocations = 0;
 };
 
-// All of the 44 entry points in the function table, those with several ways several times. They expect a token
-// kFaultSerial with the PINs below and the keys and certificates of FaultTest::startAnew.
+// All of the 44 entry points in the function table, those with several ways several times, for contexts on the token of
+// tokenForCalls. The fuzz seed "all-calls" has each of them once, by position.
 std::vector<EntryCall> allCalls();
 
 // The one of them with this name; throws std::out_of_range when there is none.
 EntryCall callNamed(std::string_view name);
 
-// The token of the fault tests, its PINs, and those that it is changed to.
-inline constexpr char kFaultSerial[] = "0012AB";
-inline constexpr char kFaultPin[] = "Tr7-user-pin-for-faults";
-inline constexpr char kFaultNewPin[] = "Nq4-fresh-pin-for-faults";
-inline constexpr char kFaultSoPin[] = "Ko2-officer-pin-for-faults";
-inline constexpr char kFaultNewSoPin[] = "Zu8-officer-pin-for-faults";
-inline constexpr SCARDHANDLE kFaultCardHandle = 0x2A;
+// The token that these calls expect: a key of 2048 and one of 4096 bits, both for everything, each with a certificate.
+TestToken tokenForCalls(const std::string& serial = kSerial);
 
-// FaultTest sets the scene of a call, and looks for what a failure may have left behind.
-class FaultTest : public DriverTest {
- protected:
-  void TearDown() override;
-
-  // Forgets everything, defines the token and loads the minidriver anew.
-  void startAnew();
-  // startAnew, and a context as `before` wants it, with kFaultCardHandle.
-  CARD_DATA& open(Before before = Before::kPinUnknown);
-  // Deletes the contexts.
-  void closeAll();
-
-  // Runs one call after open(call.before): what it returned, and whether it wrote to the caller's memory.
-  struct Result {
-    DWORD status = 0;
-    bool isUntouched = false;
-  };
-  template <typename Arm, typename Disarm>
-  Result run(const EntryCall& call, const Arm& arm, const Disarm& disarm) {
-    CARD_DATA& record = open(call.before);
-    CallOutputs outputs;
-    const std::function<DWORD()> prepared = call.prepare(record, outputs);
-    outputs.startCall();
-    arm();
-    const DWORD status = prepared();
-    disarm();
-    return {status, outputs.isUntouched()};
-  }
-
-  // Nothing is left behind: no card handle is set (unless the library refused to forget it), and a new context can be
-  // acquired, asked, used with a PIN for a signature, and deleted, which takes every lock there is.
-  void expectUsable(bool isHandleForgotten = true);
-
- private:
-  std::deque<CARD_DATA> records_;
-};
+// Brings about what a call expects, for a context just acquired on the token of tokenForCalls. Throws
+// std::runtime_error when an entry point refuses.
+void bringAbout(CARD_DATA& record, Before before);
 
 }  // namespace orvane::test
 

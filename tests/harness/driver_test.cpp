@@ -1,9 +1,9 @@
-#include "driver_test.h"
+#include "harness/driver_test.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <random>
 #include <string_view>
 #include <utility>
@@ -11,7 +11,7 @@
 #include "caller_memory.h"
 #include "driver_loader.h"
 #include "log_reader.h"
-#include "machine.h"
+#include "plain_record.h"
 #include "recorded_calls.h"
 #include "support/hex_text.h"
 
@@ -23,11 +23,6 @@ constexpr const char* kListCall = "orvane_getConnectedDeviceList";
 constexpr const char* kMonitorStart = "D Device monitor thread started.";
 constexpr unsigned kLongMs = 120000;  // bounds a test that fails; one that works never waits so long
 constexpr SYSTEMTIME kFixedTime = {2026, 11, 0, 15, 10, 3, 25, 123};
-constexpr std::size_t kShortPin = 6;
-
-constexpr BYTE kAtr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-                         0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
-constexpr wchar_t kCardName[] = L"Orvane test card";
 
 // Taken once: on Windows the tests change what the system answers.
 const fs::path& machineTempFolder() {
@@ -39,6 +34,12 @@ const fs::path& machineTempFolder() {
 std::vector<void*>& acquiredContexts() {
   static auto* const contexts = new std::vector<void*>;
   return *contexts;
+}
+
+// No token anywhere, nothing prepared.
+void emptySofttoken() {
+  softtoken_reset();
+  softtoken_set_folder("");
 }
 
 std::string twoDigits(unsigned value) {
@@ -56,9 +57,6 @@ struct DriverTest::State {
   unsigned monitorStarts = 0;
   bool isMonitorStarted = false;
   bool isMonitorOpen = false;
-  std::vector<std::string> pins;
-  std::array<BYTE, sizeof(kAtr)> atr{};
-  std::array<wchar_t, std::size(kCardName)> cardName{};
 
   Lines takeLog() {
     machine::startThreads();
@@ -88,11 +86,8 @@ DriverTest::DriverTest() : state_(std::make_unique<State>()) {}
 DriverTest::~DriverTest() = default;
 
 void DriverTest::SetUp() {
-  softtoken_reset();
-  softtoken_set_folder("");
+  emptySofttoken();
   CallerMemory::instance().reset();
-  std::copy(std::begin(kAtr), std::end(kAtr), state_->atr.begin());
-  std::copy(std::begin(kCardName), std::end(kCardName), state_->cardName.begin());
   state_->tempFolder = machineTempFolder() / ("orvane-test-" + std::to_string(std::random_device()()));
   fs::create_directories(logFolder());
   state_->log.open(logFolder());
@@ -104,9 +99,11 @@ void DriverTest::SetUp() {
 }
 
 void DriverTest::TearDown() {
+  closeAll();
   state_->unload();
   takeLog();
-  for (const std::string& pin : state_->pins) {
+  for (const char* const text : {kUserPin, kNewPin, kWrongPin, kSoPin, kNewSoPin}) {
+    const std::string pin = text;
     const std::string digits = hexText(reinterpret_cast<const unsigned char*>(pin.data()), pin.size());
     EXPECT_EQ(state_->allLogText.find(pin), std::string::npos) << "the log contains a PIN";
     EXPECT_EQ(state_->allLogText.find(digits), std::string::npos) << "the log contains a PIN in hexadecimal";
@@ -130,21 +127,14 @@ CARD_DATA DriverTest::newRecord() {
     const std::uint64_t value = 0xC0FFEE0000000000 + offset;
     std::memcpy(bytes + offset, &value, sizeof(value));
   }
-  record.dwVersion = CARD_DATA_CURRENT_VERSION;
-  record.pbAtr = state_->atr.data();
-  record.cbAtr = static_cast<DWORD>(state_->atr.size());
-  record.pwszCardName = state_->cardName.data();
-  record.pfnCspAlloc = CallerMemory::allocate;
-  record.pfnCspReAlloc = CallerMemory::reallocate;
-  record.pfnCspFree = CallerMemory::release;
+  fillCallersMembers(record, CallerMemory::allocate, CallerMemory::reallocate, CallerMemory::release);
   record.hScard = 0;
   return record;
 }
 
 DWORD DriverTest::acquire(CARD_DATA& record, DWORD flags) {
   machine::setResourceManager(resourceManager);
-  const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
-  const DWORD status = cardAcquireContext(&record, flags);
+  const DWORD status = acquireContextExport()(&record, flags);
   if (status == SCARD_S_SUCCESS) acquiredContexts().push_back(record.pvVendorSpecific);
   // The device list is asked for right after the monitor was started.
   for (const std::string& call : recordedCalls(kSofttokenOnlyThread, softtoken_thread())) {
@@ -157,11 +147,6 @@ DWORD DriverTest::acquire(CARD_DATA& record, DWORD flags) {
   return status;
 }
 
-void DriverTest::acquireQuietly(CARD_DATA& record) {
-  ASSERT_EQ(acquire(record), DWORD{SCARD_S_SUCCESS});
-  forget();
-}
-
 void DriverTest::reloadDriver() {
   state_->unload();
   state_->load();
@@ -169,11 +154,61 @@ void DriverTest::reloadDriver() {
 
 void* DriverTest::exportNamed(const char* name) { return driverExport(name); }
 
-void DriverTest::defineToken(const char* serial, const std::vector<OrvaneKeyPair>& keys) {
-  const SofttokenTokenDefinition definition{serial, "2.1.0", "1234", "12345678", 3, 3, 0, 0, kSofttokenKeep};
-  ASSERT_EQ(softtoken_define_token(&definition), 1);
-  for (const OrvaneKeyPair& key : keys) ASSERT_EQ(softtoken_add_key(serial, &key), 1);
-  addPin("12345678");
+PFN_CARD_ACQUIRE_CONTEXT DriverTest::acquireContextExport() {
+  return reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+}
+
+PFN_CARD_DELETE_CONTEXT DriverTest::deleteContextExport() {
+  return reinterpret_cast<PFN_CARD_DELETE_CONTEXT>(exportNamed("CardDeleteContext"));
+}
+
+CARD_DATA& DriverTest::openContext() {
+  CARD_DATA& record = records_.emplace_back(newRecord());
+  acquireQuietly(record);
+  record.hScard = kCardHandle;
+  return record;
+}
+
+CARD_DATA& DriverTest::open(const std::vector<OrvaneKeyPair>& keys) {
+  defineToken({.keys = keys});
+  return openContext();
+}
+
+CARD_DATA& DriverTest::openFresh(const std::vector<OrvaneKeyPair>& keys) {
+  startAnew({.keys = keys});
+  return openContext();
+}
+
+void DriverTest::startAnew(const TestToken& token) {
+  closeAll();
+  state_->unload();
+  emptySofttoken();
+  state_->load();
+  defineToken(token);
+  failAllocationsAfter(std::nullopt);
+  resourceManager = ResourceManager{};
+  setDebugLog(true);
+  forget();
+}
+
+void DriverTest::closeAll() {
+  for (CARD_DATA& record : records_) {
+    if (record.pvVendorSpecific != nullptr) EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+  }
+  records_.clear();
+}
+
+void DriverTest::setKeys(const CARD_DATA& record, std::size_t index, std::vector<OrvaneKeyPair> keyPairs) {
+  ProviderContext& context = inside(record);
+  auto changed = std::make_shared<ContainerList>(*context.containers);
+  changed->at(index).keyPairs = std::move(keyPairs);
+  context.containers = std::move(changed);
+}
+
+CARD_DATA DriverTest::withoutContext(const CARD_DATA& record) {
+  CARD_DATA copy = record;
+  copy.pvVendorSpecific = nullptr;
+  return copy;
 }
 
 void DriverTest::queueResult(const char* function, long long result, int attempts, int length, const Bytes& output) {
@@ -182,17 +217,67 @@ void DriverTest::queueResult(const char* function, long long result, int attempt
   ASSERT_EQ(softtoken_queue(function, &reaction), 1) << function;
 }
 
+void DriverTest::answer(const char* function, const std::optional<Answer>& prepared) {
+  if (!prepared) return;
+  if (prepared->isException) {
+    queueThrow(function);
+  } else {
+    queueResult(function, prepared->result, prepared->attempts, prepared->length, prepared->output);
+  }
+}
+
 void DriverTest::queueThrow(const char* function) {
   const SofttokenReaction reaction{kSofttokenThrow, 0, 0, kSofttokenKeep, kSofttokenKeep, nullptr, 0};
   ASSERT_EQ(softtoken_queue(function, &reaction), 1) << function;
 }
 
+void DriverTest::acquireQuietly(CARD_DATA& record) {
+  ASSERT_EQ(acquire(record), DWORD{SCARD_S_SUCCESS});
+  forget();
+}
+
+void DriverTest::authenticate(CARD_DATA& record, PIN_ID pinId, const std::string& pin) {
+  PinBytes bytes(pin);
+  ASSERT_EQ(record.pfnCardAuthenticateEx(&record, pinId, 0, bytes.data(), bytes.size(), nullptr, nullptr, nullptr), 0u);
+  forget();
+}
+
+void DriverTest::dropCachedPin(CARD_DATA& record) {
+  PinBytes bytes{std::string(kWrongPin)};
+  wchar_t user[] = L"user";
+  ASSERT_EQ(record.pfnCardAuthenticatePin(&record, user, bytes.data(), bytes.size(), nullptr), code(SCARD_W_WRONG_CHV));
+  forget();
+}
+
+void DriverTest::changeUserPin(CARD_DATA& record, const std::string& from, const std::string& to) {
+  PinBytes fromBytes(from);
+  PinBytes toBytes(to);
+  ASSERT_EQ(
+      record.pfnCardChangeAuthenticatorEx(&record, PIN_CHANGE_FLAG_CHANGEPIN, ROLE_USER, fromBytes.data(),
+                                          fromBytes.size(), ROLE_USER, toBytes.data(), toBytes.size(), 0, nullptr),
+      0u);
+  forget();
+}
+
+void DriverTest::setSerial(CARD_DATA& record, const std::string& serial) {
+  std::wstring wide;
+  for (const char c : serial) wide.push_back(static_cast<unsigned char>(c));
+  ASSERT_EQ(record.pfnCardSetProperty(&record, CP_CARD_SERIAL_NO, reinterpret_cast<PBYTE>(wide.data()),
+                                      static_cast<DWORD>(wide.size() * sizeof(wchar_t)), 0),
+            0u);
+  forget();
+}
+
+void DriverTest::learnFirmware(CARD_DATA& record, const char* firmware) {
+  ASSERT_EQ(softtoken_set_firmware(inside(record).serialNumber.c_str(), firmware), 1);
+  changeUserPin(record, kUserPin, kNewPin);
+  changeUserPin(record, kNewPin, kUserPin);
+}
+
 void DriverTest::signWithPreparedAnswer(CARD_DATA& record) {
   queueResult("orvane_signHash", 0, kSofttokenKeep, 4, {1, 2, 3, 4});
   Bytes hash(32, 0x11);
-  CARD_SIGNING_INFO info{};
-  info.pbData = hash.data();
-  info.cbData = static_cast<DWORD>(hash.size());
+  CARD_SIGNING_INFO info = signingOf(hash);
   EXPECT_EQ(record.pfnCardSignData(&record, &info), 0u);
   if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
 }
@@ -214,6 +299,43 @@ void DriverTest::forget() {
 
 Lines DriverTest::takeTransmissions() { return machine::takeTransmissions(); }
 
+std::string DriverTest::cachedPin(CARD_DATA& record) {
+  // A signature that the library refuses: its arguments show the PIN.
+  queueResult("orvane_signHash", 1);
+  Bytes hash(32, 0x11);
+  CARD_SIGNING_INFO info = signingOf(hash);
+  const Outcome outcome = observe([&] { return record.pfnCardSignData(&record, &info); });
+  EXPECT_EQ(outcome.status, code(SCARD_E_INVALID_PARAMETER));
+  if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
+  for (const std::string& call : outcome.calls) {
+    if (!call.starts_with("orvane_signHash(")) continue;
+    // The third argument; texts in these tests contain no ", ".
+    std::size_t begin = call.find(", ", call.find(", ") + 2) + 2;
+    return call.substr(begin + 1, call.find(", ", begin) - begin - 2);
+  }
+  ADD_FAILURE() << "the library was not asked to sign";
+  return "?";
+}
+
+PIN_SET DriverTest::authenticatedState(CARD_DATA& record) {
+  PIN_SET state = kPoison32;
+  DWORD length = 0;
+  EXPECT_EQ(record.pfnCardGetProperty(&record, CP_CARD_AUTHENTICATED_STATE, reinterpret_cast<PBYTE>(&state),
+                                      sizeof(state), &length, 0),
+            0u);
+  forget();
+  return state;
+}
+
+Bytes DriverTest::cardCf(CARD_DATA& record) {
+  char name[] = "cardcf";
+  PBYTE data = nullptr;
+  DWORD size = 0;
+  EXPECT_EQ(record.pfnCardReadFile(&record, nullptr, name, 0, &data, &size), 0u);
+  forget();
+  return data != nullptr ? takeBuffer(data, size) : Bytes();
+}
+
 void DriverTest::failAllocationsAfter(std::optional<unsigned> count) { CallerMemory::instance().failAfter(count); }
 
 std::vector<std::size_t> DriverTest::takeAllocations() { return CallerMemory::instance().takeRequests(); }
@@ -231,18 +353,19 @@ Bytes DriverTest::takeBuffer(void* buffer, std::size_t size) {
   return content;
 }
 
+std::optional<Bytes> DriverTest::takeBlob(void* blob, std::size_t size) {
+  if (blob == nullptr) {
+    EXPECT_EQ(size, 0u);
+    return std::nullopt;
+  }
+  return takeBuffer(blob, size);
+}
+
 void DriverTest::freeBuffer(void* buffer) { CallerMemory::release(buffer); }
 
 void DriverTest::setLogLevel(const LogLevelValue& value) { machine::setLogLevel(value); }
 
-void DriverTest::setDebugLog(bool on) {
-  LogLevelValue value;
-  if (on) {
-    value.type = LogLevelValue::Type::kNumber;
-    value.number = 3;
-  }
-  setLogLevel(value);
-}
+void DriverTest::setDebugLog(bool on) { machine::setDebugLog(on); }
 
 void DriverTest::setLocalTime(const std::optional<SYSTEMTIME>& time) { machine::setLocalTime(time); }
 
@@ -269,10 +392,6 @@ void DriverTest::openMonitor() {
   machine::startThreads();
   state_->isMonitorOpen = true;
   softtoken_gate(kListCall, 0);
-}
-
-void DriverTest::addPin(const std::string& pin, bool searchShort) {
-  if (pin.size() >= kShortPin || searchShort) state_->pins.push_back(pin);
 }
 
 }  // namespace orvane::test

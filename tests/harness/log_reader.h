@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "driver_test.h"
+#include "harness/test_values.h"
 
 namespace orvane::test {
 

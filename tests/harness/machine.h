@@ -3,10 +3,31 @@
 #ifndef ORVANE_TESTS_HARNESS_MACHINE_H
 #define ORVANE_TESTS_HARNESS_MACHINE_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
-#include "driver_test.h"
+#include "harness/test_values.h"
+
+namespace orvane::test {
+
+// The value of "logLevel": a number, a text, other bytes, or absent.
+struct LogLevelValue {
+  enum class Type { kAbsent, kNumber, kText, kBinary } type = Type::kAbsent;
+  std::uint32_t number = 0;
+  Bytes bytes = {};  // of a text (with its NUL) or of a binary value
+};
+
+// What the pretended resource manager answers to the minidriver (SCardStatusA, SCardTransmit).
+struct ResourceManager {
+  LONG statusResult = SCARD_S_SUCCESS;
+  std::string readerName;
+  LONG transmitResult = SCARD_S_SUCCESS;
+  Bytes reply;
+  bool hasNameNul = true;  // false: the reader name is given without a NUL behind it
+};
+
+}  // namespace orvane::test
 
 namespace orvane::test::machine {
 
@@ -15,6 +36,12 @@ void divertCalls(void* module);
 
 // Everything here holds until it is set again. Any thread may be inside the minidriver meanwhile.
 void setLogLevel(const LogLevelValue& value);
+// Everything is logged ("logLevel" is 3), or errors alone (it is absent).
+inline void setDebugLog(bool isOn) {
+  LogLevelValue value;
+  if (isOn) value = {.type = LogLevelValue::Type::kNumber, .number = 3, .bytes = {}};
+  setLogLevel(value);
+}
 void setLocalTime(const std::optional<SYSTEMTIME>& time);
 // Path without a separator at the end; no value: there is none.
 void setTempFolder(const std::optional<std::string>& folder);

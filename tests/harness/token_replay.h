@@ -21,7 +21,7 @@ inline constexpr std::string_view kTokenFunctions[] = {"orvane_init",
                                                        "orvane_setExternalSmartcardHandle",
                                                        "orvane_clearExternalSmartcardHandle"};
 
-// Calls one of them with arguments that a token of the fault tests (kFaultSerial) accepts; PINs change to themselves.
+// Calls one of them with arguments that the token kSerial accepts; PINs change to themselves.
 // Throws what the call throws, and std::out_of_range for another name.
 void replayTokenCall(std::string_view function);
 

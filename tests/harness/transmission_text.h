@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "driver_test.h"
+#include "harness/test_values.h"
 #include "support/hex_text.h"
 
 namespace orvane::test {

@@ -23,7 +23,7 @@ class LogFileTest : public DriverTest {
 
   // At the level 2 this is exactly one log call that may write.
   void logOnce() {
-    const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+    const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
     EXPECT_EQ(cardAcquireContext(nullptr, 0), 87u) << "the log never changes a status";
   }
 

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "harness/log_reader.h"
 #include "log/log.h"
 #include "log/log_file.h"
@@ -20,13 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class LogHostTest : public CoreTest {
+class LogHostTest : public LinkedTest {
  protected:
   void TearDown() override {
     setProcessName("hosttest.exe");
     setThrowing(std::nullopt);
     setNextTimes({});
-    CoreTest::TearDown();
+    LinkedTest::TearDown();
   }
 
   // The one stand-in that throws from now on.

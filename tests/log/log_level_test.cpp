@@ -1,7 +1,7 @@
 // Which lines the registry value "logLevel" lets through.
 #include <string>
 
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "log/log.h"
 
 namespace orvane::test {
@@ -61,11 +61,11 @@ const Row kRows[] = {
     {"33 bytes are too many", binary(filled({3}, 33)), Written::kErrors},
 };
 
-class LogLevelTest : public CoreTest {
+class LogLevelTest : public LinkedTest {
  protected:
   // One call that logs twice at DEBUG and once at ERROR.
   Lines linesOfACall() {
-    const auto cardAcquireContext = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
+    const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
     EXPECT_EQ(cardAcquireContext(nullptr, 5), 87u);
     return takeLog();
   }

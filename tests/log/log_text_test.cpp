@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "log/log_file.h"
 #include "log/process_name.h"
 
@@ -65,7 +65,7 @@ TEST(LogText, ProcessName) {
   EXPECT_EQ(processNameOf(""), "");
 }
 
-class LogFolders : public CoreTest {};
+class LogFolders : public LinkedTest {};
 
 TEST_F(LogFolders, AreFoundAndMade) {
   const std::string folder = tempFolder() + "/new";

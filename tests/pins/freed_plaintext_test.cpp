@@ -58,7 +58,7 @@ namespace {
 class FreedPlaintext : public DriverTest {};
 
 TEST_F(FreedPlaintext, IsOverwritten) {
-  defineToken("0012AB", {makeKey(1, 3)});
+  defineToken({.keys = {makeKey(1, 3)}});
   CARD_DATA record = newRecord();
   ASSERT_EQ(acquire(record), 0u);
   for (const std::size_t length : {1u, 4u, 48u, 255u, 256u}) {
@@ -68,10 +68,10 @@ TEST_F(FreedPlaintext, IsOverwritten) {
     Bytes block(256, 0x22);
     CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
     watched = {nullptr, length, 0, {}};
-    watched.content.fill(0xA5);
+    watched.content.fill(kPoison);
     EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), 0u);
     EXPECT_EQ(watched.frees, 1u);
-    Bytes wanted(watched.content.size(), 0xA5);
+    Bytes wanted(watched.content.size(), kPoison);
     std::fill_n(wanted.begin(), length, std::uint8_t{0});
     EXPECT_EQ(Bytes(watched.content.begin(), watched.content.end()), wanted);
     EXPECT_EQ(Bytes(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(length)), plaintext);

@@ -18,22 +18,17 @@ namespace {
 constexpr MaskedPin kPin("Zq7#vK2!mWx9@Lp4$Rt6%Hy8^Bn3&Gd5*Fj1(Sc0)Ek+Ua=~");
 constexpr MaskedPin kOtherPin("tX3!Jw8@eN5#oC1$iV9%uM4^yB7&rP2*aD6(kZ0)lQ+gH=sY");
 // A short one: longer security officer's PINs are handed to the library in memory that only the library can overwrite.
-constexpr MaskedPin kSoPin("Wd5!Nf9@Kx2#Tb7");
-constexpr MaskedPin kOtherSoPin("pC8$Gm3%Jr6^Vy1");
+constexpr MaskedPin kOfficerPin("Wd5!Nf9@Kx2#Tb7");
+constexpr MaskedPin kOtherOfficerPin("pC8$Gm3%Jr6^Vy1");
 
 // Pieces of 12 bytes in a PIN.
 constexpr std::size_t kPieces = 4;
-
-constexpr SCARDHANDLE kCardHandle = 0x2A;
 
 class PinResidue : public DriverTest {
  protected:
   void SetUp() override {
     DriverTest::SetUp();
-    const SofttokenTokenDefinition definition{"0012AB", "2.1.0", "", "", 3, 3, 0, 0, kSofttokenKeep};
-    ASSERT_EQ(softtoken_define_token(&definition), 1);
-    const OrvaneKeyPair key = makeKey(1, 3);
-    ASSERT_EQ(softtoken_add_key("0012AB", &key), 1);
+    defineToken({.keys = {makeKey(1, 3)}, .userPin = "", .soPin = ""});
     softtoken_hide_pins(1);
   }
 
@@ -79,7 +74,7 @@ class PinResidue : public DriverTest {
   void expectNoneInTheLog() {
     const std::string bytes = fileBytes(logFile());
     EXPECT_FALSE(bytes.empty());
-    for (const MaskedPin* const pin : {&kPin, &kOtherPin, &kSoPin, &kOtherSoPin}) {
+    for (const MaskedPin* const pin : {&kPin, &kOtherPin, &kOfficerPin, &kOtherOfficerPin}) {
       Finds finds;
       findPin(*pin, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), 0, finds);
       EXPECT_EQ(finds, Finds{});
@@ -140,9 +135,9 @@ TEST_F(PinResidue, NoneAfterwards) {
       {"the token is gone",
        [&] {
          pollMonitor();
-         softtoken_set_connected("0012AB", 0);
+         softtoken_set_connected(kSerial, 0);
          pollMonitor();
-         softtoken_set_connected("0012AB", 1);
+         softtoken_set_connected(kSerial, 1);
        }},
   };
   open();
@@ -185,11 +180,11 @@ TEST_F(PinResidue, NoneOfAReplacedPin) {
   expectNone(kPin);
   expectCached(kOtherPin);
   // By the other entry point, and to a shorter one in the place of a longer.
-  ASSERT_EQ(authenticatePin(kSoPin, 0), 0u);
+  ASSERT_EQ(authenticatePin(kOfficerPin, 0), 0u);
   expectNone(kOtherPin);
-  EXPECT_EQ(findPinInMemory(kSoPin).size(), 1u);
+  EXPECT_EQ(findPinInMemory(kOfficerPin).size(), 1u);
   EXPECT_EQ(record_.pfnCardDeauthenticateEx(&record_, PIN_SET_ALL_ROLES, 0), 0u);
-  expectNone(kSoPin);
+  expectNone(kOfficerPin);
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();
 }
@@ -198,10 +193,10 @@ TEST_F(PinResidue, NoneOfTheSecurityOfficersPin) {
   open();
   for (const bool isChanged : {true, false}) {
     SCOPED_TRACE(isChanged);
-    EXPECT_EQ(change(ROLE_ADMIN, kSoPin, kOtherSoPin, isChanged),
+    EXPECT_EQ(change(ROLE_ADMIN, kOfficerPin, kOtherOfficerPin, isChanged),
               isChanged ? 0 : static_cast<DWORD>(SCARD_W_WRONG_CHV));
-    expectNone(kSoPin);
-    expectNone(kOtherSoPin);
+    expectNone(kOfficerPin);
+    expectNone(kOtherOfficerPin);
   }
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();

@@ -1,20 +1,13 @@
 // CardRSADecrypt: one row for every step, in the order of the steps.
 #include <algorithm>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
 
 constexpr char kEntry[] = "D CardRSADecrypt :: LOG_FUNCTION_NAME = Entry";
 constexpr char kPkcs1[] = "D CardRSADecrypt: PaddingType=PKCS1";
-
-// What the library answers in place of the token.
-struct DecryptAnswer {
-  int result = 0;
-  int length = kSofttokenKeep;
-  Bytes output = {};
-};
 
 struct DecryptCase {
   const char* name = "";
@@ -24,7 +17,8 @@ struct DecryptCase {
   DWORD keySpec = AT_KEYEXCHANGE;
   DWORD padding = CARD_PADDING_PKCS1;
   Bytes cipherText = {1, 2, 3, 4, 5};  // least significant byte first
-  std::optional<DecryptAnswer> answer = std::nullopt;
+  SCARDHANDLE cardHandle = kCardHandle;
+  std::optional<Answer> answer = std::nullopt;
   DWORD status = 0;
   Lines log = {};  // after the entry line
   Lines calls = {};
@@ -52,7 +46,7 @@ std::string repeated(const char* text, unsigned count) {
   return result;
 }
 
-class DecryptTest : public EntryTest {
+class DecryptTest : public DriverTest {
  protected:
   // The members that must not matter are poisoned.
   static CARD_RSA_DECRYPT_INFO request(const DecryptCase& row, Bytes& buffer) {
@@ -68,9 +62,8 @@ class DecryptTest : public EntryTest {
 
   void run(CARD_DATA& record, const DecryptCase& row) {
     SCOPED_TRACE(row.name);
-    if (row.answer) {
-      queueResult("orvane_decrypt", row.answer->result, kSofttokenKeep, row.answer->length, row.answer->output);
-    }
+    answer("orvane_decrypt", row.answer);
+    record.hScard = row.cardHandle;
     record.dwVersion = row.cardVersion;
     Bytes buffer = row.cipherText;
     buffer.insert(buffer.end(), 8, kPoison);
@@ -220,12 +213,14 @@ TEST_F(DecryptTest, OaepNeedsNewFirmware) {
 }
 
 TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
-  CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2), makeKey(3, 3), makeKey(4, 0), makeKey(5, 4)});
+  CARD_DATA& record = open({makeKey(1, 1), makeKey(2, 2), makeKey(3, 3), makeKey(4, 0), makeKey(5, 4), makeKey(6, 4)});
   authenticate(record);
   setKeys(record, 4, {});
+  // Only the first key counts.
+  setKeys(record, 5, {makeKey(6, 4), makeKey(7, 3)});
   const DWORD none = code(SCARD_E_NO_KEY_CONTAINER);
   const auto index = [](unsigned value) {
-    return "E CardRSADecrypt: invalid container index=" + std::to_string(value) + ", containerCount=5";
+    return "E CardRSADecrypt: invalid container index=" + std::to_string(value) + ", containerCount=6";
   };
   const auto fits = [](const char* name, unsigned position, DWORD keySpec, std::uint8_t id) {
     return DecryptCase{.name = name,
@@ -243,7 +238,7 @@ TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
                        .log = {kPkcs1, "E CardRSADecrypt: key usage does not match dwKeySpec"}};
   };
   const DecryptCase cases[] = {
-      {.name = "an index equal to the count", .index = 5, .status = none, .log = {kPkcs1, index(5)}},
+      {.name = "an index equal to the count", .index = 6, .status = none, .log = {kPkcs1, index(6)}},
       {.name = "the largest index, before the key spec",
        .index = 255,
        .keySpec = 0,
@@ -267,16 +262,14 @@ TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
       misfits("signature, usage 2", 1, AT_SIGNATURE),
       misfits("key exchange, usage 0", 3, AT_KEYEXCHANGE),
       misfits("signature, usage 0", 3, AT_SIGNATURE),
+      misfits("key exchange, usage 4", 5, AT_KEYEXCHANGE),
+      misfits("signature, usage 4", 5, AT_SIGNATURE),
       fits("signature, usage 1", 0, AT_SIGNATURE, 1),
       fits("key exchange, usage 2", 1, AT_KEYEXCHANGE, 2),
       fits("signature, usage 3", 2, AT_SIGNATURE, 3),
       fits("key exchange, usage 3", 2, AT_KEYEXCHANGE, 3),
   };
   runAll(record, cases);
-  // Usage 4 is neither, and only the first key counts.
-  setKeys(record, 4, {makeKey(5, 4), makeKey(6, 3)});
-  run(record, misfits("signature, usage 4", 4, AT_SIGNATURE));
-  run(record, misfits("key exchange, usage 4", 4, AT_KEYEXCHANGE));
 }
 
 TEST_F(DecryptTest, ReversesOnTheWayInAndOut) {
@@ -297,14 +290,14 @@ TEST_F(DecryptTest, ReversesOnTheWayInAndOut) {
                // The token's plaintext is the beginning of the cipher text as the token sees it.
                .plaintext = Bytes(block.end() - 48, block.end())});
   run(record, {.name = "AA BB CC of the library",
-               .answer = DecryptAnswer{0, 3, {0xAA, 0xBB, 0xCC}},
+               .answer = answerOf(0, 3, {0xAA, 0xBB, 0xCC}),
                .log = concat(log, {success(3)}),
                .calls = withHandle(decrypt(1, kUserPin, "0504030201", 5)),
                .plaintext = Bytes{0xCC, 0xBB, 0xAA}});
   // No key is that long; the token is to say so.
   run(record, {.name = "longer than the block of any key",
                .cipherText = Bytes(1025, 0xAB),
-               .answer = DecryptAnswer{0, 2, {0x01, 0x02}},
+               .answer = answerOf(0, 2, {0x01, 0x02}),
                .log = concat(log, {success(2)}),
                .calls = withHandle(decrypt(1, kUserPin, repeated("AB", 1025), 1025)),
                .plaintext = Bytes{0x02, 0x01}});
@@ -320,37 +313,37 @@ TEST_F(DecryptTest, MapsTheLibrarysResult) {
   authenticate(record);
   const Lines begin = chosen("PKCS1", 0, 1, 1);
   const Lines calls = withHandle(decrypt(1, kUserPin, "0504030201", 5));
-  const auto failure = [&](const char* name, DecryptAnswer answer, DWORD status, const char* line) {
+  const auto failure = [&](const char* name, const Answer& answer, DWORD status, const char* line) {
     return DecryptCase{.name = name, .answer = answer, .status = status, .log = concat(begin, {line}), .calls = calls};
   };
   const DWORD invalid = code(SCARD_E_INVALID_PARAMETER);
   const DWORD tooSmall = code(SCARD_E_INSUFFICIENT_BUFFER);
   const char* const larger = "E CardRSADecrypt: decrypted length larger than buffer";
   const DecryptCase cases[] = {
-      failure("1", {1}, invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=1"),
-      failure("-1", {-1}, invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=-1"),
-      failure("51 means nothing here", {51}, invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=51"),
-      failure("one byte longer", {0, 6, {1, 2, 3, 4, 5, 6}}, tooSmall, larger),
-      failure("far longer", {0, 100, Bytes(100, 1)}, tooSmall, larger),
-      failure("a negative length is a large one", {0, -1, {1}}, tooSmall, larger),
-      failure("a length without a block", {0, 3}, tooSmall, larger),
+      failure("1", answerOf(1), invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=1"),
+      failure("-1", answerOf(-1), invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=-1"),
+      failure("51 means nothing here", answerOf(51), invalid, "E CardRSADecrypt: orvane_decrypt failed, ret=51"),
+      failure("one byte longer", answerOf(0, 6, {1, 2, 3, 4, 5, 6}), tooSmall, larger),
+      failure("far longer", answerOf(0, 100, Bytes(100, 1)), tooSmall, larger),
+      failure("a negative length is a large one", answerOf(0, -1, {1}), tooSmall, larger),
+      failure("a length without a block", answerOf(0, 3), tooSmall, larger),
       {.name = "exactly as long",
-       .answer = DecryptAnswer{0, 5, {1, 2, 3, 4, 6}},
+       .answer = answerOf(0, 5, {1, 2, 3, 4, 6}),
        .log = concat(begin, {success(5)}),
        .calls = calls,
        .plaintext = Bytes{6, 4, 3, 2, 1}},
       {.name = "length 0",
-       .answer = DecryptAnswer{0, 0, {1}},
+       .answer = answerOf(0, 0, {1}),
        .log = concat(begin, {success(0)}),
        .calls = calls,
        .plaintext = Bytes()},
       {.name = "no block, length 0",
-       .answer = DecryptAnswer{0, 0, {}},
+       .answer = answerOf(0, 0, {}),
        .log = concat(begin, {success(0)}),
        .calls = calls,
        .plaintext = Bytes()},
       {.name = "no length stored",
-       .answer = DecryptAnswer{0, kSofttokenKeep, {1}},
+       .answer = answerOf(0, kSofttokenKeep, {1}),
        .log = concat(begin, {success(0)}),
        .calls = calls,
        .plaintext = Bytes()},
@@ -371,8 +364,8 @@ TEST_F(DecryptTest, PassesLengthHandleAndPinAsTheyAre) {
                .status = code(SCARD_E_INVALID_PARAMETER),
                .log = concat(begin, {"E CardRSADecrypt: orvane_decrypt failed, ret=33"}),
                .calls = withHandle(decrypt(1, kUserPin, "null", 0))});
-  record.hScard = 0;
   run(record, {.name = "no card handle",
+               .cardHandle = 0,
                .log = concat(begin, {success(5)}),
                .calls = withoutHandle(decrypt(1, kUserPin, "0504030201", 5)),
                .plaintext = Bytes{1, 2, 3, 4, 5}});

@@ -1,7 +1,7 @@
 // CardSignData: one row for every step, in the order of the steps.
 #include <algorithm>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -9,18 +9,13 @@ namespace {
 constexpr char kEntry[] = "D CardSignData :: LOG_FUNCTION_NAME = Entry";
 constexpr char kHash[] = "A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7B8B9BABBBCBDBEBF";
 
-// What the library answers in place of the token.
-struct SignAnswer {
-  int result = 0;
-  int length = kSofttokenKeep;
-  Bytes output = {};
-};
-
 struct SignCase {
   const char* name = "";
   BYTE index = 0;
   DWORD flags = 0;
-  std::optional<SignAnswer> answer = std::nullopt;
+  std::optional<DWORD> hashLength = std::nullopt;  // none: that of the hash
+  SCARDHANDLE cardHandle = kCardHandle;
+  std::optional<Answer> answer = std::nullopt;
   DWORD status = 0;
   Lines log = {};  // after the entry line
   Lines calls = {};
@@ -62,7 +57,7 @@ OrvaneKeyPair keyWithAlgorithm(std::uint8_t id, std::uint32_t algorithm) {
   return pair;
 }
 
-class SignTest : public EntryTest {
+class SignTest : public DriverTest {
  protected:
   // All members that must not matter are poisoned, the outputs, too.
   CARD_SIGNING_INFO request(const SignCase& row) {
@@ -70,20 +65,15 @@ class SignTest : public EntryTest {
     info.bContainerIndex = row.index;
     info.dwSigningFlags = row.flags;
     info.pbData = hash_.data();
-    info.cbData = static_cast<DWORD>(hash_.size());
+    info.cbData = row.hashLength.value_or(static_cast<DWORD>(hash_.size()));
     return info;
-  }
-
-  void queue(const std::optional<SignAnswer>& prepared) {
-    if (prepared) {
-      queueResult("orvane_signHash", prepared->result, kSofttokenKeep, prepared->length, prepared->output);
-    }
   }
 
   void run(CARD_DATA& record, const SignCase& row) { run(record, row, request(row)); }
 
   void run(CARD_DATA& record, const SignCase& row, CARD_SIGNING_INFO info) {
-    queue(row.answer);
+    answer("orvane_signHash", row.answer);
+    record.hScard = row.cardHandle;
     takeAllocations();
     CARD_SIGNING_INFO expected = info;
     const Outcome outcome = observe([&] { return record.pfnCardSignData(&record, &info); });
@@ -271,7 +261,7 @@ TEST_F(SignTest, KeyLongerThanItsAlgorithmCode) {
                        "D CardSignData: hash length=32"};
   const SignCase cases[] = {
       {.name = "as long as the code says",
-       .answer = SignAnswer{0, 256, answer},
+       .answer = answerOf(0, 256, answer),
        .log = concat(begin, {success(256)}),
        .calls = withHandle(sign(1, kUserPin)),
        .allocations = {256},
@@ -317,26 +307,22 @@ TEST_F(SignTest, RefusesRsa1024OfKnownTokens) {
   run(record, {.status = code(SCARD_E_UNSUPPORTED_FEATURE),
                .log = concat({test::request(0, 1, "00000000", 1)}, refused),
                .allocations = {128}});
-  hash_.resize(20);
-  const CARD_SIGNING_INFO sha1 = request(SignCase{});
-  hash_ = callersHash();
-  run(record,
-      {.status = code(SCARD_E_UNSUPPORTED_FEATURE),
-       .log = {test::request(0, 1, "00000000", 1), refused[0], refused[1], "D CardSignData: hash length=20",
-               refused[3]},
-       .allocations = {128}},
-      sha1);
+  run(record, {.hashLength = 20,
+               .status = code(SCARD_E_UNSUPPORTED_FEATURE),
+               .log = {test::request(0, 1, "00000000", 1), refused[0], refused[1], "D CardSignData: hash length=20",
+                       refused[3]},
+               .allocations = {128}});
 
   // A token that the process keeps no record of: the library decides, and gets an empty PIN.
-  defineCard({makeKey(1, 3, 1024)}, "0034CD");
-  setSerial(record, "0034CD");
+  defineToken({.serial = kOtherSerial, .keys = {makeKey(1, 3, 1024)}});
+  setSerial(record, kOtherSerial);
   const std::string asked =
       "D === CardSignData: serial=[0034CD] containerIndex=0 containerListSize=1 dwSigningFlags=0x00000000 "
       "userPinAuth=1";
   const std::string call = "orvane_signHash(\"0034CD\", " + idOf(1) + ", \"\", " + kHash + ", 32, false, null, false)";
   Bytes signature(128);
   for (std::size_t i = 0; i < 128; ++i) signature[i] = static_cast<std::uint8_t>(i + 1);
-  run(record, {.answer = SignAnswer{0, 128, signature},
+  run(record, {.answer = answerOf(0, 128, signature),
                .log = {asked, key(0, 1, 3, 1), size(128), "D CardSignData: hash length=32", success(128)},
                .calls = withHandle(call),
                .allocations = {128},
@@ -355,7 +341,7 @@ TEST_F(SignTest, MapsTheLibrarysResult) {
   whole.front() = 0x01;
   whole.back() = 0xFF;
   const Bytes reversed(whole.rbegin(), whole.rend());
-  const auto failure = [&](const char* name, SignAnswer answer, DWORD status, const char* line) {
+  const auto failure = [&](const char* name, const Answer& answer, DWORD status, const char* line) {
     return SignCase{.name = name,
                     .answer = answer,
                     .status = status,
@@ -364,40 +350,41 @@ TEST_F(SignTest, MapsTheLibrarysResult) {
                     .allocations = {256}};
   };
   const SignCase cases[] = {
-      failure("51", {51, 256}, code(SCARD_E_UNSUPPORTED_FEATURE),
+      failure("51", answerOf(51, 256), code(SCARD_E_UNSUPPORTED_FEATURE),
               "E CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token"),
-      failure("1", {1, 256}, invalid, "E CardSignData: orvane_signHash failed, ret=1"),
-      failure("-1", {-1, 256}, invalid, "E CardSignData: orvane_signHash failed, ret=-1"),
-      failure("50", {50, 256}, invalid, "E CardSignData: orvane_signHash failed, ret=50"),
-      failure("-2147483647", {-2147483647, 256}, invalid, "E CardSignData: orvane_signHash failed, ret=-2147483647"),
-      failure("no length stored", {0, kSofttokenKeep}, invalid, "E CardSignData: invalid signature length 0"),
-      failure("length 0", {0, 0}, invalid, "E CardSignData: invalid signature length 0"),
-      failure("length -1", {0, -1}, invalid, "E CardSignData: invalid signature length -1"),
-      failure("one byte more", {0, 257}, invalid, "E CardSignData: invalid signature length 257"),
-      failure("far too long", {0, 2147483647}, invalid, "E CardSignData: invalid signature length 2147483647"),
+      failure("1", answerOf(1, 256), invalid, "E CardSignData: orvane_signHash failed, ret=1"),
+      failure("-1", answerOf(-1, 256), invalid, "E CardSignData: orvane_signHash failed, ret=-1"),
+      failure("50", answerOf(50, 256), invalid, "E CardSignData: orvane_signHash failed, ret=50"),
+      failure("-2147483647", answerOf(-2147483647, 256), invalid,
+              "E CardSignData: orvane_signHash failed, ret=-2147483647"),
+      failure("no length stored", answerOf(0, kSofttokenKeep), invalid, "E CardSignData: invalid signature length 0"),
+      failure("length 0", answerOf(0, 0), invalid, "E CardSignData: invalid signature length 0"),
+      failure("length -1", answerOf(0, -1), invalid, "E CardSignData: invalid signature length -1"),
+      failure("one byte more", answerOf(0, 257), invalid, "E CardSignData: invalid signature length 257"),
+      failure("far too long", answerOf(0, 2147483647), invalid, "E CardSignData: invalid signature length 2147483647"),
       {.name = "the whole modulus",
-       .answer = SignAnswer{0, 256, whole},
+       .answer = answerOf(0, 256, whole),
        .log = concat(begin, {success(256)}),
        .calls = calls,
        .allocations = {256},
        .signatureLength = 256,
        .signature = reversed},
       {.name = "one byte less",
-       .answer = SignAnswer{0, 255, whole},
+       .answer = answerOf(0, 255, whole),
        .log = concat(begin, {success(255)}),
        .calls = calls,
        .allocations = {256},
        .signatureLength = 255,
        .signature = Bytes(reversed.begin() + 1, reversed.end())},
       {.name = "three bytes",
-       .answer = SignAnswer{0, 3, {0xAA, 0xBB, 0xCC}},
+       .answer = answerOf(0, 3, {0xAA, 0xBB, 0xCC}),
        .log = concat(begin, {success(3)}),
        .calls = calls,
        .allocations = {256},
        .signatureLength = 3,
        .signature = {0xCC, 0xBB, 0xAA}},
       {.name = "one byte",
-       .answer = SignAnswer{0, 1, {0xAA}},
+       .answer = answerOf(0, 1, {0xAA}),
        .log = concat(begin, {success(1)}),
        .calls = calls,
        .allocations = {256},
@@ -418,14 +405,13 @@ TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
                .calls = withHandle(sign(1, "")),
                .allocations = {256}});
   authenticate(record, 0);
-  record.hScard = 0;
   run(record, {.name = "no card handle",
+               .cardHandle = 0,
                .log = concat(begin("32"), {success(256)}),
                .calls = withoutHandle(sign(1, kUserPin)),
                .allocations = {256},
                .signatureLength = 256,
                .signature = reversedPattern(256)});
-  record.hScard = kCardHandle;
   const struct {
     DWORD length;
     const char* logged;
@@ -440,39 +426,30 @@ TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
   };
   for (const auto& row : lengths) {
     SCOPED_TRACE(row.logged);
-    CARD_SIGNING_INFO info = request(SignCase{});
-    info.cbData = row.length;
-    run(record,
-        {.answer = SignAnswer{0, 1, {0x77}},
-         .log = concat(begin(row.logged), {success(1)}),
-         .calls = withHandle(sign(1, kUserPin, row.bytes, row.passed)),
-         .allocations = {256},
-         .signatureLength = 1,
-         .signature = {0x77}},
-        info);
+    run(record, {.hashLength = row.length,
+                 .answer = answerOf(0, 1, {0x77}),
+                 .log = concat(begin(row.logged), {success(1)}),
+                 .calls = withHandle(sign(1, kUserPin, row.bytes, row.passed)),
+                 .allocations = {256},
+                 .signatureLength = 1,
+                 .signature = {0x77}});
   }
 }
 
 TEST_F(SignTest, RefusalOfAFipsToken) {
-  CARD_DATA& record = open({makeKey(1, 1)});
-  const SofttokenTokenDefinition fips{kSerial, "2.1.0", kUserPin, kSoPin, 3, 3, 1, 0, kSofttokenKeep};
-  ASSERT_EQ(softtoken_define_token(&fips), 1);
-  const OrvaneKeyPair pair = makeKey(1, 1);
-  ASSERT_EQ(softtoken_add_key(kSerial, &pair), 1);
+  defineToken({.keys = {makeKey(1, 1)}, .isFips = true});
+  CARD_DATA& record = openContext();
   authenticate(record);
   for (const DWORD length : {DWORD{16}, DWORD{20}}) {
     SCOPED_TRACE(length);
-    CARD_SIGNING_INFO info = request(SignCase{});
-    info.cbData = length;
     const std::string bytes(kHash, 2 * length);
-    run(record,
-        {.status = code(SCARD_E_UNSUPPORTED_FEATURE),
-         .log = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
-                 "D CardSignData: hash length=" + std::to_string(length),
-                 "E CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token"},
-         .calls = withHandle(sign(1, kUserPin, bytes, static_cast<int>(length))),
-         .allocations = {256}},
-        info);
+    run(record, {.hashLength = length,
+                 .status = code(SCARD_E_UNSUPPORTED_FEATURE),
+                 .log = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
+                         "D CardSignData: hash length=" + std::to_string(length),
+                         "E CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token"},
+                 .calls = withHandle(sign(1, kUserPin, bytes, static_cast<int>(length))),
+                 .allocations = {256}});
   }
 }
 

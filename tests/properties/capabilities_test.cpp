@@ -1,10 +1,10 @@
 // CardQueryCapabilities, CardQueryFreeSpace and CardQueryKeySizes.
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
 
-class QueryTest : public EntryTest {};
+class QueryTest : public DriverTest {};
 
 TEST_F(QueryTest, Capabilities) {
   CARD_DATA& record = open();

@@ -1,7 +1,8 @@
 // CardGetProperty: the eighteen properties, each with every way to ask for it.
 #include <algorithm>
 
-#include "harness/entry_test.h"
+#include "harness/all_properties.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -107,7 +108,7 @@ const PropertyCase kCases[] = {
      .announcement = {"D Property = CP_CHAINING_MODES"},
      .tooSmall = {"D buffer is not sufficent"}},
 };
-static_assert(std::size(kCases) == 18);
+static_assert(std::size(kCases) == 18 && std::size(kCardProperties) == 18);
 
 // One question, with everything that can be wrong about it.
 struct Question {
@@ -120,7 +121,7 @@ struct Question {
   DWORD flags = 0;
 };
 
-class GetPropertyTest : public EntryTest {
+class GetPropertyTest : public DriverTest {
  protected:
   // Asks with a poisoned buffer that is one byte off any alignment and has spare bytes behind it. `value` is what the
   // buffer must begin with afterwards, `length` what the size pointer must hold; without one it must be untouched.
@@ -155,6 +156,8 @@ class GetPropertyTest : public EntryTest {
 
 TEST_F(GetPropertyTest, AnswersWithEnoughRoom) {
   CARD_DATA& record = open();
+  for (std::size_t i = 0; i < std::size(kCases); ++i)
+    EXPECT_EQ(narrow(kCases[i].name), narrow(kCardProperties[i].name));
   for (const PropertyCase& row : kCases) {
     SCOPED_TRACE(narrow(row.name));
     const auto size = static_cast<DWORD>(row.value.size());
@@ -349,12 +352,7 @@ TEST_F(GetPropertyTest, SerialNumberWithItsNul) {
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
-    setSerial(record, "");
-    std::wstring wide;
-    for (const char c : row.serial) wide.push_back(static_cast<unsigned char>(c));
-    ASSERT_EQ(record.pfnCardSetProperty(&record, CP_CARD_SERIAL_NO, reinterpret_cast<PBYTE>(wide.data()),
-                                        static_cast<DWORD>(2 * wide.size()), 0),
-              0u);
+    setSerial(record, row.serial);
     expectAnswer(record, {.name = L"Card Serial Number", .hasBuffer = false}, {122, tooSmall, {}}, row.size);
     expectAnswer(record, {.name = L"Card Serial Number", .bufferSize = row.size - 1}, {122, tooSmall, {}}, row.size);
     expectAnswer(record, {.name = L"Card Serial Number", .bufferSize = row.size}, {0, begin, {}}, row.size, row.value);

@@ -1,7 +1,9 @@
 // CardSetProperty: what is stored, refused and ignored.
 #include <algorithm>
+#include <set>
 
-#include "harness/entry_test.h"
+#include "harness/all_properties.h"
+#include "harness/driver_test.h"
 
 namespace orvane::test {
 namespace {
@@ -37,7 +39,7 @@ Bytes counting(std::size_t length) {
   return bytes;
 }
 
-class SetPropertyTest : public EntryTest {
+class SetPropertyTest : public DriverTest {
  protected:
   static Settings settingsOf(CARD_DATA& record) {
     const ProviderContext& context = inside(record);
@@ -78,7 +80,7 @@ class SetPropertyTest : public EntryTest {
   // Each row on a context of its own.
   template <std::size_t kCount>
   void runAll(const UpdateCase (&cases)[kCount]) {
-    defineCard({makeKey(1, 3)});
+    defineToken({.keys = {makeKey(1, 3)}});
     for (const UpdateCase& row : cases) {
       SCOPED_TRACE(row.label);
       run(openContext(), row);
@@ -219,7 +221,7 @@ TEST_F(SetPropertyTest, NarrowsTexts) {
        "B"},
       {"a long text", wideBytes(std::wstring(300, L'7')), std::nullopt, std::string(300, '7')},
   };
-  defineCard({makeKey(1, 3)});
+  defineToken({.keys = {makeKey(1, 3)}});
   for (const auto& row : texts) {
     SCOPED_TRACE(row.label);
     run(openContext(), {.name = L"Card Serial Number",
@@ -238,14 +240,14 @@ TEST_F(SetPropertyTest, NarrowsTexts) {
 
 TEST_F(SetPropertyTest, RefusesOtherNames) {
   CARD_DATA& record = open();
-  for (const wchar_t* const name :
-       {L"", L"Read Only Mode", L"Free Space", L"Key Sizes", L"Capabilities", L"PIN List", L"Authenticated State",
-        L"Algorithms", L"PIN Strength Change", L"PIN Strength Unblock", L"Key Import Support", L"Padding Schemes",
-        L"Chaining Modes", L"cache mode", L"CARD SERIAL NUMBER", L"Card Serial Number ", L"PIN Identifier"}) {
+  std::set<std::wstring> names = {L"", L"cache mode", L"CARD SERIAL NUMBER", L"Card Serial Number "};
+  for (const LPCWSTR name : allPropertyNames()) names.insert(name);
+  for (const LPCWSTR name : kSettableCardProperties) names.erase(name);
+  for (const std::wstring& name : names) {
     std::string shown;
-    for (const wchar_t unit : std::wstring_view(name)) shown.push_back(static_cast<char>(unit));
+    for (const wchar_t unit : name) shown.push_back(static_cast<char>(unit));
     SCOPED_TRACE(shown);
-    run(record, {.name = name,
+    run(record, {.name = name.c_str(),
                  .data = counting(64),
                  .status = code(SCARD_E_UNSUPPORTED_FEATURE),
                  .log = {"D CardSetProperty: unsupported property = " + shown}});
@@ -255,8 +257,8 @@ TEST_F(SetPropertyTest, RefusesOtherNames) {
 TEST_F(SetPropertyTest, ANewSerialCountsAtOnceAndForThisRecordOnly) {
   CARD_DATA& first = open({makeKey(1, 3)});
   CARD_DATA& second = openContext();
-  defineCard({makeKey(7, 3)}, "0034CD");
-  setSerial(first, "0034CD");
+  defineToken({.serial = kOtherSerial, .keys = {makeKey(7, 3)}});
+  setSerial(first, kOtherSerial);
   authenticate(first);
   // The containers stay those of the first token.
   ASSERT_EQ(inside(first).containerCount(), 1u);

@@ -6,7 +6,7 @@
 #include <iostream>
 #include <random>
 
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 #include "harness/caller_memory.h"
 #include "soak/process_usage.h"
 
@@ -22,21 +22,21 @@ unsigned amount(const char* variable, unsigned small) {
   return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : small;
 }
 
-class Soak : public FaultTest {
+class Soak : public CallTest {
  protected:
   void SetUp() override {
-    FaultTest::SetUp();
+    CallTest::SetUp();
     startAnew();
     setDebugLog(false);
     // The first acquisition starts the monitor; it stays where the fixture holds it.
     first_ = newRecord();
     ASSERT_EQ(acquire(first_), 0u);
-    acquireContext_ = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
-    deleteContext_ = reinterpret_cast<PFN_CARD_DELETE_CONTEXT>(exportNamed("CardDeleteContext"));
+    acquireContext_ = acquireContextExport();
+    deleteContext_ = deleteContextExport();
   }
   void TearDown() override {
     EXPECT_EQ(deleteContext_(&first_), 0u);
-    FaultTest::TearDown();
+    CallTest::TearDown();
   }
 
   // Runs `step` `count` times in ten parts and compares what the process holds after the second and after the last.
@@ -86,16 +86,10 @@ TEST_F(Soak, MixedCalls) {
   run(amount("ORVANE_SOAK_CALLS", 5000), [&] {
     CARD_DATA& record = records[random() % records.size()];
     // PINs change and block, contexts end: now and then all is as it was.
-    if (random() % 50 == 0) {
-      const SofttokenTokenDefinition definition{kFaultSerial,  "2.1.0", kFaultPin, kFaultSoPin, 3, 3, 0, 0,
-                                                kSofttokenKeep};
-      ASSERT_EQ(softtoken_define_token(&definition), 1);
-      const OrvaneKeyPair key = makeKey(1, 3);
-      ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
-    }
+    if (random() % 50 == 0) defineToken(tokenForCalls());
     if (record.pvVendorSpecific == nullptr) {
       ASSERT_EQ(acquireContext_(&record, 0), 0u);
-      record.hScard = kFaultCardHandle;
+      record.hScard = kCardHandle;
     }
     CallOutputs outputs;
     const std::function<DWORD()> prepared = calls[random() % calls.size()].prepare(record, outputs);

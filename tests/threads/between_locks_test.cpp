@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "harness/entry_test.h"
+#include "harness/driver_test.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
 namespace orvane::test {
 namespace {
 
-class BetweenLocks : public EntryTest {
+class BetweenLocks : public DriverTest {
  protected:
   // Verifies the right PIN while another context forgets it after the unlocking with this number, from 1. Returns the
   // status, and whether the call had so many.

@@ -7,7 +7,7 @@
 
 #include "cache/process_state.h"
 #include "harness/all_calls.h"
-#include "harness/core_test.h"
+#include "harness/linked_test.h"
 #include "support/secret.h"
 
 namespace orvane::test {
@@ -27,44 +27,32 @@ bool comesBack(const std::future<Result>& call) {
   return call.wait_for(std::chrono::milliseconds(kLongMs)) == std::future_status::ready;
 }
 
-class LibraryLock : public CoreTest {
+class LibraryLock : public LinkedTest {
  protected:
   void SetUp() override {
-    CoreTest::SetUp();
-    defineFaultToken();
+    LinkedTest::SetUp();
+    defineToken(tokenForCalls());
     for (CARD_DATA* const record : {&record_, &other_}) {
       *record = newRecord();
       ASSERT_EQ(CardAcquireContext(record, 0), 0u);
-      record->hScard = kFaultCardHandle;
+      record->hScard = kCardHandle;
     }
   }
   void TearDown() override {
     for (CARD_DATA* const record : {&record_, &other_}) EXPECT_EQ(CardDeleteContext(record), 0u);
-    CoreTest::TearDown();
+    LinkedTest::TearDown();
   }
 
-  // The token as every row finds it: with its first PINs.
-  static void defineFaultToken() {
-    const SofttokenTokenDefinition definition{kFaultSerial,  "2.1.0", kFaultPin, kFaultSoPin, 3, 3, 0, 0,
-                                              kSofttokenKeep};
-    ASSERT_EQ(softtoken_define_token(&definition), 1);
-    for (const std::uint8_t id : {std::uint8_t{1}, std::uint8_t{2}}) {
-      const OrvaneKeyPair key = makeKey(id, 3);
-      const OrvaneCertificate certificate = makeCertificate(id, 100);
-      ASSERT_EQ(softtoken_add_key(kFaultSerial, &key), 1);
-      ASSERT_EQ(softtoken_set_certificate(kFaultSerial, key.credentialId, &certificate), 1);
-    }
-  }
-
+  // The token with its first PINs, and what the call expects.
   void prepareFor(Before before) {
-    defineFaultToken();
+    defineToken(tokenForCalls());
     DeviceCache& devices = processState().deviceCache;
-    devices.clearValidatedPassword(kFaultSerial);
+    devices.clearValidatedPassword(kSerial);
     if (before == Before::kPinCached || before == Before::kPinBumped) {
-      devices.storeValidatedPassword(kFaultSerial, SecretText(kFaultPin, sizeof(kFaultPin) - 1));
+      devices.storeValidatedPassword(kSerial, SecretText(kUserPin, sizeof(kUserPin) - 1));
     }
-    if (before == Before::kPinBumped) devices.firstPinsBump(kFaultSerial);
-    if (before == Before::kListForgotten) processState().containerListCache.erase(kFaultSerial);
+    if (before == Before::kPinBumped) devices.firstPinsBump(kSerial);
+    if (before == Before::kListForgotten) processState().containerListCache.erase(kSerial);
     forget();
   }
 
@@ -76,7 +64,7 @@ class LibraryLock : public CoreTest {
     const std::function<DWORD()> prepared = call.prepare(record_, outputs);
     outputs.startCall();
     ASSERT_EQ(softtoken_gate(function, 1), 1);
-    DWORD status = 0xA5A5A5A5;
+    DWORD status = kPoison32;
     std::thread caller([&] { status = prepared(); });
     EXPECT_EQ(softtoken_wait_held(function, kLongMs), 1);
     look();
@@ -145,7 +133,7 @@ TEST_F(LibraryLock, IsHeldWhereACardHandleIsSet) {
       EXPECT_EQ(isFree(state.libraryMutex), !row.isLocked);
       EXPECT_TRUE(isFree(state.contextSlotMutex));
       // Nobody but the cache itself can ask its mutex.
-      deviceCache = std::async(std::launch::async, [&] { return state.deviceCache.hasRecord(kFaultSerial); });
+      deviceCache = std::async(std::launch::async, [&] { return state.deviceCache.hasRecord(kSerial); });
       EXPECT_TRUE(comesBack(deviceCache)) << "deviceCacheMutex is held";
     });
   }

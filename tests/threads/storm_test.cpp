@@ -13,7 +13,7 @@
 #include <set>
 #include <thread>
 
-#include "harness/all_calls.h"
+#include "harness/call_test.h"
 #include "harness/machine.h"
 #ifndef _WIN32
 #include "cache/device_monitor.h"
@@ -58,19 +58,13 @@ bool isExplained(DWORD status) {
   return statuses.count(status) != 0;
 }
 
-class Storm : public FaultTest {
+class Storm : public CallTest {
  protected:
   void defineTokens() {
     for (const char* const serial : kTokens) {
-      const SofttokenTokenDefinition definition{serial,  "2.1.0", kFaultPin, kFaultSoPin,   1000000,
-                                                1000000, 0,       0,         kSofttokenKeep};
-      ASSERT_EQ(softtoken_define_token(&definition), 1);
-      for (const std::uint8_t id : {std::uint8_t{1}, std::uint8_t{2}}) {
-        const OrvaneKeyPair key = makeKey(id, 3);
-        const OrvaneCertificate certificate = makeCertificate(id, 100);
-        ASSERT_EQ(softtoken_add_key(serial, &key), 1);
-        ASSERT_EQ(softtoken_set_certificate(serial, key.credentialId, &certificate), 1);
-      }
+      TestToken token = tokenForCalls(serial);
+      token.tries = 1000000;
+      defineToken(token);
     }
   }
 
@@ -89,8 +83,8 @@ class Storm : public FaultTest {
       record.pfnCspReAlloc = reallocatePlain;
       record.pfnCspFree = releasePlain;
     }
-    acquireContext_ = reinterpret_cast<PFN_CARD_ACQUIRE_CONTEXT>(exportNamed("CardAcquireContext"));
-    deleteContext_ = reinterpret_cast<PFN_CARD_DELETE_CONTEXT>(exportNamed("CardDeleteContext"));
+    acquireContext_ = acquireContextExport();
+    deleteContext_ = deleteContextExport();
 
     std::vector<std::thread> workers;
     workers.reserve(kThreads);
@@ -147,7 +141,7 @@ class Storm : public FaultTest {
   template <typename Random>
   void acquireAnew(CARD_DATA& record, Random& random) {
     check(deleteContext_(&record));
-    record.hScard = random() % 4 == 0 ? 0 : kFaultCardHandle;
+    record.hScard = random() % 4 == 0 ? 0 : kCardHandle;
     const DWORD status = acquireContext_(&record, 0);
     check(status);
     if (status == 0) ++acquired_;
@@ -216,12 +210,12 @@ TEST_F(Storm, DeletesAContextUnderARunningCall) {
   for (const Row& row : rows) {
     const EntryCall call = callNamed(row.call);
     SCOPED_TRACE(row.call);
-    CARD_DATA& record = open(call.before);
+    CARD_DATA& record = openFor(call.before);
     CallOutputs outputs;
     const std::function<DWORD()> prepared = call.prepare(record, outputs);
     outputs.startCall();
     ASSERT_EQ(softtoken_gate(row.function, 1), 1);
-    DWORD status = 0xA5A5A5A5;
+    DWORD status = kPoison32;
     std::thread caller([&] { status = prepared(); });
     EXPECT_EQ(softtoken_wait_held(row.function, 120000), 1);
     EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);

@@ -1,4 +1,4 @@
-#include "core_test.h"
+#include "harness/linked_test.h"
 
 #include <memory>
 #include <new>
@@ -31,29 +31,24 @@ void lockTwice(Mutex& mutex) {
   }
 }
 
-void CoreTest::SetUp() {
+void LinkedTest::SetUp() {
   DriverTest::SetUp();
   renewLinkedState();
 }
 
-void CoreTest::TearDown() {
+void LinkedTest::TearDown() {
+  takeContext(bound_);
   openMonitor();
   renewLinkedState();
   DriverTest::TearDown();
 }
 
-void BoundCoreTest::SetUp() {
-  CoreTest::SetUp();
-  record_ = newRecord();
-  ContextRef context(new ProviderContext(&record_));
+void LinkedTest::bind() {
+  bound_ = newRecord();
+  ContextRef context(new ProviderContext(&bound_));
   context->serialNumber = kSerial;
-  publishContext(record_, std::move(context));
+  publishContext(bound_, std::move(context));
   forget();
-}
-
-void BoundCoreTest::TearDown() {
-  takeContext(record_);
-  CoreTest::TearDown();
 }
 
 }  // namespace orvane::test
