@@ -9,12 +9,15 @@
 //   d r u  deauthenticate e r s  the set s    S r c f h   sign                R r c k l p   decrypt
 //   F r i  read a file    E r i  list         I r i       describe            G r i s f     get a property
 //   T r i s  set one      C r c  container    c r c i s   its property        k r c i s     set it
+//   a r i  a call of the tests' list, with arguments that it accepts
 //   Q r i  query          t i v  token i gone or there (v)                    K i n    token i has n odd keys
 //   m      monitor polls  q f kind result attempts length    prepare the library's answer
 //   z n    allocations fail from the n-th on, "z-" never     L v   log off or on        r i   reader name
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <set>
 
 #include "cache/device_monitor.h"
@@ -37,9 +40,9 @@ DWORD callWithNothing(DWORD(WINAPI* entryPoint)(Types...)) {
   return entryPoint(Types{}...);
 }
 
-template <typename Value, std::size_t kCount>
-const Value& pick(const Value (&list)[kCount], std::uint8_t index) {
-  return list[index % kCount];
+template <typename List>
+const auto& pick(const List& list, std::uint8_t index) {
+  return list[index % std::size(list)];
 }
 
 constexpr const char* kPins[] = {test::kUserPin,
@@ -54,25 +57,23 @@ constexpr const wchar_t* kUsers[] = {L"user", L"admin", L"", L"USER", L"nobody"}
 constexpr const char* kFiles[] = {"cardid",  "cardcf", "cmapfile", "ksc0", "kxc1",   "ksc2",
                                   "msroots", "kxc9",   "ksc",      "",     "CARDCF", "kxc4294967296"};
 constexpr const char* kDirectories[] = {"", "mscp", "MSCP", "other"};
-constexpr const wchar_t* kPropertyNames[] = {CP_CARD_GUID,
-                                             CP_CARD_READ_ONLY,
-                                             CP_CARD_FREE_SPACE,
-                                             CP_CARD_KEYSIZES,
-                                             CP_CARD_CAPABILITIES,
-                                             CP_CARD_CACHE_MODE,
-                                             CP_CARD_SERIAL_NO,
-                                             CP_CARD_PIN_INFO,
-                                             CP_SUPPORTS_WIN_X509_ENROLLMENT,
-                                             CP_CARD_LIST_PINS,
-                                             CP_CARD_AUTHENTICATED_STATE,
-                                             CP_ENUM_ALGORITHMS,
-                                             CP_PADDING_SCHEMES,
-                                             CP_CHAINING_MODES,
-                                             CP_PARENT_WINDOW,
-                                             CP_PIN_CONTEXT_STRING,
-                                             CCP_CONTAINER_INFO,
-                                             CCP_PIN_IDENTIFIER,
-                                             L"nothing"};
+// What can be asked of a card and its containers, or set: the tests' lists, and a name that nobody knows.
+constexpr const wchar_t* kUnknownName = L"nothing";
+const std::vector<LPCWSTR>& propertyNames() {
+  static const std::vector<LPCWSTR> names = [] {
+    std::vector<LPCWSTR> all = test::allPropertyNames();
+    all.push_back(kUnknownName);
+    return all;
+  }();
+  return names;
+}
+constexpr LPCWSTR kContainerNames[] = {test::kContainerProperties[0], test::kContainerProperties[1], kUnknownName};
+static_assert(std::size(kContainerNames) == std::size(test::kContainerProperties) + 1);
+// The calls of the tests, the storm, the soak and the benchmark.
+const std::vector<test::EntryCall>& calls() {
+  static const std::vector<test::EntryCall> all = test::allCalls();
+  return all;
+}
 constexpr const char* kReaderNames[] = {"",          "Brightfold Orvane 0", "Brightfold Orvane 0012AB 1",
                                         "OrvaneDSC", "SLE reader 2",        "Reader 99999999999"};
 constexpr long long kResults[] = {0, 1, -1, 51, 160, 164, 224, INT_MAX, INT_MIN};
@@ -141,6 +142,11 @@ class Session {
       case 'S':
         sign(record());
         break;
+      case 'a': {
+        CARD_DATA& target = record();
+        callFromTheList(target, fuzz::pick(calls(), value()));
+        break;
+      }
       case 'R':
         decrypt(record());
         break;
@@ -174,6 +180,15 @@ class Session {
 #define ORVANE_FUZZ_CALL(name) check(callWithNothing(&name));
     ORVANE_FOR_EACH_SLOT(ORVANE_FUZZ_CALL)
 #undef ORVANE_FUZZ_CALL
+  }
+
+  void callFromTheList(CARD_DATA& target, const test::EntryCall& call) {
+    // A record that never was acquired has no functions yet.
+    if (target.pfnCardDeleteContext == nullptr) return;
+    test::CallOutputs outputs;
+    const std::function<DWORD()> prepared = call.prepare(target, outputs);
+    outputs.startCall();
+    check(prepared());
   }
 
   std::string pin() { return fuzz::pick(kPins, value()); }
@@ -281,7 +296,7 @@ class Session {
     } else if (operation == 'Q') {
       query(target, value());
     } else if (operation == 'G' || operation == 'T') {
-      const wchar_t* const name = fuzz::pick(kPropertyNames, value());
+      const wchar_t* const name = fuzz::pick(propertyNames(), value());
       std::vector<BYTE> data(value(), 'x');
       const DWORD flags = value();
       const auto size = static_cast<DWORD>(data.size());
@@ -294,7 +309,7 @@ class Session {
       }
     } else {
       const BYTE container = value();
-      const wchar_t* const name = fuzz::pick(kPropertyNames, value());
+      const wchar_t* const name = fuzz::pick(kContainerNames, value());
       alignas(CONTAINER_INFO) BYTE data[256] = {};
       const DWORD size = value();
       if (operation == 'k') {

@@ -5,8 +5,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
+#include <string>
+#include <string_view>
 
 #include "fuzz/targets.h"
+#include "harness/all_properties.h"
 #include "harness/linked_test.h"
 
 namespace orvane::test {
@@ -28,6 +32,21 @@ TEST_P(Corpus, Runs) {
     const Bytes content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     ASSERT_FALSE(content.empty());
     GetParam().run(content);
+  }
+}
+
+// A target that takes a property's name as text begins with all names that there are.
+TEST(PropertySeeds, NameEveryProperty) {
+  std::set<std::string> seeded;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(std::filesystem::path(ORVANE_FUZZ_CORPUS) / "properties")) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    std::string name;
+    std::getline(file, name);
+    seeded.insert(name);
+  }
+  for (const std::wstring_view name : allPropertyNames()) {
+    EXPECT_EQ(seeded.count(std::string(name.begin(), name.end())), 1u) << std::string(name.begin(), name.end());
   }
 }
 
