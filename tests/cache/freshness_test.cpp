@@ -1,6 +1,7 @@
 // The freshness counters and bumpCacheFreshness.
 #include "cache/freshness.h"
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -129,22 +130,27 @@ TEST_F(FreshnessTest, BytesWrapToOneAndWordsToZero) {
   EXPECT_EQ(counters("A1"), (Counters{1, 1, 0, 0, 1, 0, 0, true}));
 }
 
+constexpr char kNotValid[] = "D Not valid - bumping pin freshness";
+
 // From the second bump of the PIN counter on, the token is asked; only when both sides hold the PIN valid it stays.
 struct PinRow {
   const char* name;
-  long long onDevice;  // -1: the library throws
+  std::optional<long long> onDevice;  // none: the library throws
+  const char* shown;                  // of that
+  const char* firmware;               // that the record holds afterwards
   bool local;
-  bool isBumped;
+  unsigned pins;  // the counter afterwards
+  const char* conclusion;
 };
 
 TEST_F(FreshnessTest, PinCounterStaysWhileThePinIsValid) {
   const PinRow rows[] = {
-      {"valid on both sides", 1, true, false},
-      {"any number but 0 is valid", 4294967295, true, false},
-      {"not validated by this process", 1, false, true},
-      {"not valid on the token", 0, true, true},
-      {"on neither side", 0, false, true},
-      {"the library throws", -1, true, true},
+      {"valid on both sides", 1, "1", "9.8", true, 1, "D valid"},
+      {"any number but 0 is valid", 4294967295, "4294967295", "9.8", true, 1, "D valid"},
+      {"not validated by this process", 1, "1", "9.8", false, 2, kNotValid},
+      {"not valid on the token", 0, "0", "9.8", true, 2, kNotValid},
+      {"on neither side", 0, "0", "9.8", false, 2, kNotValid},
+      {"the library throws", std::nullopt, "0", "", true, 2, kNotValid},
   };
   for (const PinRow& row : rows) {
     SCOPED_TRACE(row.name);
@@ -157,23 +163,21 @@ TEST_F(FreshnessTest, PinCounterStaysWhileThePinIsValid) {
     EXPECT_EQ(takeLog(),
               (Lines{"D device reconnect false [A1]", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=1 cont=0 file=0"}));
     EXPECT_EQ(takeCalls(), Lines{});
-    if (row.local) cache.storeValidatedPassword("A1", SecretText("1234", 4));
-    if (row.onDevice < 0) {
-      queueThrow("orvane_getTokenInfo");
+    if (row.local) cache.storeValidatedPassword("A1", SecretText(kUserPin, sizeof(kUserPin) - 1));
+    if (row.onDevice) {
+      queueResult("orvane_getTokenInfo", *row.onDevice, kSofttokenKeep, kSofttokenKeep, {'9', '.', '8'});
     } else {
-      queueResult("orvane_getTokenInfo", row.onDevice, kSofttokenKeep, kSofttokenKeep, {'9', '.', '8'});
+      queueThrow("orvane_getTokenInfo");
     }
     bumpCacheFreshness(kBumpPins, "A1");
-    const unsigned pins = row.isBumped ? 2 : 1;
-    const Counters expected{0, pins, 0, 0, pins, 0, 0, true};
+    const Counters expected{0, row.pins, 0, 0, row.pins, 0, 0, true};
     EXPECT_EQ(counters("A1"), expected);
-    const std::string onDevice = row.onDevice < 0 ? "0" : std::to_string(row.onDevice);
     EXPECT_EQ(takeLog(),
-              (Lines{"D device reconnect true [A1]", "D password validated (device) :: " + onDevice,
-                     "D password validated (local)  :: " + std::string(row.local ? "1" : "0"),
-                     row.isBumped ? "D Not valid - bumping pin freshness" : "D valid", bumpedLine(expected)}));
+              (Lines{"D device reconnect true [A1]", "D password validated (device) :: " + std::string(row.shown),
+                     "D password validated (local)  :: " + std::string(row.local ? "1" : "0"), row.conclusion,
+                     bumpedLine(expected)}));
     EXPECT_EQ(takeCalls(), Lines{"orvane_getTokenInfo(\"A1\", null)"});
-    EXPECT_EQ(cache.firmwareVersion("A1"), row.onDevice < 0 ? "" : "9.8") << "the token's record is kept";
+    EXPECT_EQ(cache.firmwareVersion("A1"), row.firmware) << "the token's record is kept";
     EXPECT_EQ(cache.pinState("A1").isValidatedLocal, row.local);
   }
 }

@@ -169,21 +169,26 @@ TEST_F(Monitor, TakesAnExceptionForAnEmptyList) {
 
 // A token whose PIN counter was bumped before its first poll is asked whether its PIN is still valid.
 TEST_F(Monitor, AsksATokenForItsPin) {
-  for (const bool isValid : {true, false}) {
-    SCOPED_TRACE(isValid);
+  const struct {
+    int onToken;  // what the token says
+    const char* said;
+    const char* conclusion;
+    std::uint8_t pins;  // the counter afterwards
+  } rows[] = {{1, "D password validated (device) :: 1", "D valid", 1},
+              {0, "D password validated (device) :: 0", "D Not valid - bumping pin freshness", 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.onToken);
     CARD_DATA& record = openFresh();
     authenticate(record);
     changeUserPin(record, kUserPin, kNewPin);
-    softtoken_set_password_validated(kSerial, isValid ? 1 : 0);
+    softtoken_set_password_validated(kSerial, row.onToken);
     EXPECT_EQ(cardCf(record), (Bytes{0, 1, 1, 0, 1, 0}));
-    const std::string pins = isValid ? "pins=1" : "pins=2";
-    EXPECT_EQ(poll(),
-              (Lines{"D Device reconnected [0012AB] -> bumping freshness", "D device reconnect true [0012AB]",
-                     isValid ? "D password validated (device) :: 1" : "D password validated (device) :: 0",
-                     "D password validated (local)  :: 1", isValid ? "D valid" : "D Not valid - bumping pin freshness",
-                     "D >>> GLOBAL CACHE BUMPED: ver=1 " + pins + " cont=0 file=0",
-                     "D Cache state after reconnect: ver=1 " + pins + " cont=0 files=0"}));
-    EXPECT_EQ(cardCf(record), (Bytes{1, static_cast<std::uint8_t>(isValid ? 1 : 2), 2, 0, 2, 0}));
+    const std::string pins = "pins=" + std::to_string(row.pins);
+    EXPECT_EQ(poll(), (Lines{"D Device reconnected [0012AB] -> bumping freshness", "D device reconnect true [0012AB]",
+                             row.said, "D password validated (local)  :: 1", row.conclusion,
+                             "D >>> GLOBAL CACHE BUMPED: ver=1 " + pins + " cont=0 file=0",
+                             "D Cache state after reconnect: ver=1 " + pins + " cont=0 files=0"}));
+    EXPECT_EQ(cardCf(record), (Bytes{1, row.pins, 2, 0, 2, 0}));
   }
 }
 

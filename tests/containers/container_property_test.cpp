@@ -191,18 +191,20 @@ TEST_F(ContainerPropertyTest, ContainerInfoWithoutMemory) {
 
 // A record that states a longer modulus than it holds has no blob.
 TEST_F(ContainerPropertyTest, ContainerInfoOfAModulusBeyondTheRecord) {
-  std::vector<OrvaneKeyPair> keys = {makeKey(1, 1), makeKey(2, 2), makeKey(3, 3), makeKey(4, 3)};
-  for (OrvaneKeyPair& key : keys) key.modulusLength = 1025;
-  keys[3].modulusLength = 0xFFFFFFFF;
-  CARD_DATA& record = open(keys);
-  const std::string signature = "D CardGetContainerProperty: sig blob failed";
-  const std::string keyExchange = "D CardGetContainerProperty: keyex blob failed";
-  const std::string lines[] = {signature, keyExchange, signature, signature};
-  for (unsigned index = 0; index < keys.size(); ++index) {
-    SCOPED_TRACE(index);
+  const char* const signature = "D CardGetContainerProperty: sig blob failed";
+  const char* const keyExchange = "D CardGetContainerProperty: keyex blob failed";
+  const struct {
+    int usage;
+    std::uint32_t modulusLength;
+    const char* line;
+  } rows[] = {{1, 1025, signature}, {2, 1025, keyExchange}, {3, 1025, signature}, {3, 0xFFFFFFFF, signature}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::to_string(row.usage) + " " + std::to_string(row.modulusLength));
+    OrvaneKeyPair key = makeKey(1, row.usage);
+    key.modulusLength = row.modulusLength;
+    CARD_DATA& record = openFresh({key});
     takeAllocations();
-    expectInfo(record, static_cast<BYTE>(index),
-               {87, concat(refreshed(index, 4, 4), {"D invalid param ", lines[index]}), {}}, std::nullopt,
+    expectInfo(record, 0, {87, concat(refreshed(0, 1, 1), {"D invalid param ", row.line}), {}}, std::nullopt,
                std::nullopt);
     EXPECT_TRUE(takeAllocations().empty());
   }

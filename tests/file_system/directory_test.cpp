@@ -147,6 +147,12 @@ TEST_F(DirectoryTest, EnumListsTheRoot) {
 }
 
 TEST_F(DirectoryTest, EnumListsMscp) {
+  std::vector<OrvaneKeyPair> eleven;
+  std::vector<std::string> namesOfEleven = {"cardcf", "cmapfile"};
+  for (unsigned i = 0; i < 11; ++i) {
+    eleven.push_back(makeKey(static_cast<std::uint8_t>(i + 1), 1));
+    namesOfEleven.push_back("ksc" + std::to_string(i));
+  }
   const struct {
     const char* label;
     std::vector<OrvaneKeyPair> keys;
@@ -160,19 +166,13 @@ TEST_F(DirectoryTest, EnumListsMscp) {
       {"several",
        {makeKey(1, 2), makeKey(2, 0), makeKey(3, 3), makeKey(4, 1)},
        {"cardcf", "cmapfile", "kxc0", "ksc2", "kxc2", "ksc3"}},
+      {"eleven", eleven, namesOfEleven},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.label);
     CARD_DATA& record = openFresh(row.keys);
     for (const char* const directory : {"mscp", "MSCP", "mScP"}) expectNames(record, directory, row.names);
   }
-  std::vector<OrvaneKeyPair> eleven;
-  std::vector<std::string> names = {"cardcf", "cmapfile"};
-  for (unsigned i = 0; i < 11; ++i) {
-    eleven.push_back(makeKey(static_cast<std::uint8_t>(i + 1), 1));
-    names.push_back("ksc" + std::to_string(i));
-  }
-  expectNames(openFresh(eleven), "mscp", names);
 }
 
 // The bytes of the shortest lists, as they lie in memory.

@@ -37,6 +37,8 @@ struct Host {
   // nobody published count as version 7.
   std::size_t ownSize = sizeof(CARD_DATA);
   Lines slotsBeyond = {};
+  // Whether its own version makes it use requests of version 2.
+  bool isHeldToTwo = false;
 };
 
 const Host kHosts[] = {
@@ -47,7 +49,7 @@ const Host kHosts[] = {
     {.version = 4, .ownSize = 328, .slotsBeyond = kSlotsAfterFour},
     {.version = 5, .ownSize = 352, .slotsBeyond = kSlotsAfterFive},
     {.version = 6, .ownSize = 416, .slotsBeyond = kSlotsSinceSeven},
-    {.version = 7},
+    {.version = 7, .isHeldToTwo = true},
     {.version = 8},
     {.version = 9},
     {.version = 0xFFFFFFFF},
@@ -198,11 +200,11 @@ TEST_F(HostVersion, OldDecryptionRequestsNeedTheHostsOwnVersion) {
     EXPECT_EQ(block, (Bytes{1, 2, 3, 4, 5}));
 
     record.dwVersion = host.version;
-    const bool isHeldToTwo = host.version == 7;
-    if (!isHeldToTwo) queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {7, 8, 9});
-    EXPECT_EQ(observe([&] { return record.pfnCardRSADecrypt(&record, &request); }), isHeldToTwo ? refused : decrypted);
-    EXPECT_EQ(request.cbData, isHeldToTwo ? 5u : 3u);
-    EXPECT_EQ(block, (isHeldToTwo ? Bytes{1, 2, 3, 4, 5} : Bytes{9, 8, 7, 4, 5}));
+    if (!host.isHeldToTwo) queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {7, 8, 9});
+    EXPECT_EQ(observe([&] { return record.pfnCardRSADecrypt(&record, &request); }),
+              host.isHeldToTwo ? refused : decrypted);
+    EXPECT_EQ(request.cbData, host.isHeldToTwo ? 5u : 3u);
+    EXPECT_EQ(block, (host.isHeldToTwo ? Bytes{1, 2, 3, 4, 5} : Bytes{9, 8, 7, 4, 5}));
     EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
   }
 }
