@@ -17,4 +17,6 @@ DWORD statusOfCaughtException(const char* entryPoint) noexcept {
   }
 }
 
+void logEntryLine(const char* entryPoint) noexcept { logDebug(entryPoint, " :: LOG_FUNCTION_NAME = Entry"); }
+
 }  // namespace orvane

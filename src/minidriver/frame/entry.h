@@ -12,12 +12,15 @@ namespace orvane {
 // and the exception's text. To be called from a catch block; never throws.
 DWORD statusOfCaughtException(const char* entryPoint) noexcept;
 
-// cardEntry runs the body of the entry point `name` (its __func__): first the entry line at DEBUG, then `body`, whose
-// status it returns. It is the only place where exceptions are caught on their way to the caller.
+// logEntryLine logs the first line of every entry point at DEBUG.
+void logEntryLine(const char* entryPoint) noexcept;
+
+// cardEntry runs the body of the entry point `name` (its __func__): first the entry line, then `body`, whose status it
+// returns. It is the only place where exceptions are caught on their way to the caller.
 template <typename Body>
 DWORD cardEntry(const char* name, Body&& body) noexcept {
   try {
-    logDebug(name, " :: LOG_FUNCTION_NAME = Entry");
+    logEntryLine(name);
     return body();
   } catch (...) {
     return statusOfCaughtException(name);

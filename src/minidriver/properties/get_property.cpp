@@ -41,10 +41,18 @@ struct PropertyQuery {
   }
 };
 
+// The line before any test, for a size query, too.
+void announce(const char* property) noexcept { logDebug("Property = ", property); }
+
+// The answer to a buffer that is too small, with a line that ends in the size.
+DWORD declineTooSmall(const char* line, std::size_t size) noexcept {
+  return decline(ERROR_INSUFFICIENT_BUFFER, line, size);
+}
+
 DWORD getCardIdentifier(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_GUID");
+  announce("CP_CARD_GUID");
   if (query.isTooSmallFor(kCardIdentifierSize)) {
-    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_GUID: buffer too small, required = ", kCardIdentifierSize);
+    return declineTooSmall("CP_CARD_GUID: buffer too small, required = ", kCardIdentifierSize);
   }
   const std::string& serial = query.context.serialNumber;
   fillCardIdentifier(serial, query.data);
@@ -53,19 +61,18 @@ DWORD getCardIdentifier(const PropertyQuery& query) {
 }
 
 DWORD getReadOnlyMode(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_READ_ONLY");
+  announce("CP_CARD_READ_ONLY");
   if (query.isTooSmallFor(sizeof(BOOL))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_READ_ONLY: buffer too small, required = ", sizeof(BOOL));
+    return declineTooSmall("CP_CARD_READ_ONLY: buffer too small, required = ", sizeof(BOOL));
   }
   query.store(BOOL{TRUE});
   return succeed("CP_CARD_READ_ONLY: returning TRUE (card is readble)");
 }
 
 DWORD getFreeSpace(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_FREE_SPACE");
+  announce("CP_CARD_FREE_SPACE");
   if (query.isTooSmallFor(sizeof(CARD_FREE_SPACE_INFO))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER,
-                   "CP_CARD_FREE_SPACE: buffer too small, required = ", sizeof(CARD_FREE_SPACE_INFO));
+    return declineTooSmall("CP_CARD_FREE_SPACE: buffer too small, required = ", sizeof(CARD_FREE_SPACE_INFO));
   }
   const DWORD keySlotsUsed = processState().keySlotsUsed;
   query.store(freeSpaceInfo(keySlotsUsed));
@@ -73,10 +80,9 @@ DWORD getFreeSpace(const PropertyQuery& query) {
 }
 
 DWORD getKeySizes(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_KEYSIZES");
+  announce("CP_CARD_KEYSIZES");
   if (query.isTooSmallFor(sizeof(CARD_KEY_SIZES))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER,
-                   "CP_CARD_KEYSIZES: buffer too small, required = ", sizeof(CARD_KEY_SIZES));
+    return declineTooSmall("CP_CARD_KEYSIZES: buffer too small, required = ", sizeof(CARD_KEY_SIZES));
   }
   // Deliberately another maximum than CardQueryKeySizes states.
   query.store(keySizes(4096));
@@ -84,10 +90,9 @@ DWORD getKeySizes(const PropertyQuery& query) {
 }
 
 DWORD getCapabilities(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_CAPABILITIES");
+  announce("CP_CARD_CAPABILITIES");
   if (query.isTooSmallFor(sizeof(CARD_CAPABILITIES))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER,
-                   "CP_CARD_CAPABILITIES: buffer too small, required = ", sizeof(CARD_CAPABILITIES));
+    return declineTooSmall("CP_CARD_CAPABILITIES: buffer too small, required = ", sizeof(CARD_CAPABILITIES));
   }
   query.store(cardCapabilities());
   // The value says that the minidriver looks after compression; the line deliberately says otherwise.
@@ -95,9 +100,9 @@ DWORD getCapabilities(const PropertyQuery& query) {
 }
 
 DWORD getCacheMode(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_CACHE_MODE");
+  announce("CP_CARD_CACHE_MODE");
   if (query.isTooSmallFor(sizeof(DWORD))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_CACHE_MODE: buffer too small, required = ", sizeof(DWORD));
+    return declineTooSmall("CP_CARD_CACHE_MODE: buffer too small, required = ", sizeof(DWORD));
   }
   query.store(DWORD{CP_CACHE_MODE_SESSION_ONLY});
   return succeed("CP_CARD_CACHE_MODE: returning CP_CACHE_MODE_SESSION_ONLY mode");
@@ -116,7 +121,7 @@ int copyWidened(std::string_view text, PBYTE target, std::size_t capacity) {
 }
 
 DWORD getSerialNumber(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_SERIAL_NUMBER");
+  announce("CP_CARD_SERIAL_NUMBER");
   const auto size = static_cast<DWORD>((query.context.serialNumber.size() + 1) * sizeof(WCHAR));
   if (query.isTooSmallFor(size)) return decline(ERROR_INSUFFICIENT_BUFFER, "Buffer is not sufficent");
   const int error = copyWidened(query.context.serialNumber, query.data, query.dataSize / sizeof(WCHAR));
@@ -148,16 +153,16 @@ DWORD getPinInformation(const PropertyQuery& query) {
 }
 
 DWORD getX509Enrollment(const PropertyQuery& query) {
-  logDebug("Property = Supports Windows x.509 Enrollment");
+  announce("Supports Windows x.509 Enrollment");
   if (query.isTooSmallFor(sizeof(BOOL))) {
-    return decline(ERROR_INSUFFICIENT_BUFFER, "Enrollment property: buffer too small, required = ", sizeof(BOOL));
+    return declineTooSmall("Enrollment property: buffer too small, required = ", sizeof(BOOL));
   }
   query.store(BOOL{TRUE});
   return statusCode(SCARD_S_SUCCESS);
 }
 
 DWORD getPinList(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_LIST_PINS");
+  announce("CP_CARD_LIST_PINS");
   if (query.isTooSmallFor(sizeof(PIN_SET))) {
     return refuse(ERROR_INSUFFICIENT_BUFFER, "CP_CARD_LIST_PINS: ERROR_INSUFFICIENT_BUFFER, required=", sizeof(PIN_SET),
                   ", cbData=", query.dataSize);
@@ -169,7 +174,7 @@ DWORD getPinList(const PropertyQuery& query) {
 // The user PIN is bit 0 and the administrator PIN bit 1 here, deliberately unlike "PIN List", which names them by the
 // published bits.
 DWORD getAuthenticatedState(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_AUTHENTICATED_STATE");
+  announce("CP_CARD_AUTHENTICATED_STATE");
   if (query.isTooSmallFor(sizeof(PIN_SET))) return decline(ERROR_INSUFFICIENT_BUFFER, "Insufficient Buffer");
   const PIN_SET state =
       (query.context.userAuthenticated != 0 ? 1u : 0u) | (query.context.adminAuthenticated != 0 ? 2u : 0u);
@@ -179,7 +184,7 @@ DWORD getAuthenticatedState(const PropertyQuery& query) {
 
 // The only property that looks at the flags before the buffer, and so leaves the caller's size alone.
 DWORD getAlgorithms(const PropertyQuery& query) {
-  logDebug("Property = CP_ENUM_ALGORITHMS");
+  announce("CP_ENUM_ALGORITHMS");
   if (query.flags != CARD_ASYMMETRIC_OPERATION) {
     return decline(SCARD_E_INVALID_PARAMETER, "unknown algoritm :: ", query.flags);
   }
@@ -199,29 +204,29 @@ DWORD getPinStrength(const PropertyQuery& query) {
 }
 
 DWORD getPinStrengthVerify(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_PIN_STRENGTH_VERIFY");
+  announce("CP_CARD_PIN_STRENGTH_VERIFY");
   return getPinStrength(query);
 }
 
 DWORD getPinStrengthChange(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_PIN_STRENGTH_CHANGE");
+  announce("CP_CARD_PIN_STRENGTH_CHANGE");
   return getPinStrength(query);
 }
 
 DWORD getPinStrengthUnblock(const PropertyQuery& query) {
-  logDebug("Property = CP_CARD_PIN_STRENGTH_UNBLOCK");
+  announce("CP_CARD_PIN_STRENGTH_UNBLOCK");
   return getPinStrength(query);
 }
 
 DWORD getKeyImportSupport(const PropertyQuery& query) {
-  logDebug("Property = CP_KEY_IMPORT_SUPPORT");
+  announce("CP_KEY_IMPORT_SUPPORT");
   if (query.isTooSmallFor(sizeof(DWORD))) return decline(ERROR_INSUFFICIENT_BUFFER, "Insufficient Buffer");
   query.store(DWORD{0});
   return statusCode(SCARD_S_SUCCESS);
 }
 
 DWORD getPaddingSchemes(const PropertyQuery& query) {
-  logDebug("Property = CP_PADDING_SCHEMES");
+  announce("CP_PADDING_SCHEMES");
   const DWORD schemes =
       isOaepSupported(query.context.serialNumber) ? CARD_PADDING_PKCS1 | CARD_PADDING_OAEP : CARD_PADDING_PKCS1;
   if (query.isTooSmallFor(sizeof(schemes))) return decline(ERROR_INSUFFICIENT_BUFFER, "buffer is not sufficent");
@@ -230,7 +235,7 @@ DWORD getPaddingSchemes(const PropertyQuery& query) {
 }
 
 DWORD getChainingModes(const PropertyQuery& query) {
-  logDebug("Property = CP_CHAINING_MODES");
+  announce("CP_CHAINING_MODES");
   if (query.isTooSmallFor(sizeof(DWORD))) return decline(ERROR_INSUFFICIENT_BUFFER, "buffer is not sufficent");
   query.store(DWORD{3});
   return statusCode(SCARD_S_SUCCESS);
