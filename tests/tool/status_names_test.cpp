@@ -39,24 +39,6 @@ TEST(ToolStatusNames, LabelIsNameAndNumber) {
   for (const Case& row : cases) EXPECT_EQ(statusLabel(row.status), row.label);
 }
 
-TEST(ToolStatusNames, StatusIsFoundByNameAndNumber) {
-  struct Case {
-    const char* text;
-    std::uint32_t status;
-  };
-  const Case cases[] = {
-      {"SCARD_W_WRONG_CHV", 0x8010006B}, {"scard_w_wrong_chv", 0x8010006B}, {"0x8010006B", 0x8010006B},
-      {"0X8010006b", 0x8010006B},        {"2148532331", 0x8010006B},        {"87", 87},
-  };
-  for (const Case& row : cases) EXPECT_EQ(statusFromText(row.text), row.status) << row.text;
-  for (const char* text : {"", "0x", "SCARD", "87a", "-1", "4294967296", "SCARD_W_WRONG_CHV2"})
-    EXPECT_THROW(statusFromText(text), ToolError) << text;
-}
-
-TEST(ToolStatusNames, EveryNameLeadsBackToItsCode) {
-  for (const StatusText& row : statusTexts()) EXPECT_EQ(statusFromText(row.name), row.code);
-}
-
 TEST(ToolStatusNames, AdviceForOneCallComesBeforeAdviceForAnyCall) {
   EXPECT_NE(adviceFor("CardAcquireContext", 0x8010000C), adviceFor("SCardConnect", 0x8010000C));
   EXPECT_EQ(adviceFor("SCardConnect", 0x8010000C), "Plug the token in and try again.");

@@ -23,19 +23,6 @@ BYTE containerArgument(int container) {
   return static_cast<BYTE>(container);
 }
 
-// The size query and then the data, with the given getter.
-PropertyAnswer queryProperty(const std::function<DWORD(PBYTE, DWORD, PDWORD)>& get) {
-  DWORD size = 0;
-  DWORD status = get(nullptr, 0, &size);
-  if (status != ERROR_INSUFFICIENT_BUFFER && status != static_cast<DWORD>(SCARD_E_INSUFFICIENT_BUFFER))
-    return {status, {}};
-  Bytes data(size);
-  status = get(data.data(), static_cast<DWORD>(data.size()), &size);
-  if (status != ERROR_SUCCESS) return {status, {}};
-  data.resize(size);
-  return {status, std::move(data)};
-}
-
 }  // namespace
 
 CardSession::CardSession(const SmartCardService& service, Reader reader, DriverChoice driver,
@@ -184,13 +171,13 @@ void CardSession::changePin(PIN_ID pin, const Secret& current, const Secret& rep
   throw error;
 }
 
-Bytes CardSession::sign(int container, DWORD keySpec, const HashAlgorithm& algorithm, const Bytes& hash) {
+Bytes CardSession::sign(int container, const HashAlgorithm& algorithm, const Bytes& hash) {
   Bytes data = hash;
   BCRYPT_PKCS1_PADDING_INFO padding{algorithm.cngName.data()};
   CARD_SIGNING_INFO info{};
   info.dwVersion = CARD_SIGNING_INFO_CURRENT_VERSION;
   info.bContainerIndex = containerArgument(container);
-  info.dwKeySpec = keySpec;
+  info.dwKeySpec = AT_SIGNATURE;
   info.dwSigningFlags = CARD_PADDING_INFO_PRESENT;
   info.aiHashAlg = algorithm.algorithmId;
   info.pbData = data.data();
@@ -205,14 +192,13 @@ Bytes CardSession::sign(int container, DWORD keySpec, const HashAlgorithm& algor
   return reversed(signature);
 }
 
-Bytes CardSession::decrypt(int container, DWORD keySpec, const Bytes& block, Padding padding,
-                           const HashAlgorithm& oaepHash) {
+Bytes CardSession::decrypt(int container, const Bytes& block, Padding padding, const HashAlgorithm& oaepHash) {
   Bytes data = reversed(block);
   BCRYPT_OAEP_PADDING_INFO oaep{oaepHash.cngName.data(), nullptr, 0};
   CARD_RSA_DECRYPT_INFO info{};
   info.dwVersion = CARD_RSA_KEY_DECRYPT_INFO_CURRENT_VERSION;
   info.bContainerIndex = containerArgument(container);
-  info.dwKeySpec = keySpec;
+  info.dwKeySpec = AT_KEYEXCHANGE;
   info.pbData = data.data();
   info.cbData = static_cast<DWORD>(data.size());
   info.pPaddingInfo = padding == Padding::kOaep ? &oaep : nullptr;
@@ -238,20 +224,19 @@ ContainerKeys CardSession::containerKeys(int container) {
 }
 
 PropertyAnswer CardSession::cardProperty(const std::wstring& name, DWORD flags) {
-  return queryProperty([&](PBYTE data, DWORD capacity, PDWORD size) {
+  DWORD size = 0;
+  const auto get = [&](PBYTE data, DWORD capacity) {
     return call("CardGetProperty", "\"" + toUtf8(name) + "\" flags " + std::to_string(flags),
-                [&] { return cardData_.pfnCardGetProperty(&cardData_, name.c_str(), data, capacity, size, flags); });
-  });
-}
-
-PropertyAnswer CardSession::containerProperty(int container, const std::wstring& name) {
-  const BYTE index = containerArgument(container);
-  return queryProperty([&](PBYTE data, DWORD capacity, PDWORD size) {
-    return call(
-        "CardGetContainerProperty", "container " + std::to_string(container) + " \"" + toUtf8(name) + "\"", [&] {
-          return cardData_.pfnCardGetContainerProperty(&cardData_, index, name.c_str(), data, capacity, size, 0);
-        });
-  });
+                [&] { return cardData_.pfnCardGetProperty(&cardData_, name.c_str(), data, capacity, &size, flags); });
+  };
+  DWORD status = get(nullptr, 0);
+  if (status != ERROR_INSUFFICIENT_BUFFER && status != static_cast<DWORD>(SCARD_E_INSUFFICIENT_BUFFER))
+    return {status, {}};
+  Bytes data(size);
+  status = get(data.data(), size);
+  if (status != ERROR_SUCCESS) return {status, {}};
+  data.resize(size);
+  return {status, std::move(data)};
 }
 
 }  // namespace orvane::tool

@@ -80,18 +80,18 @@ class CardSession {
   void forgetPins(PIN_SET pins);
   void changePin(PIN_ID pin, const Secret& current, const Secret& replacement);
 
-  // sign signs a bare hash with PKCS #1 v1.5 and gives the signature most significant byte first, as files have it.
-  Bytes sign(int container, DWORD keySpec, const HashAlgorithm& algorithm, const Bytes& hash);
+  // sign signs a bare hash with the container's signature key, with PKCS #1 v1.5, and gives the signature most
+  // significant byte first, as files have it.
+  Bytes sign(int container, const HashAlgorithm& algorithm, const Bytes& hash);
 
-  // decrypt takes one block of the key's length, most significant byte first, and gives the plaintext in the order in
-  // which it was encrypted. `oaepHash` counts for OAEP only.
-  Bytes decrypt(int container, DWORD keySpec, const Bytes& block, Padding padding, const HashAlgorithm& oaepHash);
+  // decrypt takes one block of the key-exchange key's length, most significant byte first, and gives the plaintext in
+  // the order in which it was encrypted. `oaepHash` counts for OAEP only.
+  Bytes decrypt(int container, const Bytes& block, Padding padding, const HashAlgorithm& oaepHash);
 
   ContainerKeys containerKeys(int container);
 
-  // Property queries ask for the size first, as the provider does. They never throw for a refusal.
+  // cardProperty asks for the size first, as the provider does. It never throws for a refusal.
   PropertyAnswer cardProperty(const std::wstring& name, DWORD flags);
-  PropertyAnswer containerProperty(int container, const std::wstring& name);
 
  private:
   void begin();

@@ -72,7 +72,6 @@ class Parser {
     app_.add_option("--driver", request_.connect.driver, "Load this minidriver [the one registered for the card's ATR]")
         ->type_name("DLL");
     app_.add_flag("--trace", request_.connect.trace, "Show every call of the minidriver on standard error");
-    app_.add_flag("--strict", request_.strict, "Fail (exit code 11) when the minidriver leaves memory unreleased");
     app_.add_flag_callback(
         "--json", [this] { request_.format = OutputFormat::kJson; }, "Print JSON for programs");
   }
@@ -82,7 +81,6 @@ class Parser {
     addPinCommands();
     addSign();
     addDecrypt();
-    addWatch();
     addDoctor();
     addLog();
   }
@@ -130,7 +128,6 @@ class Parser {
     choose(*command, "read", [read](Environment& environment) { return runRead(environment, *read); });
     addPlain(app_, "files", "List the files of the card", runFiles);
     addPlain(app_, "props", "Show all card properties, decoded and raw", runProperties);
-    addPlain(app_, "containers", "Show the public keys and compare them with the certificates", runContainers);
   }
 
   void addPinCommands() {
@@ -196,20 +193,8 @@ class Parser {
         ->check(CLI::IsMember({"pkcs1", "oaep", "none"}))
         ->capture_default_str();
     decrypt->add_option("--oaep-hash", options->oaepHash, "Hash algorithm of OAEP")->capture_default_str();
-    decrypt->add_flag("--signature-key", options->signatureKey, "Ask for the container's signature key");
     addPinOptions(*decrypt, options->pin);
     choose(*decrypt, "decrypt", [options](Environment& environment) { return runDecrypt(environment, *options); });
-  }
-
-  void addWatch() {
-    auto options = std::make_shared<WatchOptions>();
-    CLI::App* watch = app_.add_subcommand("watch", "Print the freshness counters whenever they change");
-    watch->add_option("--interval", options->interval, "Seconds between two looks")
-        ->check(CLI::Range(0.05, 3600.0))
-        ->capture_default_str();
-    watch->add_option("--for", options->duration, "Stop after this many seconds [run until stopped]")
-        ->check(CLI::PositiveNumber);
-    choose(*watch, "watch", [options](Environment& environment) { return runWatch(environment, *options); });
   }
 
   void addDoctor() {

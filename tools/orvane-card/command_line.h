@@ -15,7 +15,6 @@ namespace orvane::tool {
 struct Request {
   std::string text;
   OutputFormat format = OutputFormat::kText;
-  bool strict = false;
   ConnectOptions connect;
   std::string command;  // "pin verify"
   std::function<Json(Environment&)> run;

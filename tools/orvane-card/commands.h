@@ -91,9 +91,6 @@ Json runFiles(Environment& environment);
 // props: all card properties, decoded and raw.
 Json runProperties(Environment& environment);
 
-// containers: public keys, compared with the certificates, and PIN identifiers.
-Json runContainers(Environment& environment);
-
 struct PinCommandOptions {
   bool administrator = false;
 };
@@ -121,16 +118,9 @@ struct DecryptOptions {
   std::optional<int> container;
   std::string padding = "pkcs1";
   std::string oaepHash = "sha256";
-  bool signatureKey = false;  // ask for the container's signature key
   PinOptions pin;
 };
 Json runDecrypt(Environment& environment, const DecryptOptions& options);
-
-struct WatchOptions {
-  double interval = 1.0;           // seconds
-  std::optional<double> duration;  // seconds; without it until the program is stopped
-};
-Json runWatch(Environment& environment, const WatchOptions& options);
 
 // doctor: walks the chain that makes a certificate appear. Throws PartialFailure with the whole report when a link is
 // broken or suspicious.

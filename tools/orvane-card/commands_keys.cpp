@@ -77,7 +77,7 @@ std::string resultLine(const Container& container, const Json& result) {
 
 Json signWith(Environment& environment, const Container& container, const HashAlgorithm& algorithm, const Bytes& hash,
               const SignOptions& options) {
-  const Bytes signature = environment.card().sign(container.record.index, AT_SIGNATURE, algorithm, hash);
+  const Bytes signature = environment.card().sign(container.record.index, algorithm, hash);
   Json result = {{"container", container.record.index},
                  {"size", signature.size()},
                  {"signature", toHex(signature)},
@@ -126,12 +126,10 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   CardSession& card = environment.card();
   const std::vector<Container> containers = readContainers(card);
   const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
-  const DWORD keySpec = options.signatureKey ? AT_SIGNATURE : AT_KEYEXCHANGE;
 
   const CardSession::Transaction transaction(card);
   ensurePin(environment, options.pin);
-  const Bytes plaintext =
-      card.decrypt(container.record.index, keySpec, block, padding, findHashAlgorithm(options.oaepHash));
+  const Bytes plaintext = card.decrypt(container.record.index, block, padding, findHashAlgorithm(options.oaepHash));
   Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
   if (options.output == "-") {
     if (environment.output().json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");

@@ -103,13 +103,12 @@ ExitCode execute(const Request& request) {
     output.failure(request.command, error);
     result = error.exitCode();
   }
-  const std::vector<std::string> complaints = environment.disconnect();
-  for (const std::string& complaint : complaints) output.message("orvane-card: warning: " + complaint);
+  for (const std::string& complaint : environment.disconnect()) output.message("orvane-card: warning: " + complaint);
   if (output.isClosed() && result == ExitCode::kSuccess) {
     output.message("orvane-card: standard output could not be written in full");
     return ExitCode::kLocalFile;
   }
-  return request.strict && !complaints.empty() && result == ExitCode::kSuccess ? ExitCode::kCheckFailed : result;
+  return result;
 }
 
 }  // namespace orvane::tool

@@ -19,7 +19,7 @@ struct Problems {
 
 constexpr const char* kReplaceCertificate =
     "Such a key cannot be used with that certificate; have the certificate on the token replaced.";
-constexpr const char* kContainers = "\"orvane-card containers\" shows all keys.";
+constexpr const char* kAllKeys = "\"orvane-card list\" shows all keys.";
 constexpr const char* kPlugInAgain =
     "Unplug the token and plug it in again. If that does not help, \"orvane-card log --level error\" shows the cause.";
 
@@ -31,7 +31,7 @@ void compareSize(const ContainerFacts& container, const char* kind, std::uint16_
   if (stated == bits) return;
   problems.add(broken("\"cmapfile\" states a " + std::string(kind) + " key of " + std::to_string(stated) +
                           " bits for " + nameOf(container) + ", but the public key has " + std::to_string(bits) + ".",
-                      kContainers));
+                      kAllKeys));
 }
 
 bool differs(const std::optional<PublicKey>& key, const std::optional<PublicKey>& certified) {
@@ -75,13 +75,13 @@ void checkNames(const std::vector<ContainerFacts>& containers, Problems& problem
       problems.add(broken("Containers " + std::to_string(earlier->second->record.index) + " and " +
                               std::to_string(container.record.index) +
                               " have the same name, so Windows cannot tell them apart.",
-                          kContainers));
+                          kAllKeys));
   }
   const auto defaults = std::count_if(containers.begin(), containers.end(),
                                       [](const ContainerFacts& container) { return container.record.isDefault(); });
   if (defaults != 1)
     problems.add(
-        warning("\"cmapfile\" marks " + std::to_string(defaults) + " containers as the default one.", kContainers));
+        warning("\"cmapfile\" marks " + std::to_string(defaults) + " containers as the default one.", kAllKeys));
 }
 
 // One finding with the sentences of the first ones.

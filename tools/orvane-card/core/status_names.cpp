@@ -127,12 +127,6 @@ constexpr Advice kAdvice[] = {
     {"", 0x8010006F, "Verify the PIN first, in the same run: --pin-stdin, or the command \"session\"."},
 };
 
-bool equalIgnoringCase(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) {
-    return std::toupper(static_cast<unsigned char>(a)) == std::toupper(static_cast<unsigned char>(b));
-  });
-}
-
 const StatusText* findStatus(std::uint32_t status) {
   const auto* found = std::find_if(std::begin(kStatusTexts), std::end(kStatusTexts),
                                    [status](const StatusText& row) { return row.code == status; });
@@ -165,19 +159,6 @@ std::string_view statusMeaning(std::uint32_t status) {
 std::string statusLabel(std::uint32_t status) {
   const std::string_view name = statusName(status);
   return name.empty() ? numberOf(status) : std::string(name) + " (" + numberOf(status) + ")";
-}
-
-std::uint32_t statusFromText(std::string_view text) {
-  for (const StatusText& row : kStatusTexts) {
-    if (equalIgnoringCase(row.name, text)) return row.code;
-  }
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const std::string_view digits = hexadecimal ? text.substr(2) : text;
-  std::uint32_t value = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
-  if (error != std::errc() || end != digits.data() + digits.size())
-    throw ToolError(ExitCode::kUsage, "not a status name or number: \"" + std::string(text) + "\"");
-  return value;
 }
 
 std::string_view adviceFor(std::string_view call, std::uint32_t status) {
@@ -225,11 +206,6 @@ ToolError::ToolError(const std::string& call, std::uint32_t status)
       exitCode_(exitCodeOf(status)),
       advice_(adviceFor(call, status)),
       status_(status) {}
-
-ToolError& ToolError::withAdvice(std::string advice) {
-  advice_ = std::move(advice);
-  return *this;
-}
 
 ToolError& ToolError::withExitCode(ExitCode exitCode) {
   exitCode_ = exitCode;

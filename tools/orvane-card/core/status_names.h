@@ -29,10 +29,6 @@ std::string_view statusMeaning(std::uint32_t status);
 // alone.
 std::string statusLabel(std::uint32_t status);
 
-// statusFromText finds a code by its name (any letter case) or by its number ("0x8010006B", "87"); throws ToolError
-// (ExitCode::kUsage) for any other text.
-std::uint32_t statusFromText(std::string_view text);
-
 // adviceFor says in one or two sentences what a person can do after `call` (an entry point or smart-card service call)
 // answered `status`; empty when there is nothing better to say than the meaning.
 std::string_view adviceFor(std::string_view call, std::uint32_t status);

@@ -14,8 +14,6 @@ class Style {
  public:
   explicit Style(bool colored) : colored_(colored) {}
 
-  bool colored() const { return colored_; }
-
   // paint gives `text` in the tone; unchanged without colours, for kPlain and for an empty text.
   std::string paint(Tone tone, std::string_view text) const;
 

@@ -22,7 +22,6 @@ class ToolError : public std::runtime_error {
   // tables in status_names.h.
   ToolError(const std::string& call, std::uint32_t status);
 
-  ToolError& withAdvice(std::string advice);
   ToolError& withExitCode(ExitCode exitCode);
   ToolError& withAttempts(std::uint32_t attempts);
 
