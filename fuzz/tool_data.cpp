@@ -2,16 +2,16 @@
 #include <string>
 #include <vector>
 
-#include "core/atr.h"
-#include "core/card_files.h"
-#include "core/doctor_checks.h"
-#include "core/log_explanations.h"
-#include "core/log_files.h"
-#include "core/log_lines.h"
-#include "core/pe_file.h"
-#include "core/tool_error.h"
-#include "core/utf.h"
+#include "card/card_files.h"
+#include "card/card_type.h"
+#include "doctor/checks.h"
+#include "doctor/pe_file.h"
+#include "log/explanations.h"
+#include "log/files.h"
+#include "log/lines.h"
 #include "scene.h"
+#include "text/utf.h"
+#include "tool_error.h"
 
 namespace orvane::fuzz {
 namespace {

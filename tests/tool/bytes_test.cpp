@@ -1,10 +1,10 @@
-#include "core/bytes.h"
+#include "text/bytes.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
 
-#include "core/tool_error.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

@@ -1,8 +1,8 @@
-#include "core/card_files.h"
+#include "card/card_files.h"
 
 #include <gtest/gtest.h>
 
-#include "core/tool_error.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

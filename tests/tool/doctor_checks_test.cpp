@@ -1,8 +1,8 @@
-#include "core/doctor_checks.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
+
+#include "doctor/checks.h"
 
 namespace orvane::tool {
 namespace {

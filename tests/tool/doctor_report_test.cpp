@@ -1,8 +1,8 @@
-#include "core/doctor_report.h"
-
 #include <gtest/gtest.h>
 
 #include <set>
+
+#include "doctor/report.h"
 
 namespace orvane::tool {
 namespace {

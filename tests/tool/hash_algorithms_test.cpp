@@ -1,10 +1,10 @@
-#include "core/hash_algorithms.h"
+#include "card/hash_algorithms.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "core/tool_error.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

@@ -1,6 +1,6 @@
-#include "core/log_files.h"
-
 #include <gtest/gtest.h>
+
+#include "log/files.h"
 
 namespace orvane::tool {
 namespace {

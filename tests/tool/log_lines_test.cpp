@@ -1,11 +1,10 @@
-#include "core/log_lines.h"
-
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "core/log_explanations.h"
 #include "golden/session_text.h"
+#include "log/explanations.h"
+#include "log/lines.h"
 
 namespace orvane::tool {
 namespace {

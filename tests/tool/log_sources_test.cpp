@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "core/log_explanations.h"
+#include "log/explanations.h"
 
 namespace orvane::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/pe_file.h"
+#include "doctor/pe_file.h"
 
 #include <gtest/gtest.h>
 

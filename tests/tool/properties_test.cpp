@@ -1,4 +1,4 @@
-#include "core/properties.h"
+#include "card/properties.h"
 
 #include <gtest/gtest.h>
 

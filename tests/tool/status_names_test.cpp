@@ -1,11 +1,11 @@
-#include "core/status_names.h"
+#include "card/status_names.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "core/json.h"
-#include "core/tool_error.h"
+#include "text/json.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/style.h"
+#include "text/style.h"
 
 #include <gtest/gtest.h>
 

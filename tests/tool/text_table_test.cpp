@@ -1,6 +1,6 @@
-#include "core/text_table.h"
-
 #include <gtest/gtest.h>
+
+#include "text/table.h"
 
 namespace orvane::tool {
 namespace {

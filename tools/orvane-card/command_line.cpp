@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/log_files.h"
-#include "core/tool_error.h"
+#include "log/files.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

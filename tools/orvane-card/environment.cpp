@@ -1,7 +1,7 @@
-#include "commands.h"
-#include "core/tool_error.h"
+#include "card/provider_callbacks.h"
+#include "commands/commands.h"
 #include "input.h"
-#include "provider_callbacks.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 

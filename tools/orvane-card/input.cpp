@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "core/tool_error.h"
-#include "core/utf.h"
 #include "platform/windows_api.h"
+#include "text/utf.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "core/secret.h"
+#include "secret.h"
 
 namespace orvane::tool {
 

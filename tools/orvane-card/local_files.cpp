@@ -4,8 +4,8 @@
 #include <fstream>
 #include <system_error>
 
-#include "core/tool_error.h"
-#include "core/utf.h"
+#include "text/utf.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

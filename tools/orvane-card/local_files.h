@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "core/bytes.h"
+#include "text/bytes.h"
 
 namespace orvane::tool {
 

@@ -8,9 +8,9 @@
 #include <exception>
 
 #include "command_line.h"
-#include "core/tool_error.h"
-#include "core/utf.h"
 #include "session.h"
+#include "text/utf.h"
+#include "tool_error.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/utf.h"
 #include "platform/windows_api.h"
+#include "text/utf.h"
 
 namespace orvane::tool {
 namespace {

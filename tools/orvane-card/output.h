@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "core/bytes.h"
-#include "core/json.h"
-#include "core/style.h"
+#include "text/bytes.h"
+#include "text/json.h"
+#include "text/style.h"
 
 namespace orvane::tool {
 

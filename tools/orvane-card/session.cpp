@@ -3,9 +3,9 @@
 #include <deque>
 #include <functional>
 
-#include "core/tool_error.h"
 #include "input.h"
 #include "local_files.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {

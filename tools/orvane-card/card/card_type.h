@@ -1,0 +1,27 @@
+// Comparing a card's answer to reset (ATR) with the card types that the operating system knows.
+#ifndef ORVANE_TOOL_CARD_CARD_TYPE_H
+#define ORVANE_TOOL_CARD_CARD_TYPE_H
+
+#include <string>
+
+#include "text/bytes.h"
+
+namespace orvane::tool {
+
+// CardType is one entry below Calais\SmartCards, as the operating system's registry states it.
+struct CardType {
+  std::string name;        // name of the registry key
+  Bytes atr;               // stored already masked
+  Bytes mask;              // empty: every bit counts
+  std::string driverPath;  // value "80000001": the minidriver's file, with or without its folder; empty when missing
+  std::string cryptoProvider = {};      // value "Crypto Provider"; empty when missing
+  std::string keyStorageProvider = {};  // value "Smart Card Key Storage Provider"; empty when missing
+};
+
+// atrMatches compares `atr`, masked, with the type's stored ATR. A type without an ATR, one of another length, or one
+// whose mask has another length never matches.
+bool atrMatches(ByteView atr, const CardType& type);
+
+}  // namespace orvane::tool
+
+#endif

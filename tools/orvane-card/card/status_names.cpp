@@ -1,0 +1,220 @@
+#include "card/status_names.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+constexpr StatusText kStatusTexts[] = {
+    {0x80100001, "SCARD_F_INTERNAL_ERROR", "an internal check failed"},
+    {0x80100002, "SCARD_E_CANCELLED", "the action was cancelled"},
+    {0x80100003, "SCARD_E_INVALID_HANDLE", "the card handle is not valid any more"},
+    {0x80100004, "SCARD_E_INVALID_PARAMETER", "a parameter was refused"},
+    {0x80100006, "SCARD_E_NO_MEMORY", "there is not enough memory"},
+    {0x80100008, "SCARD_E_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
+    {0x80100009, "SCARD_E_UNKNOWN_READER", "there is no reader of that name"},
+    {0x8010000A, "SCARD_E_TIMEOUT", "the time allowed has passed"},
+    {0x8010000B, "SCARD_E_SHARING_VIOLATION", "another program uses the card exclusively"},
+    {0x8010000C, "SCARD_E_NO_SMARTCARD", "there is no token or card"},
+    {0x8010000D, "SCARD_E_UNKNOWN_CARD", "the card is not of the kind this minidriver serves"},
+    {0x8010000F, "SCARD_E_PROTO_MISMATCH", "the card does not offer the protocol asked for"},
+    {0x80100010, "SCARD_E_NOT_READY", "the reader or the card is not ready"},
+    {0x80100014, "SCARD_F_UNKNOWN_ERROR", "an unknown internal error was detected"},
+    {0x80100016, "SCARD_E_NOT_TRANSACTED", "the card could not be reached"},
+    {0x80100017, "SCARD_E_READER_UNAVAILABLE", "the reader is not available"},
+    {0x8010001C, "SCARD_E_CARD_UNSUPPORTED", "the card is not supported"},
+    {0x8010001D, "SCARD_E_NO_SERVICE", "the smart-card service does not run"},
+    {0x8010001E, "SCARD_E_SERVICE_STOPPED", "the smart-card service has been stopped"},
+    {0x8010001F, "SCARD_E_UNEXPECTED", "an unexpected error occurred"},
+    {0x80100022, "SCARD_E_UNSUPPORTED_FEATURE", "the card does not offer this"},
+    {0x80100023, "SCARD_E_DIR_NOT_FOUND", "the card has no such directory"},
+    {0x80100024, "SCARD_E_FILE_NOT_FOUND", "the card has no such file"},
+    {0x8010002A, "SCARD_E_INVALID_CHV", "the PIN is not acceptable"},
+    {0x8010002E, "SCARD_E_NO_READERS_AVAILABLE", "no reader is connected"},
+    {0x8010002F, "SCARD_E_COMM_DATA_LOST", "the communication with the card was disturbed"},
+    {0x80100030, "SCARD_E_NO_KEY_CONTAINER", "the card has no such key container, or it holds no fitting key"},
+    {0x80100066, "SCARD_W_UNRESPONSIVE_CARD", "the card does not answer"},
+    {0x80100067, "SCARD_W_UNPOWERED_CARD", "the card has no power"},
+    {0x80100068, "SCARD_W_RESET_CARD", "the card was reset by another program"},
+    {0x80100069, "SCARD_W_REMOVED_CARD", "the card was removed"},
+    {0x8010006A, "SCARD_W_SECURITY_VIOLATION", "access was denied"},
+    {0x8010006B, "SCARD_W_WRONG_CHV", "the PIN is wrong"},
+    {0x8010006C, "SCARD_W_CHV_BLOCKED", "the PIN is blocked"},
+    {0x8010006E, "SCARD_W_CANCELLED_BY_USER", "the action was cancelled by the user"},
+    {0x8010006F, "SCARD_W_CARD_NOT_AUTHENTICATED", "no PIN has been verified"},
+    {0, "SCARD_S_SUCCESS", "success"},
+    {2, "ERROR_FILE_NOT_FOUND", "there is no such file"},
+    {3, "ERROR_PATH_NOT_FOUND", "there is no such folder"},
+    {5, "ERROR_ACCESS_DENIED", "access was denied"},
+    {8, "ERROR_NOT_ENOUGH_MEMORY", "there is not enough memory"},
+    {14, "ERROR_OUTOFMEMORY", "there is not enough memory"},
+    {50, "ERROR_NOT_SUPPORTED", "this is not supported"},
+    {80, "ERROR_FILE_EXISTS", "the file exists"},
+    {86, "ERROR_INVALID_PASSWORD", "the PIN is not valid"},
+    {87, "ERROR_INVALID_PARAMETER", "a parameter was refused"},
+    {122, "ERROR_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
+    {126, "ERROR_MOD_NOT_FOUND", "a library or one that it needs was not found"},
+    {127, "ERROR_PROC_NOT_FOUND", "a function that is needed is missing from a library"},
+    {145, "ERROR_DIR_NOT_EMPTY", "the directory is not empty"},
+    {193, "ERROR_BAD_EXE_FORMAT", "the file is no program library for this kind of processor"},
+    {577, "ERROR_INVALID_IMAGE_HASH", "the library's signature is missing or not trusted"},
+    {1114, "ERROR_DLL_INIT_FAILED", "a library failed while it started"},
+    {1306, "ERROR_REVISION_MISMATCH", "the interface versions do not fit"},
+};
+
+struct Advice {
+  std::string_view call;  // empty: any call
+  std::uint32_t status;
+  std::string_view text;
+};
+
+// The first fitting row counts, so rows for one call stand before rows for any call.
+constexpr Advice kAdvice[] = {
+    {"CardAcquireContext", 0x8010000C,
+     "The card is there but the token library finds no token. Unplug the token and plug it in again, and close other "
+     "programs that use it."},
+    {"CardAcquireContext", 0x8010000D,
+     "This card is of another kind than the minidriver serves. Choose the token's reader with --reader, or another "
+     "minidriver with --driver."},
+    {"CardReadFile", 2, "The token could not be initialised. Check that it is still plugged in and try again."},
+    {"CardReadFile", 0x80100030, "The token holds a key but no certificate for this container."},
+    {"CardReadFile", 0x80100024, "\"orvane-card files\" shows the files that there are."},
+    {"CardGetFileInfo", 0x80100024, "\"orvane-card files\" shows the files that there are."},
+    {"CardAuthenticateEx", 0x80100004, "A user PIN has 4 to 63 characters."},
+    {"CardChangeAuthenticatorEx", 0x80100004, "A new PIN has 4 to 63 characters."},
+    {"CardSignData", 0x80100004,
+     "The token refused to sign. Verify the PIN in the same run, and check that the hash has the length that its "
+     "algorithm gives."},
+    {"CardSignData", 0x80100022,
+     "RSA keys of 1024 bits may not sign, and a FIPS 140-3 token refuses SHA-1 and MD5. Use a longer key and SHA-256."},
+    {"CardRSADecrypt", 0x80100004,
+     "The token refused to decrypt. Verify the PIN in the same run, and check that the file was encrypted for this "
+     "container's certificate with the padding asked for."},
+    {"CardRSADecrypt", 0x80100022,
+     "OAEP needs token firmware 2.0.0 or newer, and the minidriver learns the firmware only when it looks at the token "
+     "again, as after a PIN change in the same run. PKCS #1 v1.5 padding always works."},
+    {"CardRSADecrypt", 0x80100030,
+     "The container does not exist or its key is not meant for this. \"orvane-card list\" shows what each key is for."},
+    {"LoadLibrary", 126,
+     "Either the path is wrong or a library that the minidriver needs is missing: OrvaneDSCLibrary.dll (from the "
+     "token's software) or VCRUNTIME140.dll, for the same kind of processor."},
+    {"LoadLibrary", 127,
+     "The minidriver and the token library are of versions that do not go together. Install both again."},
+    {"LoadLibrary", 193,
+     "The library, or one that it needs, is damaged or built for another kind of processor than this program. Install "
+     "it again, with the package for this machine."},
+    {"LoadLibrary", 577, "The operating system wants every library to be signed. Install the signed package."},
+    {"LoadLibrary", 1114, "The library gives up while it starts. Start Windows anew, then install it again."},
+    {"", 0x80100009, "\"orvane-card info\" lists the readers; write the name exactly as shown there."},
+    {"", 0x8010000B, "Close the other program or wait until it has finished, then try again."},
+    {"", 0x8010000C, "Plug the token in and try again."},
+    {"", 0x8010001D, "Start the service \"Smart Card\" (SCardSvr) and try again."},
+    {"", 0x8010001E, "Start the service \"Smart Card\" (SCardSvr) and try again."},
+    {"", 0x8010002E, "Plug the token in and try again."},
+    {"", 0x80100030, "\"orvane-card list\" shows the containers that there are."},
+    {"", 0x80100066, "Unplug the token and plug it in again."},
+    {"", 0x80100067, "Unplug the token and plug it in again."},
+    {"", 0x80100068, "Another program has reset the card. Try again."},
+    {"", 0x80100069, "Plug the token in again."},
+    {"", 0x8010006A, "Run the program as a user who may use smart cards."},
+    {"", 0x8010006B, "Check the PIN before you try again: after too many wrong ones it is blocked."},
+    {"", 0x8010006C, "The PIN must be unblocked with the token's own software; this minidriver does not offer it."},
+    {"", 0x8010006F, "Verify the PIN first, in the same run: --pin-stdin, or the command \"session\"."},
+};
+
+const StatusText* findStatus(std::uint32_t status) {
+  const auto* found = std::find_if(std::begin(kStatusTexts), std::end(kStatusTexts),
+                                   [status](const StatusText& row) { return row.code == status; });
+  return found == std::end(kStatusTexts) ? nullptr : found;
+}
+
+std::string numberOf(std::uint32_t status) {
+  if (status < 0x10000) return std::to_string(status);
+  std::array<char, 8> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), status, 16).ptr;
+  std::string text(digits.data(), end);
+  for (char& digit : text) digit = static_cast<char>(std::toupper(static_cast<unsigned char>(digit)));
+  return "0x" + std::string(8 - text.size(), '0') + text;
+}
+
+}  // namespace
+
+std::span<const StatusText> statusTexts() { return kStatusTexts; }
+
+std::string_view statusName(std::uint32_t status) {
+  const StatusText* row = findStatus(status);
+  return row ? row->name : std::string_view();
+}
+
+std::string_view statusMeaning(std::uint32_t status) {
+  const StatusText* row = findStatus(status);
+  return row ? row->meaning : std::string_view();
+}
+
+std::string statusLabel(std::uint32_t status) {
+  const std::string_view name = statusName(status);
+  return name.empty() ? numberOf(status) : std::string(name) + " (" + numberOf(status) + ")";
+}
+
+std::string_view adviceFor(std::string_view call, std::uint32_t status) {
+  for (const Advice& row : kAdvice) {
+    if (row.status == status && (row.call.empty() || row.call == call)) return row.text;
+  }
+  return {};
+}
+
+ExitCode exitCodeOf(std::uint32_t status) {
+  switch (status) {
+    case 0x80100009:
+    case 0x8010000B:
+    case 0x8010000C:
+    case 0x8010000F:
+    case 0x80100017:
+    case 0x8010001D:
+    case 0x8010001E:
+    case 0x8010002E:
+    case 0x80100066:
+    case 0x80100067:
+    case 0x80100069:
+      return ExitCode::kNoCard;
+    case 2:
+    case 0x80100023:
+    case 0x80100024:
+    case 0x80100030:
+      return ExitCode::kNotFound;
+    case 86:
+    case 0x8010002A:
+    case 0x8010006B:
+      return ExitCode::kWrongPin;
+    case 0x8010006C:
+      return ExitCode::kPinBlocked;
+    case 0x8010006F:
+      return ExitCode::kPinNeeded;
+    default:
+      return ExitCode::kRefused;
+  }
+}
+
+ToolError::ToolError(const std::string& call, std::uint32_t status)
+    : std::runtime_error(call + " failed: " + statusLabel(status) +
+                         (statusMeaning(status).empty() ? "" : ", " + std::string(statusMeaning(status)))),
+      exitCode_(exitCodeOf(status)),
+      advice_(adviceFor(call, status)),
+      status_(status) {}
+
+ToolError& ToolError::withExitCode(ExitCode exitCode) {
+  exitCode_ = exitCode;
+  return *this;
+}
+
+ToolError& ToolError::withAttempts(std::uint32_t attempts) {
+  attempts_ = attempts;
+  return *this;
+}
+
+}  // namespace orvane::tool

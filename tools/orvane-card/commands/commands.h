@@ -1,0 +1,148 @@
+// The program's commands: what each one wants to know and what it does.
+//
+// Every command prints its text through `Environment::output`, returns its result as JSON and throws ToolError when it
+// fails. command_line.cpp gives them their names and options.
+#ifndef ORVANE_TOOL_COMMANDS_COMMANDS_H
+#define ORVANE_TOOL_COMMANDS_COMMANDS_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "card/card_session.h"
+#include "card/smart_card_service.h"
+#include "output.h"
+#include "text/json.h"
+
+namespace orvane::tool {
+
+// ConnectOptions say which card and which minidriver.
+struct ConnectOptions {
+  std::optional<std::string> reader;
+  std::optional<std::string> driver;
+  bool trace = false;
+};
+
+// Environment is what commands work with. The card is connected when the first command wants it and stays connected, so
+// that the commands of a session share one minidriver context.
+class Environment {
+ public:
+  Environment(const ConnectOptions& options, const Output& output) : options_(options), output_(output) {}
+
+  const Output& output() const { return output_; }
+  const ConnectOptions& options() const { return options_; }
+
+  // service and card connect at the first call; they throw ToolError.
+  SmartCardService& service();
+  CardSession& card();
+
+  // disconnect gives everything back and says in words what the minidriver did wrong with the memory lent to it.
+  std::vector<std::string> disconnect();
+
+ private:
+  ConnectOptions options_;
+  const Output& output_;
+  std::unique_ptr<SmartCardService> service_;
+  std::unique_ptr<CardSession> card_;
+};
+
+// PinOptions say where a PIN comes from when a command needs one and none was verified before.
+struct PinOptions {
+  bool fromStandardInput = false;
+  bool none = false;  // do not verify at all
+};
+
+// ensurePin verifies the user PIN unless that was done before in this session: from standard input if asked to, else by
+// asking on the console. Throws ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
+void ensurePin(Environment& environment, const PinOptions& options);
+
+// Container is one record of "cmapfile" with the certificate that belongs to it.
+struct Container {
+  ContainerRecord record;
+  Bytes certificate;                         // DER; empty when there is none
+  std::string whyNone;                       // why there is none
+  std::optional<std::uint32_t> status = {};  // the status of the failed call, when that is why
+};
+
+// readContainers reads "cmapfile" and the certificates of all valid containers.
+std::vector<Container> readContainers(CardSession& card);
+
+// chooseContainer gives the container with that index, or without one the default container if `fits` accepts it, else
+// the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
+const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
+                                 bool (*fits)(const ContainerRecord&), const char* purpose);
+
+// info: the readers, the card, its minidriver, "cardid" and "cardcf".
+Json runInfo(Environment& environment);
+
+// list: the key containers with their certificates.
+Json runList(Environment& environment);
+
+struct ReadOptions {
+  std::string file;    // on the card
+  std::string output;  // on this machine; "-" is standard output, empty shows a dump
+};
+Json runRead(Environment& environment, const ReadOptions& options);
+
+// files: all files of the card with their sizes.
+Json runFiles(Environment& environment);
+
+// props: all card properties, decoded and raw.
+Json runProperties(Environment& environment);
+
+struct PinCommandOptions {
+  bool administrator = false;
+};
+Json runPinVerify(Environment& environment, const PinCommandOptions& options);
+Json runPinChange(Environment& environment, const PinCommandOptions& options);
+Json runPinForget(Environment& environment);
+
+struct SignOptions {
+  std::string file;    // hashed here; either this or `digest`
+  std::string digest;  // a ready hash, hexadecimal
+  std::string hash = "sha256";
+  std::optional<int> container;
+  bool all = false;         // every container with a signature key
+  std::string signature;    // output file, for one container
+  std::string certificate;  // output file, for one container
+  std::string folder;       // output folder: signature-N.bin, certificate-N.der
+  bool check = false;       // verify the signature here
+  PinOptions pin;
+};
+Json runSign(Environment& environment, const SignOptions& options);
+
+struct DecryptOptions {
+  std::string file;
+  std::string output;
+  std::optional<int> container;
+  std::string padding = "pkcs1";
+  std::string oaepHash = "sha256";
+  PinOptions pin;
+};
+Json runDecrypt(Environment& environment, const DecryptOptions& options);
+
+// doctor: walks the chain that makes a certificate appear. Throws PartialFailure with the whole report when a link is
+// broken or suspicious.
+Json runDoctor(Environment& environment);
+
+struct LogOptions {
+  std::string file;                    // this file; otherwise one below the temporary folder
+  std::optional<std::string> process;  // of this program [the one whose file is the newest]
+  std::optional<std::string> date;     // "2026-11-15" [the newest]
+  std::optional<std::string> temp;     // another temporary folder than this user's
+  std::optional<std::string> call;     // only lines of this entry point
+  std::string level = "debug";         // "error": only errors
+  std::optional<int> lines;            // only so many at the end
+  bool list = false;                   // only say which files there are
+  bool follow = false;                 // go on with what is appended
+  std::optional<double> duration;      // stop following after so many seconds
+  bool bare = false;                   // no explanations
+};
+
+// log: shows, filters, explains and follows a log file of the minidriver. Needs no smart card.
+Json runLog(Environment& environment, const LogOptions& options);
+
+}  // namespace orvane::tool
+
+#endif

@@ -1,0 +1,50 @@
+// The commands about PINs: pin verify, pin change, pin forget.
+#include "commands/commands.h"
+#include "input.h"
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+PIN_ID roleOf(const PinCommandOptions& options) { return options.administrator ? ROLE_ADMIN : ROLE_USER; }
+
+std::string nameOf(const PinCommandOptions& options) {
+  return options.administrator ? "Administrator PIN" : "User PIN";
+}
+
+}  // namespace
+
+Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
+  CardSession& card = environment.card();
+  Secret pin;
+  Input::readSecret(pin, nameOf(options) + ": ");
+  const std::uint32_t attempts = card.verifyPin(roleOf(options), pin);
+  environment.output().text(nameOf(options) + " verified. Attempts left: " + std::to_string(attempts) + "\n");
+  return {
+      {"role", options.administrator ? "administrator" : "user"}, {"verified", true}, {"attemptsRemaining", attempts}};
+}
+
+Json runPinChange(Environment& environment, const PinCommandOptions& options) {
+  CardSession& card = environment.card();
+  Secret current;
+  Secret replacement;
+  Secret repeated;
+  Input::readSecret(current, "Current " + nameOf(options) + ": ");
+  Input::readSecret(replacement, "New " + nameOf(options) + ": ");
+  // Only a person who cannot see what is typed has to type it twice.
+  if (Input::fromConsole()) {
+    Input::readSecret(repeated, "New " + nameOf(options) + " again: ");
+    if (!(repeated == replacement)) throw ToolError(ExitCode::kUsage, "the two new PINs differ; nothing was changed");
+  }
+  card.changePin(roleOf(options), current, replacement);
+  environment.output().text(nameOf(options) + " changed.\n");
+  return {{"role", options.administrator ? "administrator" : "user"}, {"changed", true}};
+}
+
+Json runPinForget(Environment& environment) {
+  environment.card().forgetPins(PIN_SET_ALL_ROLES);
+  environment.output().text("No PIN is verified any more.\n");
+  return {{"forgotten", true}};
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,146 @@
+// The commands that use private keys: sign, decrypt.
+#include <algorithm>
+
+#include "card/certificate.h"
+#include "commands/commands.h"
+#include "local_files.h"
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+bool canSign(const ContainerRecord& record) { return record.valid() && record.signatureBits; }
+bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
+
+Bytes hashToSign(const SignOptions& options, const HashAlgorithm& algorithm) {
+  if (options.digest.empty()) return hashFile(algorithm, options.file);
+  Bytes hash = fromHex(options.digest);
+  if (hash.size() != algorithm.size)
+    throw ToolError(ExitCode::kUsage, "the digest has " + std::to_string(hash.size()) + " bytes, but " +
+                                          std::string(algorithm.name) + " gives " + std::to_string(algorithm.size));
+  return hash;
+}
+
+std::vector<Container> containersToSignWith(CardSession& card, const SignOptions& options) {
+  std::vector<Container> containers = readContainers(card);
+  if (!options.all) return {chooseContainer(containers, options.container, canSign, "sign")};
+  std::erase_if(containers, [](const Container& container) { return !canSign(container.record); });
+  if (containers.empty()) throw ToolError(ExitCode::kNotFound, "the card has no key that can sign");
+  return containers;
+}
+
+// Writes what the options ask for and notes the files' names.
+void writeResults(const SignOptions& options, const Container& container, const Bytes& signature, Json& result) {
+  std::string signaturePath = options.signature;
+  std::string certificatePath = options.certificate;
+  if (!options.folder.empty()) {
+    const std::string index = std::to_string(container.record.index);
+    createFolder(options.folder);
+    signaturePath = joinPath(options.folder, "signature-" + index + ".bin");
+    certificatePath = joinPath(options.folder, "certificate-" + index + ".der");
+  }
+  result["signatureFile"] = nullptr;
+  result["certificateFile"] = nullptr;
+  if (!signaturePath.empty()) {
+    writeLocalFile(signaturePath, signature);
+    result["signatureFile"] = signaturePath;
+  }
+  if (!certificatePath.empty() && !container.certificate.empty()) {
+    writeLocalFile(certificatePath, container.certificate);
+    result["certificateFile"] = certificatePath;
+  }
+}
+
+// The subject's name for people; signing does not depend on it.
+std::string ownerOf(const Container& container) {
+  try {
+    return container.certificate.empty() ? "no certificate" : decodeCertificate(container.certificate).subjectName;
+  } catch (const ToolError&) {
+    return "unreadable certificate";
+  }
+}
+
+std::string titleOf(const Container& container) {
+  return "Container " + std::to_string(container.record.index) + " (" + ownerOf(container) + ")";
+}
+
+std::string resultLine(const Container& container, const Json& result) {
+  std::string line =
+      titleOf(container) + ": signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
+  if (!result["signatureFile"].is_null()) line += " -> " + result["signatureFile"].get<std::string>();
+  if (!result["certificateFile"].is_null()) line += ", certificate -> " + result["certificateFile"].get<std::string>();
+  if (!result["verified"].is_null()) line += result["verified"].get<bool>() ? ", verified" : ", DOES NOT VERIFY";
+  line += "\n";
+  if (result["signatureFile"].is_null()) line += "  " + result["signature"].get<std::string>() + "\n";
+  return line;
+}
+
+Json signWith(Environment& environment, const Container& container, const HashAlgorithm& algorithm, const Bytes& hash,
+              const SignOptions& options) {
+  const Bytes signature = environment.card().sign(container.record.index, algorithm, hash);
+  Json result = {{"container", container.record.index},
+                 {"size", signature.size()},
+                 {"signature", toHex(signature)},
+                 {"verified", nullptr}};
+  if (options.check) result["verified"] = verifySignature(container.certificate, algorithm, hash, signature);
+  writeResults(options, container, signature, result);
+  environment.output().text(resultLine(container, result));
+  if (result["verified"] == false)
+    throw ToolError(ExitCode::kCheckFailed, "the signature does not verify with the container's certificate");
+  return result;
+}
+
+}  // namespace
+
+Json runSign(Environment& environment, const SignOptions& options) {
+  const HashAlgorithm& algorithm = findHashAlgorithm(options.hash);
+  const Bytes hash = hashToSign(options, algorithm);
+  CardSession& card = environment.card();
+  const std::vector<Container> containers = containersToSignWith(card, options);
+
+  // One transaction for PIN and signatures: to the provider, a verification counts only within its transaction.
+  const CardSession::Transaction transaction(card);
+  ensurePin(environment, options.pin);
+  Json signatures = Json::array();
+  std::optional<ToolError> firstFailure;
+  for (const Container& container : containers) {
+    try {
+      signatures.push_back(signWith(environment, container, algorithm, hash, options));
+    } catch (const ToolError& error) {
+      // One key that cannot sign says nothing about the others.
+      if (!firstFailure) firstFailure = error;
+      signatures.push_back({{"container", container.record.index}, {"error", errorJson(error)}});
+      if (options.all) environment.output().text(titleOf(container) + ": " + error.what() + "\n");
+    }
+  }
+  Json result = {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
+  if (firstFailure) throw PartialFailure(*firstFailure, std::move(result));
+  return result;
+}
+
+Json runDecrypt(Environment& environment, const DecryptOptions& options) {
+  const Padding padding = options.padding == "oaep"   ? Padding::kOaep
+                          : options.padding == "none" ? Padding::kNone
+                                                      : Padding::kPkcs1;
+  const Bytes block = readLocalFile(options.file);
+  CardSession& card = environment.card();
+  const std::vector<Container> containers = readContainers(card);
+  const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
+
+  const CardSession::Transaction transaction(card);
+  ensurePin(environment, options.pin);
+  const Bytes plaintext = card.decrypt(container.record.index, block, padding, findHashAlgorithm(options.oaepHash));
+  Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
+  if (options.output == "-") {
+    if (environment.output().json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
+    environment.output().raw(plaintext);
+    return result;
+  }
+  writeLocalFile(options.output, plaintext);
+  result["file"] = options.output;
+  environment.output().text("Container " + std::to_string(container.record.index) + ": " +
+                            std::to_string(plaintext.size()) + " bytes -> " + options.output + "\n");
+  return result;
+}
+
+}  // namespace orvane::tool

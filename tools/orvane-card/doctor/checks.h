@@ -1,0 +1,120 @@
+// What "doctor" makes of what it saw: decisions without a smart card, a registry or a file.
+#ifndef ORVANE_TOOL_DOCTOR_CHECKS_H
+#define ORVANE_TOOL_DOCTOR_CHECKS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "card/card_files.h"
+#include "card/card_type.h"
+#include "card/reader.h"
+#include "doctor/pe_file.h"
+#include "doctor/report.h"
+#include "tool_error.h"
+
+namespace orvane::tool {
+
+// The library that the minidriver is linked with, and the folder-less name of the minidriver itself.
+inline constexpr std::string_view kTokenLibrary = "OrvaneDSCLibrary.dll";
+inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
+
+// orvaneAtr is the answer to reset of the one kind of card that the minidriver serves.
+ByteView orvaneAtr();
+
+// chooseReader gives the reader named `wanted`; without a name the first one with an Orvane token, else the first one
+// with any card, else the first one. Null when there is none.
+const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
+
+// judgeReaders: is there a reader, and the one that was asked for? judgeCard: is there a card in it that can be used?
+Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
+Finding judgeCard(const Reader& reader);
+
+// Registration is the finding about the registry and the entry that the operating system would take.
+struct Registration {
+  Finding finding;
+  std::optional<CardType> type;  // the first entry that fits the ATR
+};
+
+// judgeRegistration looks through the card types in the registry's order. With `driverNamed` the minidriver comes from
+// the command line, and what is wrong here is only a warning.
+Registration judgeRegistration(const std::vector<CardType>& types, ByteView atr, bool driverNamed);
+
+// LibraryFile is what was found of a library on this machine.
+struct LibraryFile {
+  std::string path;  // where it lies, or where it was expected
+  bool found = false;
+  bool readable = true;
+  std::optional<PeFile> pe;            // none when the file is no program library
+  std::string version;                 // of its version resource; may be empty
+  std::vector<std::string> missing;    // libraries that it needs and that are not there
+  std::optional<ToolError> loadError;  // why it does not load, if that was tried and failed
+};
+
+// judgeDriver: the minidriver's file, for a process of the kind `machine`.
+Finding judgeDriver(const LibraryFile& file, std::uint16_t machine);
+
+// judgeLibrary: the token library that a minidriver with the imports of `driver` needs.
+Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_t machine);
+
+// isApiSet says whether a library's name is one that the operating system resolves by itself, without a file.
+bool isApiSet(std::string_view library);
+
+// CardFileFacts is what stating and reading one listed file gave.
+struct CardFileFacts {
+  CardPath path;
+  std::uint32_t statedSize = 0;
+  std::size_t size = 0;  // bytes read
+  std::string problem;   // why it could not be read; empty when it could
+};
+
+// judgeFiles: all files that the card lists, without the certificates, which judgeKeys looks at.
+Finding judgeFiles(const std::vector<CardFileFacts>& files);
+
+// ContainerFacts is one key container with everything that must fit together.
+struct ContainerFacts {
+  ContainerRecord record;
+  std::string keysProblem;             // why the public keys could not be read
+  std::optional<PublicKey> signature;  // as the minidriver gives them
+  std::optional<PublicKey> keyExchange;
+  bool hasCertificate = false;
+  std::string certificateProblem;      // why there is none, unless the token simply holds none
+  std::optional<PublicKey> certified;  // the certificate's key; none when it is no RSA key
+  std::string subject;
+  std::string notBefore;  // as isoTime writes it
+  std::string notAfter;
+  bool current = true;  // now lies between the two
+};
+
+// judgeKeys compares "cmapfile", public keys and certificates.
+Finding judgeKeys(const std::vector<ContainerFacts>& containers);
+
+// logLevelOf reads the registry value "logLevel" as the minidriver does: its first byte as a signed number (0 for a
+// value without data); none when the value is missing or longer than 32 bytes.
+std::optional<int> logLevelOf(const std::optional<Bytes>& value);
+
+// LogFacts is what determines whether a log is written, and where.
+struct LogFacts {
+  std::optional<int> level;  // as logLevelOf gives it
+  bool isNumber = true;      // the value has a numeric type, or is missing
+  std::string folder;        // temporary folder, without a separator at its end
+  std::string obstacle;      // what cannot be written to, of the folders of the log; empty when all can
+  std::string newestFile;    // empty when there is none
+};
+Finding judgeLog(const LogFacts& facts);
+
+// FreshnessFacts is what watching "cardcf" for a while gave.
+struct FreshnessFacts {
+  std::optional<Freshness> last;  // none when it could not be read
+  std::string problem;            // why not
+  bool moved = false;             // the monitor counted the token's appearance
+  int laterMoves = 0;             // changes after that, with the token left alone
+  double age = 0;                 // seconds for which they have been watched without a change
+};
+Finding judgeFreshness(const FreshnessFacts& facts);
+
+}  // namespace orvane::tool
+
+#endif

@@ -1,0 +1,233 @@
+// The command that walks the chain that makes a certificate appear: doctor.
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <thread>
+
+#include "card/certificate.h"
+#include "commands/commands.h"
+#include "doctor/checks.h"
+#include "doctor/installation.h"
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Windows starts the service by itself when the first reader appears.
+constexpr const char* kStartService =
+    "Plug the token in: Windows starts the service when the first reader appears. If the token is in, start it as an "
+    "administrator: sc.exe start SCardSvr";
+constexpr const char* kErrorsInLog =
+    "\"orvane-card log --process orvane-card --level error\" shows what the minidriver wrote.";
+
+// A failed call of the minidriver as a finding.
+Finding failed(const ToolError& error) {
+  std::string text = std::string(error.what()) + ".";
+  text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+  return broken(std::move(text), error.advice().empty() ? kErrorsInLog : error.advice());
+}
+
+bool isCertificate(const CardPath& path) { return path.name.starts_with("ksc") || path.name.starts_with("kxc"); }
+
+std::vector<CardFileFacts> fileFacts(CardSession& card) {
+  const CardSession::Transaction transaction(card);
+  std::vector<CardFileFacts> facts;
+  for (const std::string directory : {"", "mscp"}) {
+    for (const std::string& name : card.listFiles(directory)) {
+      CardFileFacts file;
+      file.path = {directory, name};
+      try {
+        file.statedSize = card.fileInfo(file.path).size;
+        if (!isCertificate(file.path)) file.size = card.readFile(file.path).size();
+      } catch (const ToolError& error) {
+        file.problem = error.what();
+      }
+      facts.push_back(std::move(file));
+    }
+  }
+  return facts;
+}
+
+std::optional<PublicKey> keyIn(const Bytes& blob) {
+  return blob.empty() ? std::nullopt : std::optional(decodePublicKey(blob));
+}
+
+ContainerFacts containerFacts(CardSession& card, const Container& container) {
+  ContainerFacts facts;
+  facts.record = container.record;
+  if (!container.record.valid()) return facts;
+  try {
+    const ContainerKeys keys = card.containerKeys(container.record.index);
+    facts.signature = keyIn(keys.signature);
+    facts.keyExchange = keyIn(keys.keyExchange);
+  } catch (const ToolError& error) {
+    facts.keysProblem = error.what();
+  }
+  facts.hasCertificate = !container.certificate.empty();
+  if (!facts.hasCertificate) {
+    const bool holdsNone = !container.status || *container.status == static_cast<DWORD>(SCARD_E_NO_KEY_CONTAINER);
+    if (!holdsNone) facts.certificateProblem = container.whyNone;
+    return facts;
+  }
+  try {
+    const CertificateFacts certificate = decodeCertificate(container.certificate);
+    facts.certified = certificate.key;
+    facts.subject = certificate.subjectName;
+    facts.notBefore = certificate.notBefore;
+    facts.notAfter = certificate.notAfter;
+    facts.current = certificate.current;
+  } catch (const ToolError& error) {
+    facts.certificateProblem = error.what();
+  }
+  return facts;
+}
+
+std::vector<ContainerFacts> allContainerFacts(CardSession& card) {
+  const CardSession::Transaction transaction(card);
+  std::vector<ContainerFacts> facts;
+  for (const Container& container : readContainers(card)) facts.push_back(containerFacts(card, container));
+  return facts;
+}
+
+// Watches "cardcf": until the monitor has seen the token, but not forever, and then for a little more than one of its
+// polls, in which nothing should happen.
+FreshnessFacts watchFreshness(CardSession& card) {
+  constexpr auto kLongestWait = std::chrono::seconds(10);
+  constexpr auto kQuietTime = std::chrono::milliseconds(1500);
+  constexpr auto kPause = std::chrono::milliseconds(250);
+  FreshnessFacts facts;
+  Clock::time_point change = Clock::now();
+  Clock::time_point end = change + kLongestWait;
+  try {
+    while (true) {
+      const Freshness now = decodeFreshness(card.readFile(parseCardPath("cardcf")));
+      if (facts.last && now != *facts.last) {
+        change = Clock::now();
+        if (facts.moved) ++facts.laterMoves;
+      }
+      facts.last = now;
+      if (!facts.moved && now.version != 0) {
+        facts.moved = true;
+        end = Clock::now() + kQuietTime;
+      }
+      if (Clock::now() >= end) break;
+      std::this_thread::sleep_for(kPause);
+    }
+  } catch (const ToolError& error) {
+    facts.last.reset();
+    facts.problem = error.what();
+  }
+  facts.age = std::chrono::duration<double>(Clock::now() - change).count();
+  return facts;
+}
+
+// Doctor walks along the chain and stops at a link on which the next ones depend. What is installed on the machine does
+// not depend on the card, so it is looked at without one, too. Each link is shown as soon as it is known: a library
+// that hangs, or takes the program down with it, then does so below the last link that was fine.
+class Doctor {
+ public:
+  explicit Doctor(Environment& environment) : environment_(environment) {}
+
+  DoctorReport examine() {
+    const bool hasCard = examineReader();
+    showUpTo(DoctorStep::kRegistration);
+    if (examineInstallation() && hasCard) {
+      examineCard();
+    } else {
+      examineLog();
+    }
+    showUpTo(kDoctorStepCount);
+    return report_;
+  }
+
+ private:
+  // Notes what was found, and shows all links up to that one. Says whether the chain holds there.
+  bool report(DoctorStep step, Finding finding) {
+    const bool holds = report_.set(step, std::move(finding));
+    showUpTo(static_cast<std::size_t>(step) + 1);
+    return holds;
+  }
+
+  void showUpTo(DoctorStep step) { showUpTo(static_cast<std::size_t>(step)); }
+
+  void showUpTo(std::size_t end) {
+    if (end <= shown_) return;
+    environment_.output().text(report_.text(shown_, end, Output::style(), Output::width()));
+    shown_ = end;
+  }
+
+  void examineLog() { report(DoctorStep::kLog, judgeLog(logFacts())); }
+
+  bool examineReader() {
+    std::vector<Reader> readers;
+    try {
+      readers = environment_.service().readers();
+    } catch (const ToolError& error) {
+      return report(DoctorStep::kService, broken(std::string(error.what()) + ".", kStartService));
+    }
+    report(DoctorStep::kService, ok("The smart-card service runs."));
+    const std::optional<std::string>& wanted = environment_.options().reader;
+    if (!report(DoctorStep::kReader, judgeReaders(readers, wanted))) return false;
+    reader_ = *chooseReader(readers, wanted);
+    return report(DoctorStep::kCard, judgeCard(reader_));
+  }
+
+  bool examineInstallation() {
+    const std::optional<std::string>& named = environment_.options().driver;
+    const ByteView atr = reader_.atr.empty() ? orvaneAtr() : ByteView(reader_.atr);
+    if (!report(DoctorStep::kRegistration, judgeRegistration(registeredCardTypes(), atr, named.has_value()).finding))
+      return false;
+    choice_ = chooseDriver(named, atr);
+    const std::uint16_t machine = processMachine();
+    const LibraryFile driver = inspectLibrary(choice_.path);
+    return report(DoctorStep::kDriver, judgeDriver(driver, machine)) &&
+           report(DoctorStep::kLibrary, judgeLibrary(*driver.pe, inspectTokenLibrary(choice_.path, machine), machine));
+  }
+
+  void examineCard() {
+    std::function<void(const std::string&)> trace;
+    if (environment_.options().trace)
+      trace = [this](const std::string& line) { environment_.output().message("trace: " + line); };
+    std::unique_ptr<CardSession> card;
+    try {
+      card = std::make_unique<CardSession>(environment_.service(), reader_, choice_, std::move(trace));
+    } catch (const ToolError& error) {
+      report(DoctorStep::kAcquire, failed(error));
+      examineLog();
+      return;
+    }
+    report(DoctorStep::kAcquire, ok("The minidriver accepts the card and offers version " +
+                                    std::to_string(card->version()) + " of the interface."));
+    try {
+      if (report(DoctorStep::kFiles, judgeFiles(fileFacts(*card))))
+        report(DoctorStep::kKeys, judgeKeys(allContainerFacts(*card)));
+    } catch (const ToolError& error) {
+      const bool listed = report_.at(DoctorStep::kFiles).holds();
+      report_.set(listed ? DoctorStep::kKeys : DoctorStep::kFiles, failed(error));
+    }
+    examineLog();
+    report(DoctorStep::kFreshness, judgeFreshness(watchFreshness(*card)));
+  }
+
+  Environment& environment_;
+  DoctorReport report_;
+  Reader reader_;
+  DriverChoice choice_;
+  std::size_t shown_ = 0;
+};
+
+}  // namespace
+
+Json runDoctor(Environment& environment) {
+  const DoctorReport report = Doctor(environment).examine();
+  environment.output().text("\n");
+  Json result = report.json();
+  if (report.exitCode() != ExitCode::kSuccess)
+    throw PartialFailure(ToolError(report.exitCode(), report.summary()), std::move(result));
+  environment.output().text(Output::style().paint(Tone::kGood, report.summary()) + "\n");
+  return result;
+}
+
+}  // namespace orvane::tool

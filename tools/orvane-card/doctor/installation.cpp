@@ -1,0 +1,163 @@
+#include "doctor/installation.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "card/driver.h"
+#include "local_files.h"
+#include "platform/windows_api.h"
+#include "text/utf.h"
+
+namespace orvane::tool {
+namespace {
+
+std::filesystem::path pathOf(const std::string& utf8) { return toWide(utf8); }
+
+bool exists(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_regular_file(pathOf(path), error);
+}
+
+bool isFolder(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(pathOf(path), error);
+}
+
+// Whether a file could be made in the folder; makes none.
+bool takesFiles(const std::string& folder) {
+  const HANDLE handle =
+      CreateFileW(toWide(folder).c_str(), FILE_ADD_FILE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(handle);
+  return isFolder(folder);
+}
+
+// The folder of all logs. Not put together as a path: "R:", a drive, and a name would be one in that drive's current
+// folder.
+std::string logFolder(const std::string& temporaryFolder) { return temporaryFolder + "\\Brightfold"; }
+
+// Whether the library's own needs can be met, as Windows looks for them.
+std::vector<std::string> missingImports(const std::string& folder, const PeFile& pe) {
+  std::vector<std::string> missing;
+  for (const std::string& name : pe.imports) {
+    if (isApiSet(name) || GetModuleHandleW(toWide(name).c_str())) continue;
+    if (!exists(joinPath(folder, name)) && !exists(joinPath(systemFolder(), name))) missing.push_back(name);
+  }
+  return missing;
+}
+
+std::uint64_t ticks(const FILETIME& time) {
+  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+// Calls `take` for everything in a folder.
+template <typename Take>
+void forEachIn(const std::string& folder, const Take& take) {
+  WIN32_FIND_DATAW entry{};
+  const HANDLE search = FindFirstFileW(toWide(joinPath(folder, "*")).c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) return;
+  do {
+    take(entry);
+  } while (FindNextFileW(search, &entry));
+  FindClose(search);
+}
+
+void addLogFiles(const std::string& folder, const std::string& process, std::vector<LogFile>& files) {
+  forEachIn(folder, [&](const WIN32_FIND_DATAW& entry) {
+    const std::string name = toUtf8(entry.cFileName);
+    const auto date = logDateOf(name);
+    if (!date || entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return;
+    files.push_back({process, *date, joinPath(folder, name),
+                     static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow,
+                     ticks(entry.ftLastWriteTime)});
+  });
+}
+
+}  // namespace
+
+std::uint16_t processMachine() {
+  const auto* base = reinterpret_cast<const std::uint8_t*>(GetModuleHandleW(nullptr));
+  const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+  const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+  return headers->FileHeader.Machine;
+}
+
+LibraryFile inspectLibrary(const std::string& path) {
+  LibraryFile file;
+  file.path = path;
+  file.found = exists(path);
+  if (!file.found) return file;
+  try {
+    file.pe = readPeFile(readLocalFile(path));
+  } catch (const std::exception&) {
+    // Refused, or larger than memory.
+    file.readable = false;
+  }
+  file.version = DriverModule::fileVersion(path);
+  return file;
+}
+
+LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine) {
+  const std::string folder = toUtf8(pathOf(driverPath).parent_path().wstring());
+  const std::string name(kTokenLibrary);
+  LibraryFile file = inspectLibrary(joinPath(folder, name));
+  if (!file.found) {
+    LibraryFile inSystem = inspectLibrary(joinPath(systemFolder(), name));
+    if (inSystem.found) file = std::move(inSystem);
+  }
+  if (!file.pe || file.pe->machine != machine) return file;
+  file.missing = missingImports(toUtf8(pathOf(file.path).parent_path().wstring()), *file.pe);
+  if (!file.missing.empty()) return file;
+  // It stays loaded: the minidriver needs it next, and a library with threads of its own may not like to go.
+  if (!LoadLibraryExW(toWide(file.path).c_str(), nullptr,
+                      LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS))
+    file.loadError = ToolError("LoadLibrary", GetLastError());
+  return file;
+}
+
+std::string temporaryFolder() {
+  std::wstring folder(32768, L'\0');
+  folder.resize(GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()));
+  while (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) folder.pop_back();
+  return toUtf8(folder);
+}
+
+std::vector<LogFile> logFilesBelow(const std::string& temporaryFolder) {
+  const std::string base = logFolder(temporaryFolder);
+  std::vector<LogFile> files;
+  forEachIn(base, [&](const WIN32_FIND_DATAW& entry) {
+    const std::string process = toUtf8(entry.cFileName);
+    if (process == "." || process == ".." || !(entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) return;
+    addLogFiles(joinPath(base, process), process, files);
+  });
+  return files;
+}
+
+LogFacts logFacts() {
+  LogFacts facts;
+  // The minidriver asks in the same way, so that a value that is too long for it is too long here.
+  Bytes value(32);
+  auto size = static_cast<DWORD>(value.size());
+  DWORD type = REG_DWORD;
+  const LONG result = RegGetValueA(HKEY_LOCAL_MACHINE, "Software\\Brightfold\\Orvane", "logLevel", RRF_RT_ANY, &type,
+                                   value.data(), &size);
+  value.resize(size);
+  facts.level = logLevelOf(result == ERROR_SUCCESS ? std::optional(value) : std::nullopt);
+  facts.isNumber = result == ERROR_SUCCESS ? type == REG_DWORD || type == REG_QWORD : result != ERROR_MORE_DATA;
+
+  facts.folder = temporaryFolder();
+  const std::string base = logFolder(facts.folder);
+  const std::string own = joinPath(base, "orvane-card");
+  const auto isThere = [](const std::string& path) {
+    return GetFileAttributesW(toWide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+  };
+  const std::string nearest = isThere(own) ? own : isThere(base) ? base : facts.folder + "\\";
+  if (!takesFiles(nearest)) facts.obstacle = nearest;
+
+  const std::vector<LogFile> files = logFilesBelow(facts.folder);
+  if (const LogFile* newest = chooseLogFile(files, {}, {})) facts.newestFile = newest->path;
+  return facts;
+}
+
+}  // namespace orvane::tool

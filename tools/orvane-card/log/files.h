@@ -1,0 +1,34 @@
+// The minidriver's log files: which there are and which one is meant.
+#ifndef ORVANE_TOOL_LOG_FILES_H
+#define ORVANE_TOOL_LOG_FILES_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvane::tool {
+
+// LogFile is one file: of one program and one day.
+struct LogFile {
+  std::string process;  // "chrome"
+  std::string date;     // "2026-11-15"
+  std::string path;
+  std::uint64_t size = 0;      // bytes
+  std::uint64_t modified = 0;  // FILETIME
+
+  bool operator==(const LogFile&) const = default;
+};
+
+// logDateOf gives the date in a log file's name, "2026-11-15.LOG", or no value for a file of another name.
+std::optional<std::string> logDateOf(std::string_view fileName);
+
+// chooseLogFile gives the newest file by date, and of one date the one written last, among those of `process` (in any
+// letter case, with or without ".exe") and of `date`, as far as given. Null when there is none.
+const LogFile* chooseLogFile(const std::vector<LogFile>& files, const std::optional<std::string>& process,
+                             const std::optional<std::string>& date);
+
+}  // namespace orvane::tool
+
+#endif

@@ -1,0 +1,362 @@
+// The command that shows and follows the minidriver's log: log.
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <thread>
+#include <utility>
+
+#include "commands/commands.h"
+#include "doctor/installation.h"
+#include "log/explanations.h"
+#include "log/lines.h"
+#include "text/table.h"
+#include "text/utf.h"
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kHowToLog =
+    "Lines are written only while a program uses the token, and as the registry value logLevel says; \"orvane-card "
+    "doctor\" shows it, \"orvane-card log --list\" the files that there are. Services log below C:\\Windows\\Temp "
+    "(--temp).";
+
+struct FileCloser {
+  using pointer = HANDLE;
+  void operator()(HANDLE file) const { CloseHandle(file); }
+};
+using File = std::unique_ptr<HANDLE, FileCloser>;
+
+// Opens a file so that others can still append to it, move and delete it; null when that fails.
+File openShared(const std::string& path) {
+  File file(CreateFileW(toWide(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (file.get() == INVALID_HANDLE_VALUE) file.release();
+  return file;
+}
+
+// Reads a file that other programs append to, piece by piece.
+class GrowingFile {
+ public:
+  struct Piece {
+    std::string bytes;  // none: nothing more for now
+    bool anew = false;  // the file has been replaced or cut: these bytes do not go on where the last ones ended
+  };
+
+  // Begins `offset` bytes behind the beginning.
+  GrowingFile(std::string path, std::uint64_t offset) : path_(std::move(path)), offset_(offset) {}
+
+  const std::string& path() const { return path_; }
+
+  // more gives the next piece of what has been appended; no value when the file cannot be read. A file that has become
+  // shorter, was gone in between, or is another one by now is read from its beginning.
+  std::optional<Piece> more() {
+    constexpr std::uint64_t kLongestPiece = 1 << 20;
+    // Opened anew each time: it may have been moved or deleted, and another one have its name.
+    const File file = openShared(path_);
+    BY_HANDLE_FILE_INFORMATION facts{};
+    if (!file || !GetFileInformationByHandle(file.get(), &facts)) {
+      // One that is only locked for a moment goes on afterwards.
+      std::error_code error;
+      if (!std::filesystem::exists(toWide(path_), error)) isNew_ = true;
+      return std::nullopt;
+    }
+    const std::uint64_t size = joined(facts.nFileSizeHigh, facts.nFileSizeLow);
+    const Identity identity{facts.dwVolumeSerialNumber, joined(facts.nFileIndexHigh, facts.nFileIndexLow)};
+    Piece piece;
+    if (size < offset_ || isNew_ || identity != identity_.value_or(identity)) {
+      piece.anew = offset_ > 0;
+      offset_ = 0;
+      isNew_ = false;
+    }
+    identity_ = identity;
+    piece.bytes.resize(static_cast<std::size_t>(std::min(size - offset_, kLongestPiece)));
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset_);
+    place.OffsetHigh = static_cast<DWORD>(offset_ >> 32);
+    DWORD count = 0;
+    if (!ReadFile(file.get(), piece.bytes.data(), static_cast<DWORD>(piece.bytes.size()), &count, &place)) count = 0;
+    piece.bytes.resize(count);
+    offset_ += count;
+    return piece;
+  }
+
+ private:
+  // The volume, and the file on it.
+  using Identity = std::pair<DWORD, std::uint64_t>;
+
+  static std::uint64_t joined(DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; }
+
+  std::string path_;
+  std::uint64_t offset_;
+  std::optional<Identity> identity_;  // of the file that was read last
+  bool isNew_ = false;
+};
+
+// A log file and the lines in it.
+class LogSource {
+ public:
+  explicit LogSource(std::string path, std::uint64_t offset = 0) : file_(std::move(path), offset) {}
+
+  const std::string& path() const { return file_.path(); }
+
+  // more gives lines that have been completed; an empty list does not mean that there are no more. No value at the end
+  // for now.
+  std::optional<std::vector<LogLine>> more() {
+    const std::optional<GrowingFile::Piece> piece = file_.more();
+    isReadable_ = piece.has_value();
+    if (!piece || piece->bytes.empty()) return std::nullopt;
+    std::vector<LogLine> lines;
+    if (piece->anew) {
+      lines = reader_.finish();
+      reader_ = LogReader();
+    }
+    for (LogLine& line : reader_.add(piece->bytes)) lines.push_back(std::move(line));
+    return lines;
+  }
+
+  // rest gives the last line when it has no end.
+  std::vector<LogLine> rest() { return reader_.finish(); }
+
+  // Whether the last `more` could read the file.
+  bool isReadable() const { return isReadable_; }
+
+ private:
+  GrowingFile file_;
+  LogReader reader_;
+  bool isReadable_ = false;
+};
+
+// Prints lines in the form that the output wants.
+class LinePrinter {
+ public:
+  LinePrinter(const Output& output, const LogOptions& options)
+      : output_(output), options_(options), style_(Output::style()), onTerminal_(Output::onTerminal()) {}
+
+  // print shows a line for people; for programs it gives the line's JSON. What the others do not want is not made: logs
+  // are long.
+  Json print(const LogLine& line) {
+    const std::vector<std::string> all = options_.bare ? std::vector<std::string>() : explainLogMessage(line.message);
+    if (output_.json()) return logLineJson(line, all);
+    const std::vector<std::string> fresh = notYetGiven(all);
+    output_.text(onTerminal_ ? styledLogLine(line, fresh, style_, Output::width(), callBefore_)
+                             : plainLogLine(line, fresh));
+    callBefore_ = line.call;
+    return {};
+  }
+
+ private:
+  // For people each explanation stands only below the first line that it fits.
+  std::vector<std::string> notYetGiven(const std::vector<std::string>& explanations) {
+    std::vector<std::string> fresh;
+    for (const std::string& each : explanations) {
+      if (given_.insert(each).second) fresh.push_back(each);
+    }
+    return fresh;
+  }
+
+  const Output& output_;
+  const LogOptions& options_;
+  Style style_;
+  bool onTerminal_;
+  std::set<std::string> given_;
+  std::string callBefore_ = "(none yet)";
+};
+
+std::string folderOf(const LogOptions& options) {
+  std::string folder = options.temp ? *options.temp : temporaryFolder();
+  while (folder.ends_with('\\') || folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
+
+std::string chosenPath(const LogOptions& options) {
+  if (!options.file.empty()) return options.file;
+  const std::string folder = folderOf(options);
+  const std::vector<LogFile> files = logFilesBelow(folder);
+  if (const LogFile* file = chooseLogFile(files, options.process, options.date)) return file->path;
+  throw ToolError(ExitCode::kLocalFile,
+                  "there is no log" + (options.process ? " of \"" + *options.process + "\"" : "") +
+                      (options.date ? " of " + *options.date : "") + " below \"" + folder + "\\Brightfold\"",
+                  kHowToLog);
+}
+
+Json listFiles(const Output& output, const LogOptions& options) {
+  std::vector<LogFile> files = logFilesBelow(folderOf(options));
+  std::sort(files.begin(), files.end(), [](const LogFile& left, const LogFile& right) {
+    return std::tie(left.date, left.modified) > std::tie(right.date, right.modified);
+  });
+  TextTable table({"Date", "Program", ">Bytes", "File"});
+  Json list = Json::array();
+  for (const LogFile& file : files) {
+    if (!chooseLogFile({file}, options.process, options.date)) continue;
+    table.addRow({file.date, file.process, std::to_string(file.size), file.path});
+    list.push_back({{"date", file.date}, {"process", file.process}, {"size", file.size}, {"path", file.path}});
+  }
+  output.text(list.empty() ? "There are no log files below " + folderOf(options) + "\\Brightfold.\n" : table.text());
+  return {{"files", std::move(list)}};
+}
+
+LogFilter filterOf(const LogOptions& options) { return {options.call, options.level == "error"}; }
+
+// Passes on the lines that the filter keeps: all at once or, with a limit, the last ones at the end. Counts all lines
+// by call.
+class Tail {
+ public:
+  Tail(LogFilter filter, std::optional<int> limit) : filter_(std::move(filter)), limit_(limit) {}
+
+  // add gives the lines that need not wait for the end.
+  std::vector<LogLine> add(std::vector<LogLine> lines) {
+    std::vector<LogLine> passed;
+    for (LogLine& line : lines) {
+      ++calls_[line.call.empty() ? "(no call)" : line.call];
+      if (!filter_.keeps(line)) continue;
+      if (!limit_) {
+        passed.push_back(std::move(line));
+        continue;
+      }
+      kept_.push_back(std::move(line));
+      if (kept_.size() > static_cast<std::size_t>(*limit_)) kept_.pop_front();
+    }
+    return passed;
+  }
+
+  // The lines that waited.
+  std::vector<LogLine> kept() { return {kept_.begin(), kept_.end()}; }
+
+  // What the file holds instead, for somebody whose filter lets nothing through; an empty text for an empty file.
+  std::string calls() const {
+    std::string text;
+    for (const auto& [call, count] : calls_)
+      text += (text.empty() ? "" : ", ") + call + " (" + std::to_string(count) + ")";
+    return text;
+  }
+
+ private:
+  LogFilter filter_;
+  std::optional<int> limit_;
+  std::deque<LogLine> kept_;
+  std::map<std::string, std::size_t> calls_;
+};
+
+Json showFile(const Output& output, const LogOptions& options) {
+  LogSource source(chosenPath(options));
+  Tail tail(filterOf(options), options.lines);
+  LinePrinter printer(output, options);
+  std::size_t count = 0;
+  Json lines = Json::array();
+  const auto show = [&](const std::vector<LogLine>& some) {
+    for (const LogLine& line : some) {
+      // Somebody above may have seen enough.
+      if (output.isClosed()) return;
+      Json json = printer.print(line);
+      if (output.json()) lines.push_back(std::move(json));
+      ++count;
+    }
+  };
+  if (Output::onTerminal()) output.text(source.path() + "\n");
+  while (auto some = source.more()) {
+    show(tail.add(std::move(*some)));
+    if (output.isClosed()) break;
+  }
+  if (!source.isReadable()) throw ToolError(ExitCode::kLocalFile, "cannot read \"" + source.path() + "\"");
+  show(tail.add(source.rest()));
+  show(tail.kept());
+  if (count == 0)
+    output.message(tail.calls().empty()
+                       ? source.path() + " is empty."
+                       : "No line of " + source.path() + " passes the filter; it holds lines of: " + tail.calls());
+  return {{"file", source.path()}, {"lines", std::move(lines)}};
+}
+
+// Follows the file that was written last: the next day's is another one, and without --process another program's may
+// be.
+class Follower {
+ public:
+  Follower(const Output& output, const LogOptions& options)
+      : output_(output), options_(options), printer_(output, options), start_(Clock::now()) {}
+
+  Json run() {
+    constexpr auto kPause = std::chrono::milliseconds(200);
+    constexpr int kLinesAtFirst = 20;
+    if (options_.file.empty()) {
+      for (const LogFile& file : logFilesBelow(folderOf(options_))) sizesAtFirst_[file.path] = file.size;
+    }
+    if (chooseSource(true)) {
+      Tail tail(filterOf(options_), options_.lines.value_or(kLinesAtFirst));
+      while (auto lines = current_->more()) tail.add(std::move(*lines));
+      show(tail.kept());
+    }
+    while (goesOn()) {
+      std::this_thread::sleep_for(kPause);
+      showMore();
+      if (chooseSource(false)) showMore();
+    }
+    for (auto& [path, source] : sources_) show(source.rest());
+    return {{"file", current_ ? Json(current_->path()) : Json(nullptr)}, {"count", count_}};
+  }
+
+ private:
+  bool goesOn() const {
+    if (output_.isClosed()) return false;
+    return !options_.duration || Clock::now() - start_ < std::chrono::duration<double>(*options_.duration);
+  }
+
+  // Takes the file that is the newest by now; true when it is another one than before. Not to have one yet is no
+  // mistake here: the program that will write it may not have started. Of a file that was there before, only what is
+  // new is wanted, except of the first one.
+  bool chooseSource(bool isFirst) {
+    std::string path;
+    try {
+      path = chosenPath(options_);
+    } catch (const ToolError&) {
+      return false;
+    }
+    if (current_ && current_->path() == path) return false;
+    const auto known = sizesAtFirst_.find(path);
+    const std::uint64_t offset = isFirst || known == sizesAtFirst_.end() ? 0 : known->second;
+    current_ = &sources_.try_emplace(path, path, offset).first->second;
+    output_.message("Following " + path);
+    return true;
+  }
+
+  void showMore() {
+    if (!current_) return;
+    while (const auto lines = current_->more()) show(*lines);
+  }
+
+  void show(const std::vector<LogLine>& lines) {
+    for (const LogLine& line : lines) {
+      if (output_.isClosed()) return;
+      if (!filterOf(options_).keeps(line)) continue;
+      ++count_;
+      Json json = printer_.print(line);
+      output_.document({{"command", "log"}, {"line", std::move(json)}});
+    }
+  }
+
+  const Output& output_;
+  const LogOptions& options_;
+  LinePrinter printer_;
+  Clock::time_point start_;
+  std::map<std::string, std::uint64_t> sizesAtFirst_;
+  std::map<std::string, LogSource> sources_;
+  LogSource* current_ = nullptr;
+  std::size_t count_ = 0;
+};
+
+}  // namespace
+
+Json runLog(Environment& environment, const LogOptions& options) {
+  const Output& output = environment.output();
+  if (options.list) return listFiles(output, options);
+  return options.follow ? Follower(output, options).run() : showFile(output, options);
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,41 @@
+// Byte strings as the tool reads them from the card and shows them.
+#ifndef ORVANE_TOOL_TEXT_BYTES_H
+#define ORVANE_TOOL_TEXT_BYTES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvane::tool {
+
+using Bytes = std::vector<std::uint8_t>;
+using ByteView = std::span<const std::uint8_t>;
+
+// toHex writes two upper-case digits a byte, with `separator` between bytes.
+std::string toHex(ByteView data, std::string_view separator = {});
+
+// fromHex reads pairs of hexadecimal digits in either case; blanks, colons and dashes between pairs are skipped.
+// Throws ToolError (ExitCode::kUsage) for any other character or an odd number of digits.
+Bytes fromHex(std::string_view text);
+
+// hexDump writes lines of sixteen bytes: offset, hexadecimal digits, printable ASCII. Every line ends in a newline; no
+// data gives no line.
+std::string hexDump(ByteView data);
+
+// printableAscii gives the characters of `data` with a dot for each one that is not printable ASCII.
+std::string printableAscii(ByteView data);
+
+// readLittleEndian16 and readLittleEndian32 read at `offset`; throw std::out_of_range past the end.
+std::uint16_t readLittleEndian16(ByteView data, std::size_t offset);
+std::uint32_t readLittleEndian32(ByteView data, std::size_t offset);
+
+// reversed gives the bytes in the opposite order: the interface's numbers start with the least significant byte, the
+// files that other programs read start with the most significant one.
+Bytes reversed(ByteView data);
+
+}  // namespace orvane::tool
+
+#endif
