@@ -5,47 +5,13 @@
 #ifndef ORVANE_TOOL_COMMANDS_COMMANDS_H
 #define ORVANE_TOOL_COMMANDS_COMMANDS_H
 
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "card/card_session.h"
-#include "card/smart_card_service.h"
-#include "output.h"
+#include "environment.h"
 #include "text/json.h"
 
 namespace orvane::tool {
-
-// ConnectOptions say which card and which minidriver.
-struct ConnectOptions {
-  std::optional<std::string> reader;
-  std::optional<std::string> driver;
-  bool trace = false;
-};
-
-// Environment is what commands work with. The card is connected when the first command wants it and stays connected, so
-// that the commands of a session share one minidriver context.
-class Environment {
- public:
-  Environment(const ConnectOptions& options, const Output& output) : options_(options), output_(output) {}
-
-  const Output& output() const { return output_; }
-  const ConnectOptions& options() const { return options_; }
-
-  // service and card connect at the first call; they throw ToolError.
-  SmartCardService& service();
-  CardSession& card();
-
-  // disconnect gives everything back and says in words what the minidriver did wrong with the memory lent to it.
-  std::vector<std::string> disconnect();
-
- private:
-  ConnectOptions options_;
-  const Output& output_;
-  std::unique_ptr<SmartCardService> service_;
-  std::unique_ptr<CardSession> card_;
-};
 
 // PinOptions say where a PIN comes from when a command needs one and none was verified before.
 struct PinOptions {
@@ -56,22 +22,6 @@ struct PinOptions {
 // ensurePin verifies the user PIN unless that was done before in this session: from standard input if asked to, else by
 // asking on the console. Throws ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
 void ensurePin(Environment& environment, const PinOptions& options);
-
-// Container is one record of "cmapfile" with the certificate that belongs to it.
-struct Container {
-  ContainerRecord record;
-  Bytes certificate;                         // DER; empty when there is none
-  std::string whyNone;                       // why there is none
-  std::optional<std::uint32_t> status = {};  // the status of the failed call, when that is why
-};
-
-// readContainers reads "cmapfile" and the certificates of all valid containers.
-std::vector<Container> readContainers(CardSession& card);
-
-// chooseContainer gives the container with that index, or without one the default container if `fits` accepts it, else
-// the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
-const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
-                                 bool (*fits)(const ContainerRecord&), const char* purpose);
 
 // info: the readers, the card, its minidriver, "cardid" and "cardcf".
 Json runInfo(Environment& environment);

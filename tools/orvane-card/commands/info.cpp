@@ -1,9 +1,6 @@
-// The commands that look at the card as a whole: info, list, read.
-#include "card/certificate.h"
+// info: the readers, the card, its minidriver, "cardid" and "cardcf".
 #include "commands/commands.h"
-#include "local_files.h"
 #include "text/table.h"
-#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {
@@ -33,49 +30,6 @@ Json freshnessJson(const Freshness& freshness) {
           {"pins", freshness.pins},
           {"containers", freshness.containers},
           {"files", freshness.files}};
-}
-
-std::string dateOf(const std::string& time) { return time.substr(0, 10); }
-
-// One line of the list, and its JSON.
-struct Listed {
-  std::vector<std::string> row;
-  Json json;
-};
-
-Listed listed(const Container& container, bool short_) {
-  const ContainerRecord& record = container.record;
-  const auto bits = std::max(record.signatureBits, record.keyExchangeBits);
-  const auto fitted = [short_](const std::string& name) { return short_ ? shortened(name, 28) : name; };
-  Listed entry;
-  entry.json = {{"index", record.index},
-                {"guid", record.guid},
-                {"valid", record.valid()},
-                {"default", record.isDefault()},
-                {"signatureBits", record.signatureBits},
-                {"keyExchangeBits", record.keyExchangeBits},
-                {"use", keyUse(record)},
-                {"certificate", nullptr},
-                {"certificateError", nullptr}};
-  entry.row = {std::to_string(record.index), record.isDefault() ? "*" : "", record.guid, keyUse(record),
-               bits ? std::to_string(bits) : ""};
-  std::string problem = container.whyNone;
-  if (!container.certificate.empty()) {
-    try {
-      const CertificateFacts facts = decodeCertificate(container.certificate);
-      entry.json["certificate"] = certificateJson(facts);
-      entry.row.push_back(dateOf(facts.notBefore));
-      entry.row.push_back(dateOf(facts.notAfter) + (facts.current ? "" : " !"));
-      entry.row.push_back(fitted(facts.subjectName));
-      entry.row.push_back(fitted(facts.issuerName));
-      return entry;
-    } catch (const ToolError& error) {
-      problem = error.what();
-    }
-  }
-  entry.json["certificateError"] = problem;
-  entry.row.insert(entry.row.end(), {"", "", "(" + problem + ")"});
-  return entry;
 }
 
 }  // namespace
@@ -117,35 +71,6 @@ Json runInfo(Environment& environment) {
             {"interfaceVersion", card.version()}}},
           {"cardid", {{"hex", toHex(identifier)}, {"ascii", printableAscii(identifier)}}},
           {"cardcf", freshnessJson(freshness)}};
-}
-
-Json runList(Environment& environment) {
-  TextTable table({">#", "", "Container", "Use", ">Bits", "Valid from", "Valid to", "Subject", "Issuer"});
-  Json list = Json::array();
-  for (const Container& container : readContainers(environment.card())) {
-    Listed entry = listed(container, Output::onTerminal());
-    table.addRow(std::move(entry.row));
-    list.push_back(std::move(entry.json));
-  }
-  environment.output().text(list.empty() ? "The card has no key containers.\n"
-                                         : table.text() + "* default container, ! not valid today\n");
-  return {{"containers", std::move(list)}};
-}
-
-Json runRead(Environment& environment, const ReadOptions& options) {
-  const CardPath path = parseCardPath(options.file);
-  const Bytes data = environment.card().readFile(path);
-  const Output& output = environment.output();
-  if (options.output == "-") {
-    if (output.json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
-    output.raw(data);
-  } else if (!options.output.empty()) {
-    writeLocalFile(options.output, data);
-    output.text(path.name + ": " + std::to_string(data.size()) + " bytes written to " + options.output + "\n");
-  } else {
-    output.text(data.empty() ? path.name + ": empty\n" : hexDump(data));
-  }
-  return {{"directory", path.directory}, {"name", path.name}, {"size", data.size()}, {"hex", toHex(data)}};
 }
 
 }  // namespace orvane::tool

@@ -1,4 +1,4 @@
-// The commands about PINs: pin verify, pin change, pin forget.
+// pin: verify, change and forget a PIN; and the PIN that other commands need.
 #include "commands/commands.h"
 #include "input.h"
 #include "tool_error.h"
@@ -13,6 +13,16 @@ std::string nameOf(const PinCommandOptions& options) {
 }
 
 }  // namespace
+
+void ensurePin(Environment& environment, const PinOptions& options) {
+  if (options.none || environment.card().pinVerified()) return;
+  if (!options.fromStandardInput && !Input::fromConsole())
+    throw ToolError(ExitCode::kPinNeeded, "this needs the user PIN",
+                    "Give --pin-stdin and write the PIN to standard input, or run the program on a console.");
+  Secret pin;
+  Input::readSecret(pin, "User PIN: ");
+  environment.card().verifyPin(ROLE_USER, pin);
+}
 
 Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();

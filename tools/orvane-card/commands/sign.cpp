@@ -1,7 +1,6 @@
-// The commands that use private keys: sign, decrypt.
-#include <algorithm>
-
+// sign: signs with one container, or with all.
 #include "card/certificate.h"
+#include "card/containers.h"
 #include "commands/commands.h"
 #include "local_files.h"
 #include "tool_error.h"
@@ -10,7 +9,6 @@ namespace orvane::tool {
 namespace {
 
 bool canSign(const ContainerRecord& record) { return record.valid() && record.signatureBits; }
-bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
 
 Bytes hashToSign(const SignOptions& options, const HashAlgorithm& algorithm) {
   if (options.digest.empty()) return hashFile(algorithm, options.file);
@@ -115,31 +113,6 @@ Json runSign(Environment& environment, const SignOptions& options) {
   }
   Json result = {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
   if (firstFailure) throw PartialFailure(*firstFailure, std::move(result));
-  return result;
-}
-
-Json runDecrypt(Environment& environment, const DecryptOptions& options) {
-  const Padding padding = options.padding == "oaep"   ? Padding::kOaep
-                          : options.padding == "none" ? Padding::kNone
-                                                      : Padding::kPkcs1;
-  const Bytes block = readLocalFile(options.file);
-  CardSession& card = environment.card();
-  const std::vector<Container> containers = readContainers(card);
-  const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
-
-  const CardSession::Transaction transaction(card);
-  ensurePin(environment, options.pin);
-  const Bytes plaintext = card.decrypt(container.record.index, block, padding, findHashAlgorithm(options.oaepHash));
-  Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
-  if (options.output == "-") {
-    if (environment.output().json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
-    environment.output().raw(plaintext);
-    return result;
-  }
-  writeLocalFile(options.output, plaintext);
-  result["file"] = options.output;
-  environment.output().text("Container " + std::to_string(container.record.index) + ": " +
-                            std::to_string(plaintext.size()) + " bytes -> " + options.output + "\n");
   return result;
 }
 

@@ -1,10 +1,12 @@
-// The command that walks the chain that makes a certificate appear: doctor.
-#include <algorithm>
+// doctor: walks the chain that makes a certificate appear.
 #include <cctype>
 #include <chrono>
+#include <memory>
+#include <optional>
 #include <thread>
 
 #include "card/certificate.h"
+#include "card/containers.h"
 #include "commands/commands.h"
 #include "doctor/checks.h"
 #include "doctor/installation.h"
@@ -187,12 +189,9 @@ class Doctor {
   }
 
   void examineCard() {
-    std::function<void(const std::string&)> trace;
-    if (environment_.options().trace)
-      trace = [this](const std::string& line) { environment_.output().message("trace: " + line); };
     std::unique_ptr<CardSession> card;
     try {
-      card = std::make_unique<CardSession>(environment_.service(), reader_, choice_, std::move(trace));
+      card = environment_.connect(reader_, choice_);
     } catch (const ToolError& error) {
       report(DoctorStep::kAcquire, failed(error));
       examineLog();

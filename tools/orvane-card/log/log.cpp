@@ -1,4 +1,4 @@
-// The command that shows and follows the minidriver's log: log.
+// log: shows, filters, explains and follows a log file of the minidriver.
 #include <algorithm>
 #include <chrono>
 #include <deque>

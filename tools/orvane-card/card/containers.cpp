@@ -1,0 +1,44 @@
+#include "card/containers.h"
+
+#include "tool_error.h"
+
+namespace orvane::tool {
+
+std::vector<Container> readContainers(CardSession& card) {
+  const CardSession::Transaction transaction(card);
+  std::vector<Container> containers;
+  for (ContainerRecord& record : decodeContainerMap(card.readFile({"mscp", "cmapfile"}))) {
+    Container container{std::move(record), {}, {}, {}};
+    if (container.record.valid()) {
+      try {
+        container.certificate = card.readFile(certificateFile(container.record.index, container.record.signatureBits));
+      } catch (const ToolError& error) {
+        container.whyNone = error.what();
+        container.status = error.status();
+      }
+    } else {
+      container.whyNone = "the container is not in use";
+    }
+    containers.push_back(std::move(container));
+  }
+  return containers;
+}
+
+const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
+                                 bool (*fits)(const ContainerRecord&), const char* purpose) {
+  if (index) {
+    if (*index < 0 || static_cast<std::size_t>(*index) >= containers.size())
+      throw ToolError(ExitCode::kNotFound, "there is no container " + std::to_string(*index),
+                      "\"orvane-card list\" shows the containers that there are.");
+    return containers[static_cast<std::size_t>(*index)];
+  }
+  const Container* choice = nullptr;
+  for (const Container& container : containers) {
+    if (!fits(container.record)) continue;
+    if (!choice || (container.record.isDefault() && !choice->record.isDefault())) choice = &container;
+  }
+  if (!choice) throw ToolError(ExitCode::kNotFound, std::string("the card has no key that can ") + purpose);
+  return *choice;
+}
+
+}  // namespace orvane::tool

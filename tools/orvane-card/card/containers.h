@@ -1,0 +1,32 @@
+// The key containers of the card, each with its certificate.
+#ifndef ORVANE_TOOL_CARD_CONTAINERS_H
+#define ORVANE_TOOL_CARD_CONTAINERS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "card/card_files.h"
+#include "card/card_session.h"
+
+namespace orvane::tool {
+
+// Container is one record of "cmapfile" with the certificate that belongs to it.
+struct Container {
+  ContainerRecord record;
+  Bytes certificate;                         // DER; empty when there is none
+  std::string whyNone;                       // why there is none
+  std::optional<std::uint32_t> status = {};  // the status of the failed call, when that is why
+};
+
+// readContainers reads "cmapfile" and the certificates of all valid containers.
+std::vector<Container> readContainers(CardSession& card);
+
+// chooseContainer gives the container with that index, or without one the default container if `fits` accepts it, else
+// the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
+const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
+                                 bool (*fits)(const ContainerRecord&), const char* purpose);
+
+}  // namespace orvane::tool
+
+#endif

@@ -1,0 +1,51 @@
+// What every command works with: the options for the connection, the output, and the card once it is connected.
+#ifndef ORVANE_TOOL_ENVIRONMENT_H
+#define ORVANE_TOOL_ENVIRONMENT_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "card/card_session.h"
+#include "card/smart_card_service.h"
+#include "output.h"
+
+namespace orvane::tool {
+
+// ConnectOptions say which card and which minidriver.
+struct ConnectOptions {
+  std::optional<std::string> reader;
+  std::optional<std::string> driver;
+  bool trace = false;
+};
+
+// Environment connects the card when the first command wants it and keeps it connected, so that the commands of a
+// session share one minidriver context.
+class Environment {
+ public:
+  Environment(const ConnectOptions& options, const Output& output) : options_(options), output_(output) {}
+
+  const Output& output() const { return output_; }
+  const ConnectOptions& options() const { return options_; }
+
+  // service and card connect at the first call; they throw ToolError.
+  SmartCardService& service();
+  CardSession& card();
+
+  // connect makes another session, with this card through this minidriver, for the caller alone. Throws ToolError.
+  std::unique_ptr<CardSession> connect(Reader reader, DriverChoice driver);
+
+  // disconnect gives everything back and says in words what the minidriver did wrong with the memory lent to it.
+  std::vector<std::string> disconnect();
+
+ private:
+  ConnectOptions options_;
+  const Output& output_;
+  std::unique_ptr<SmartCardService> service_;
+  std::unique_ptr<CardSession> card_;
+};
+
+}  // namespace orvane::tool
+
+#endif
