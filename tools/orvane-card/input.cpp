@@ -1,6 +1,7 @@
 #include "input.h"
 
 #include <optional>
+#include <vector>
 
 #include "platform/windows_api.h"
 #include "text/utf.h"
@@ -52,40 +53,55 @@ std::optional<wchar_t> readConsoleUnit() {
   return unit;
 }
 
-void appendOrThrow(Secret& secret, char byte) {
-  if (!secret.append(byte)) throw ToolError(ExitCode::kUsage, "the PIN is too long");
-}
-
-// PINs are narrow characters for the minidriver; one typed beyond ASCII goes in as UTF-8.
-void appendUnit(Secret& secret, wchar_t unit) {
-  const auto point = static_cast<std::uint16_t>(unit);
-  if (point < 0x80) {
-    appendOrThrow(secret, static_cast<char>(point));
-  } else if (point < 0x800) {
-    appendOrThrow(secret, static_cast<char>(0xC0 | point >> 6));
-    appendOrThrow(secret, static_cast<char>(0x80 | (point & 0x3F)));
-  } else {
-    appendOrThrow(secret, static_cast<char>(0xE0 | point >> 12));
-    appendOrThrow(secret, static_cast<char>(0x80 | (point >> 6 & 0x3F)));
-    appendOrThrow(secret, static_cast<char>(0x80 | (point & 0x3F)));
-  }
-}
-
 ToolError noPin() {
   return {ExitCode::kPinNeeded, "a PIN is needed, but standard input has ended",
           "Write the PIN, followed by a newline, to standard input, or run the program on a console."};
 }
 
+// What is typed or piped as a PIN; overwritten before its memory is given back, also while it grows.
+template <typename Unit>
+using WipedLine = std::vector<Unit, WipingAllocator<Unit>>;
+
+WipedLine<char> readTypedPin(const std::string& prompt) {
+  showPrompt(prompt);
+  WipedLine<wchar_t> typed;
+  {
+    const QuietConsole quiet;
+    std::optional<wchar_t> unit = readConsoleUnit();
+    if (!unit) throw noPin();
+    for (; unit && *unit != L'\n'; unit = readConsoleUnit()) {
+      if (*unit != L'\r') typed.push_back(*unit);
+    }
+  }
+  showPrompt("\r\n");
+  // PINs are narrow characters for the minidriver; one typed beyond ASCII goes in as UTF-8.
+  const auto length = static_cast<int>(typed.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, typed.data(), length, nullptr, 0, nullptr, nullptr);
+  WipedLine<char> pin(static_cast<std::size_t>(size));
+  WideCharToMultiByte(CP_UTF8, 0, typed.data(), length, pin.data(), size, nullptr, nullptr);
+  return pin;
+}
+
+WipedLine<char> readPipedPin() {
+  WipedLine<char> pin;
+  std::optional<char> byte = readByte();
+  if (!byte) throw noPin();
+  for (; byte && *byte != '\n'; byte = readByte()) {
+    if (*byte != '\r') pin.push_back(*byte);
+  }
+  return pin;
+}
+
 }  // namespace
 
-bool Input::fromConsole() {
+bool isInputConsole() {
   DWORD mode = 0;
   return GetConsoleMode(inputHandle(), &mode) != 0;
 }
 
-bool Input::readLine(std::string& line, const std::string& prompt) {
+bool readInputLine(std::string& line, const std::string& prompt) {
   line.clear();
-  if (fromConsole()) {
+  if (isInputConsole()) {
     showPrompt(prompt);
     std::wstring wide;
     std::optional<wchar_t> unit = readConsoleUnit();
@@ -103,26 +119,11 @@ bool Input::readLine(std::string& line, const std::string& prompt) {
   return true;
 }
 
-void Input::readSecret(Secret& secret, const std::string& prompt) {
-  secret.clear();
-  if (fromConsole()) {
-    showPrompt(prompt);
-    {
-      const QuietConsole quiet;
-      std::optional<wchar_t> unit = readConsoleUnit();
-      if (!unit) throw noPin();
-      for (; unit && *unit != L'\n'; unit = readConsoleUnit()) {
-        if (*unit != L'\r') appendUnit(secret, *unit);
-      }
-    }
-    showPrompt("\r\n");
-    return;
-  }
-  std::optional<char> byte = readByte();
-  if (!byte) throw noPin();
-  for (; byte && *byte != '\n'; byte = readByte()) {
-    if (*byte != '\r') appendOrThrow(secret, *byte);
-  }
+SecretText readPin(const std::string& prompt) {
+  constexpr std::size_t kLongestPin = 256;
+  const WipedLine<char> pin = isInputConsole() ? readTypedPin(prompt) : readPipedPin();
+  if (pin.size() > kLongestPin) throw ToolError(ExitCode::kUsage, "the PIN is too long");
+  return {pin.data(), pin.size()};
 }
 
 }  // namespace orvane::tool

@@ -42,7 +42,7 @@ std::deque<std::string> linesOfFile(const std::string& path) {
 
 LineSource lineSource(const Request& request) {
   if (request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-"))
-    return [](std::string& line) { return Input::readLine(line, "orvane-card> "); };
+    return [](std::string& line) { return readInputLine(line, "orvane-card> "); };
   std::deque<std::string> lines =
       request.sessionLines.empty() ? linesOfFile(request.sessionFile)
                                    : std::deque<std::string>(request.sessionLines.begin(), request.sessionLines.end());
@@ -77,7 +77,7 @@ ExitCode runLine(Environment& environment, const std::string& line, bool isEchoe
 
 ExitCode runSession(Environment& environment, const Request& request) {
   const LineSource next = lineSource(request);
-  const bool interactive = request.sessionLines.empty() && request.sessionFile.empty() && Input::fromConsole();
+  const bool interactive = request.sessionLines.empty() && request.sessionFile.empty() && isInputConsole();
   const bool fromInput = request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-");
   for (std::string line; next(line);) {
     line.erase(0, line.find_first_not_of(" \t"));

@@ -17,6 +17,10 @@ std::string shown(const CardPath& path) {
   return path.directory.empty() ? path.name : path.directory + "/" + path.name;
 }
 
+// The interface wants PINs writable, but nobody writes to them.
+PBYTE bytesOf(const SecretText& pin) { return reinterpret_cast<PBYTE>(const_cast<char*>(pin.c_str())); }
+DWORD sizeOf(const SecretText& pin) { return static_cast<DWORD>(pin.size()); }
+
 BYTE containerArgument(int container) {
   if (container < 0 || container > 255)
     throw ToolError(ExitCode::kUsage, "container " + std::to_string(container) + " is out of range");
@@ -138,10 +142,11 @@ FileInfo CardSession::fileInfo(const CardPath& path) {
   return {info.cbFileSize, static_cast<std::uint32_t>(info.AccessCondition)};
 }
 
-std::uint32_t CardSession::verifyPin(PIN_ID pin, const Secret& value) {
+std::uint32_t CardSession::verifyPin(PIN_ID pin, const SecretText& value) {
   DWORD attempts = CARD_DATA_VALUE_UNKNOWN;
   const DWORD status = call("CardAuthenticateEx", "PIN " + std::to_string(pin), [&] {
-    return cardData_.pfnCardAuthenticateEx(&cardData_, pin, 0, value.data(), value.size(), nullptr, nullptr, &attempts);
+    return cardData_.pfnCardAuthenticateEx(&cardData_, pin, 0, bytesOf(value), sizeOf(value), nullptr, nullptr,
+                                           &attempts);
   });
   pinVerified_ = status == SCARD_S_SUCCESS;
   if (pinVerified_) return attempts;
@@ -156,11 +161,11 @@ void CardSession::forgetPins(PIN_SET pins) {
   pinVerified_ = false;
 }
 
-void CardSession::changePin(PIN_ID pin, const Secret& current, const Secret& replacement) {
+void CardSession::changePin(PIN_ID pin, const SecretText& current, const SecretText& replacement) {
   DWORD attempts = CARD_DATA_VALUE_UNKNOWN;
   const DWORD status = call("CardChangeAuthenticatorEx", "PIN " + std::to_string(pin), [&] {
-    return cardData_.pfnCardChangeAuthenticatorEx(&cardData_, PIN_CHANGE_FLAG_CHANGEPIN, pin, current.data(),
-                                                  current.size(), pin, replacement.data(), replacement.size(), 0,
+    return cardData_.pfnCardChangeAuthenticatorEx(&cardData_, PIN_CHANGE_FLAG_CHANGEPIN, pin, bytesOf(current),
+                                                  sizeOf(current), pin, bytesOf(replacement), sizeOf(replacement), 0,
                                                   &attempts);
   });
   if (status == SCARD_S_SUCCESS) return;

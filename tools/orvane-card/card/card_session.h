@@ -14,7 +14,7 @@
 #include "card/hash_algorithms.h"
 #include "card/smart_card_service.h"
 #include "platform/card_module.h"
-#include "secret.h"
+#include "support/secret.h"
 
 namespace orvane::tool {
 
@@ -73,12 +73,12 @@ class CardSession {
 
   // verifyPin has the token check a PIN and gives the attempts that the minidriver reports; a wrong or blocked PIN
   // throws with the attempts left. pinVerified says whether that succeeded in this session and was not undone since.
-  std::uint32_t verifyPin(PIN_ID pin, const Secret& value);
+  std::uint32_t verifyPin(PIN_ID pin, const SecretText& value);
   bool pinVerified() const { return pinVerified_; }
 
   // forgetPins undoes the verification of the PINs in `pins`. changePin replaces a PIN.
   void forgetPins(PIN_SET pins);
-  void changePin(PIN_ID pin, const Secret& current, const Secret& replacement);
+  void changePin(PIN_ID pin, const SecretText& current, const SecretText& replacement);
 
   // sign signs a bare hash with the container's signature key, with PKCS #1 v1.5, and gives the signature most
   // significant byte first, as files have it.

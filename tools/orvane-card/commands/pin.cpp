@@ -16,19 +16,15 @@ std::string nameOf(const PinCommandOptions& options) {
 
 void ensurePin(Environment& environment, const PinOptions& options) {
   if (options.none || environment.card().pinVerified()) return;
-  if (!options.fromStandardInput && !Input::fromConsole())
+  if (!options.fromStandardInput && !isInputConsole())
     throw ToolError(ExitCode::kPinNeeded, "this needs the user PIN",
                     "Give --pin-stdin and write the PIN to standard input, or run the program on a console.");
-  Secret pin;
-  Input::readSecret(pin, "User PIN: ");
-  environment.card().verifyPin(ROLE_USER, pin);
+  environment.card().verifyPin(ROLE_USER, readPin("User PIN: "));
 }
 
 Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();
-  Secret pin;
-  Input::readSecret(pin, nameOf(options) + ": ");
-  const std::uint32_t attempts = card.verifyPin(roleOf(options), pin);
+  const std::uint32_t attempts = card.verifyPin(roleOf(options), readPin(nameOf(options) + ": "));
   environment.output().text(nameOf(options) + " verified. Attempts left: " + std::to_string(attempts) + "\n");
   return {
       {"role", options.administrator ? "administrator" : "user"}, {"verified", true}, {"attemptsRemaining", attempts}};
@@ -36,16 +32,11 @@ Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
 
 Json runPinChange(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();
-  Secret current;
-  Secret replacement;
-  Secret repeated;
-  Input::readSecret(current, "Current " + nameOf(options) + ": ");
-  Input::readSecret(replacement, "New " + nameOf(options) + ": ");
+  const SecretText current = readPin("Current " + nameOf(options) + ": ");
+  const SecretText replacement = readPin("New " + nameOf(options) + ": ");
   // Only a person who cannot see what is typed has to type it twice.
-  if (Input::fromConsole()) {
-    Input::readSecret(repeated, "New " + nameOf(options) + " again: ");
-    if (!(repeated == replacement)) throw ToolError(ExitCode::kUsage, "the two new PINs differ; nothing was changed");
-  }
+  if (isInputConsole() && readPin("New " + nameOf(options) + " again: ").view() != replacement.view())
+    throw ToolError(ExitCode::kUsage, "the two new PINs differ; nothing was changed");
   card.changePin(roleOf(options), current, replacement);
   environment.output().text(nameOf(options) + " changed.\n");
   return {{"role", options.administrator ? "administrator" : "user"}, {"changed", true}};
