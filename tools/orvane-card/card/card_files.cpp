@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kFreshnessSize = 6;
 constexpr std::size_t kRecordSize = 86;
-constexpr std::size_t kRecordNameUnits = 40;
+constexpr std::size_t kRecordNameSize = 80;
 constexpr std::size_t kKeyHeaderSize = 20;
 constexpr std::uint8_t kPublicKeyBlob = 6;
 constexpr std::uint32_t kRsaPublicMagic = 0x31415352;
@@ -61,14 +61,9 @@ std::vector<ContainerRecord> decodeContainerMap(ByteView data) {
   std::vector<ContainerRecord> records;
   for (std::size_t start = 0; start < data.size(); start += kRecordSize) {
     const ByteView bytes = data.subspan(start, kRecordSize);
-    std::wstring guid;
-    for (std::size_t unit = 0; unit < kRecordNameUnits; ++unit) {
-      const std::uint16_t character = readLittleEndian16(bytes, unit * 2);
-      if (!character) break;
-      guid += static_cast<wchar_t>(character);
-    }
-    records.push_back({static_cast<int>(records.size()), toUtf8(guid), bytes[80], readLittleEndian16(bytes, 82),
-                       readLittleEndian16(bytes, 84)});
+    const std::string name = toUtf8(bytes.first(kRecordNameSize));
+    records.push_back({static_cast<int>(records.size()), name.substr(0, name.find('\0')), bytes[80],
+                       readLittleEndian16(bytes, 82), readLittleEndian16(bytes, 84)});
   }
   return records;
 }

@@ -98,11 +98,8 @@ Json algorithms(ByteView data) {
 }
 
 Json text(ByteView data) {
-  std::wstring wide;
-  for (std::size_t offset = 0; offset < data.size(); offset += 2)
-    wide += static_cast<wchar_t>(readLittleEndian16(data, offset));
-  while (!wide.empty() && !wide.back()) wide.pop_back();
-  return toUtf8(wide);
+  const std::string whole = toUtf8(data);
+  return whole.substr(0, whole.find_last_not_of('\0') + 1);
 }
 
 // The size that a form's data has, or 0 when it varies.

@@ -5,12 +5,17 @@
 #include <string>
 #include <string_view>
 
+#include "text/bytes.h"
+
 namespace orvane::tool {
 
 // toUtf8 converts UTF-16 to UTF-8; half a surrogate pair becomes U+FFFD.
 std::string toUtf8(std::wstring_view text);
 
-// toWide converts UTF-8 to UTF-16; each byte that is not part of a well-formed sequence becomes U+FFFD.
+// The same for UTF-16 as cards and the registry store it, the low byte first. A last odd byte is left out.
+std::string toUtf8(ByteView text);
+
+// toWide converts UTF-8 to UTF-16 with the operating system's function; it exists on Windows only.
 std::wstring toWide(std::string_view text);
 
 }  // namespace orvane::tool
