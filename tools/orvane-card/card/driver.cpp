@@ -8,54 +8,40 @@
 namespace orvane::tool {
 namespace {
 
-// An open registry key.
-class RegistryKey {
- public:
-  RegistryKey(HKEY parent, const wchar_t* name) {
-    if (RegOpenKeyExW(parent, name, 0, KEY_READ, &key_) != ERROR_SUCCESS) key_ = nullptr;
+// Holds one key for each card type, below HKEY_LOCAL_MACHINE.
+constexpr const wchar_t* kCardTypesKey = L"SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards";
+
+// A value below HKEY_LOCAL_MACHINE of the type that `flags` asks for; empty when there is none.
+Bytes registryValue(const std::wstring& key, const wchar_t* value, DWORD flags) {
+  DWORD size = 0;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, flags, nullptr, nullptr, &size) != ERROR_SUCCESS) return {};
+  Bytes data(size);
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, flags, nullptr, data.data(), &size) != ERROR_SUCCESS)
+    return {};
+  data.resize(size);
+  return data;
+}
+
+std::string registryText(const std::wstring& key, const wchar_t* value) {
+  const std::string text = toUtf8(registryValue(key, value, RRF_RT_REG_SZ));
+  return text.substr(0, text.find('\0'));
+}
+
+// The names of the card types.
+std::vector<std::wstring> cardTypeNames() {
+  std::vector<std::wstring> names;
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kCardTypesKey, 0, KEY_READ, &key) != ERROR_SUCCESS) return names;
+  std::wstring name(256, L'\0');
+  auto length = static_cast<DWORD>(name.size());
+  while (RegEnumKeyExW(key, static_cast<DWORD>(names.size()), name.data(), &length, nullptr, nullptr, nullptr,
+                       nullptr) == ERROR_SUCCESS) {
+    names.push_back(name.substr(0, length));
+    length = static_cast<DWORD>(name.size());
   }
-  ~RegistryKey() {
-    if (key_) RegCloseKey(key_);
-  }
-  RegistryKey(const RegistryKey&) = delete;
-  RegistryKey& operator=(const RegistryKey&) = delete;
-
-  explicit operator bool() const { return key_ != nullptr; }
-  HKEY handle() const { return key_; }
-
-  // The names of the keys below this one.
-  std::vector<std::wstring> names() const {
-    std::vector<std::wstring> all;
-    std::wstring name(256, L'\0');
-    for (DWORD index = 0;; ++index) {
-      auto length = static_cast<DWORD>(name.size());
-      if (RegEnumKeyExW(key_, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-        return all;
-      all.push_back(name.substr(0, length));
-    }
-  }
-
-  Bytes binary(const wchar_t* value) const { return read(value, RRF_RT_REG_BINARY); }
-
-  std::string text(const wchar_t* value) const {
-    const Bytes data = read(value, RRF_RT_REG_SZ);
-    std::wstring wide;
-    for (std::size_t i = 0; i + 1 < data.size(); i += 2) wide += static_cast<wchar_t>(readLittleEndian16(data, i));
-    return toUtf8(wide.substr(0, wide.find(L'\0')));
-  }
-
- private:
-  Bytes read(const wchar_t* value, DWORD type) const {
-    DWORD size = 0;
-    if (RegGetValueW(key_, nullptr, value, type, nullptr, nullptr, &size) != ERROR_SUCCESS) return {};
-    Bytes data(size);
-    if (RegGetValueW(key_, nullptr, value, type, nullptr, data.data(), &size) != ERROR_SUCCESS) return {};
-    data.resize(size);
-    return data;
-  }
-
-  HKEY key_ = nullptr;
-};
+  RegCloseKey(key);
+  return names;
+}
 
 }  // namespace
 
@@ -66,14 +52,12 @@ std::string systemFolder() {
 }
 
 std::vector<CardType> registeredCardTypes() {
-  const RegistryKey folder(HKEY_LOCAL_MACHINE, kCardTypesKey);
   std::vector<CardType> types;
-  if (!folder) return types;
-  for (const std::wstring& name : folder.names()) {
-    const RegistryKey key(folder.handle(), name.c_str());
-    if (key)
-      types.push_back({toUtf8(name), key.binary(L"ATR"), key.binary(L"ATRMask"), key.text(L"80000001"),
-                       key.text(L"Crypto Provider"), key.text(L"Smart Card Key Storage Provider")});
+  for (const std::wstring& name : cardTypeNames()) {
+    const std::wstring key = kCardTypesKey + (L'\\' + name);
+    types.push_back({toUtf8(name), registryValue(key, L"ATR", RRF_RT_REG_BINARY),
+                     registryValue(key, L"ATRMask", RRF_RT_REG_BINARY), registryText(key, L"80000001"),
+                     registryText(key, L"Crypto Provider"), registryText(key, L"Smart Card Key Storage Provider")});
   }
   return types;
 }

@@ -11,11 +11,7 @@
 
 namespace orvane::tool {
 
-// Folder of the registry that holds one key for each card type, below HKEY_LOCAL_MACHINE.
-inline constexpr const wchar_t* kCardTypesKey = L"SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards";
-
-// registeredCardTypes reads all card types that the operating system knows, in the order of the registry; empty when
-// the folder is missing.
+// registeredCardTypes reads all card types that the operating system knows, in the order of the registry.
 std::vector<CardType> registeredCardTypes();
 
 // DriverChoice is a minidriver and why it was chosen.
