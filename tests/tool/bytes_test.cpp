@@ -16,6 +16,14 @@ TEST(ToolBytes, ToHexWritesUpperCaseDigitsWithTheSeparatorBetween) {
   EXPECT_EQ(toHex({}, " "), "");
 }
 
+TEST(ToolBytes, HexNumberHasItsDigits) {
+  EXPECT_EQ(hexNumber(0x8010006B, 8), "8010006B");
+  EXPECT_EQ(hexNumber(0xAB, 8), "000000AB");
+  EXPECT_EQ(hexNumber(0x14C, 4), "014C");
+}
+
+TEST(ToolBytes, JoinedPutsTheHighHalfFirst) { EXPECT_EQ(joined(0x80000001, 0xFFFFFFFE), 0x80000001FFFFFFFEU); }
+
 TEST(ToolBytes, FromHexReadsPairsInEitherCaseWithSeparators) {
   struct Case {
     const char* text;

@@ -40,6 +40,11 @@ TEST(ToolCardPath, CertificateFilesHaveTwoDigits) {
   EXPECT_EQ(certificateFile(12, false), (CardPath{"mscp", "kxc12"}));
 }
 
+TEST(ToolCardPath, CertificateFilesAreKnownByName) {
+  for (const char* name : {"ksc00", "kxc12"}) EXPECT_TRUE(isCertificateFile(name)) << name;
+  for (const char* name : {"cardcf", "cmapfile", "ks", ""}) EXPECT_FALSE(isCertificateFile(name)) << name;
+}
+
 TEST(ToolFreshness, IsSixBytesLittleEndian) {
   EXPECT_EQ(decodeFreshness(Bytes{1, 2, 0x34, 0x12, 0xFF, 0xFF}), (Freshness{1, 2, 0x1234, 0xFFFF}));
   EXPECT_THROW(decodeFreshness(Bytes(5)), ToolError);

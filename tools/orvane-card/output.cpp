@@ -55,6 +55,7 @@ void Output::document(const Json& document) const {
 }
 
 void Output::raw(ByteView data) const {
+  if (json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
   if (!writeBytes(GetStdHandle(STD_OUTPUT_HANDLE), data.data(), data.size())) isClosed_ = true;
 }
 

@@ -27,7 +27,7 @@ class Output {
   // document prints a JSON document and a newline; nothing when the output is text.
   void document(const Json& json) const;
 
-  // raw writes bytes unchanged to standard output.
+  // raw writes bytes unchanged to standard output. Throws ToolError (ExitCode::kUsage) when the output is JSON.
   void raw(ByteView data) const;
 
   // message prints one line to standard error in every format.

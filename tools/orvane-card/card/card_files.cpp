@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 
+#include "support/text_compare.h"
 #include "text/utf.h"
 #include "tool_error.h"
 
@@ -18,12 +18,6 @@ constexpr std::size_t kRecordNameSize = 80;
 constexpr std::size_t kKeyHeaderSize = 20;
 constexpr std::uint8_t kPublicKeyBlob = 6;
 constexpr std::uint32_t kRsaPublicMagic = 0x31415352;
-
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& unit : lower) unit = static_cast<char>(std::tolower(static_cast<unsigned char>(unit)));
-  return lower;
-}
 
 ToolError damaged(const std::string& what) {
   return {ExitCode::kCheckFailed, what, "The minidriver returned data that is not of the published form."};
@@ -38,7 +32,7 @@ CardPath parseCardPath(std::string_view text) {
   if (path.name.empty()) throw ToolError(ExitCode::kUsage, "no file name in \"" + std::string(text) + "\"");
   if (separator != std::string_view::npos) {
     path.directory = text.substr(0, separator);
-  } else if (const std::string lower = lowerCase(path.name); lower != "cardid" && lower != "cardcf") {
+  } else if (!equalsIgnoreCase(path.name, "cardid") && !equalsIgnoreCase(path.name, "cardcf")) {
     path.directory = "mscp";
   }
   return path;
@@ -49,10 +43,17 @@ CardPath certificateFile(int container, bool signature) {
   return {"mscp", (signature ? "ksc" : "kxc") + std::string(digits.size() < 2 ? "0" : "") + digits};
 }
 
+bool isCertificateFile(std::string_view name) { return name.starts_with("ksc") || name.starts_with("kxc"); }
+
 Freshness decodeFreshness(ByteView data) {
   if (data.size() != kFreshnessSize)
     throw damaged("\"cardcf\" has " + std::to_string(data.size()) + " bytes instead of 6");
   return {data[0], data[1], readLittleEndian16(data, 2), readLittleEndian16(data, 4)};
+}
+
+std::string freshnessText(const Freshness& freshness) {
+  return "version " + std::to_string(freshness.version) + ", PINs " + std::to_string(freshness.pins) + ", containers " +
+         std::to_string(freshness.containers) + ", files " + std::to_string(freshness.files);
 }
 
 std::vector<ContainerRecord> decodeContainerMap(ByteView data) {

@@ -27,6 +27,9 @@ CardPath parseCardPath(std::string_view text);
 // certificateFile gives the name of a container's certificate file: "ksc" or "kxc" and the index with two digits.
 CardPath certificateFile(int container, bool signature);
 
+// isCertificateFile says whether a name is one of those.
+bool isCertificateFile(std::string_view name);
+
 // Freshness is the content of "cardcf".
 struct Freshness {
   std::uint8_t version = 0;
@@ -39,6 +42,9 @@ struct Freshness {
 
 // decodeFreshness reads the six bytes of "cardcf"; throws ToolError (ExitCode::kCheckFailed) for another size.
 Freshness decodeFreshness(ByteView data);
+
+// freshnessText gives the counters in words: "version 1, PINs 2, containers 3, files 4".
+std::string freshnessText(const Freshness& freshness);
 
 // ContainerRecord is one record of "cmapfile".
 struct ContainerRecord {

@@ -6,8 +6,8 @@ bool atrMatches(ByteView atr, const CardType& type) {
   if (type.atr.empty() || type.atr.size() != atr.size()) return false;
   if (!type.mask.empty() && type.mask.size() != atr.size()) return false;
   for (std::size_t i = 0; i < atr.size(); ++i) {
-    const std::uint8_t mask = type.mask.empty() ? 0xFF : type.mask[i];
-    if ((atr[i] & mask) != type.atr[i]) return false;
+    const int masked = type.mask.empty() ? atr[i] : atr[i] & type.mask[i];
+    if (masked != type.atr[i]) return false;
   }
   return true;
 }

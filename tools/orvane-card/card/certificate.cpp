@@ -46,10 +46,6 @@ std::string shortName(const Certificate& certificate, DWORD flags) {
   return toUtf8(text.substr(0, text.find(L'\0')));
 }
 
-std::uint64_t ticks(const FILETIME& time) {
-  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
 std::optional<PublicKey> publicKey(const CERT_PUBLIC_KEY_INFO& info) {
   if (std::string_view(info.Algorithm.pszObjId) != szOID_RSA_RSA) return std::nullopt;
   DWORD size = 0;
@@ -66,10 +62,8 @@ std::optional<PublicKey> publicKey(const CERT_PUBLIC_KEY_INFO& info) {
 
 void checkCrypto(const char* call, NTSTATUS status) {
   if (status >= 0) return;
-  const auto code = static_cast<std::uint32_t>(status);
-  const auto part = [code](int shift) { return static_cast<std::uint8_t>(code >> shift & 0xFF); };
   throw ToolError(ExitCode::kInternal,
-                  std::string(call) + " failed: " + toHex(Bytes{part(24), part(16), part(8), part(0)}));
+                  std::string(call) + " failed: " + hexNumber(static_cast<std::uint32_t>(status), 8));
 }
 
 // A hash being computed.
@@ -114,8 +108,8 @@ CertificateFacts decodeCertificate(ByteView der) {
   facts.issuer = wholeName(info.Issuer);
   facts.issuerName = shortName(certificate, CERT_NAME_ISSUER_FLAG);
   facts.serialNumber = toHex(reversed({info.SerialNumber.pbData, info.SerialNumber.cbData}));
-  facts.notBefore = isoTime(ticks(info.NotBefore));
-  facts.notAfter = isoTime(ticks(info.NotAfter));
+  facts.notBefore = isoTime(joined(info.NotBefore.dwHighDateTime, info.NotBefore.dwLowDateTime));
+  facts.notAfter = isoTime(joined(info.NotAfter.dwHighDateTime, info.NotAfter.dwLowDateTime));
   facts.current = CertVerifyTimeValidity(nullptr, &info) == 0;
   facts.key = publicKey(info.SubjectPublicKeyInfo);
   facts.keyBits = facts.key ? facts.key->bits : 0;

@@ -1,8 +1,8 @@
 #include "card/hash_algorithms.h"
 
-#include <cctype>
 #include <string>
 
+#include "support/text_compare.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -20,12 +20,10 @@ constexpr HashAlgorithm kAlgorithms[] = {
 std::span<const HashAlgorithm> hashAlgorithms() { return kAlgorithms; }
 
 const HashAlgorithm& findHashAlgorithm(std::string_view name) {
-  std::string plain;
-  for (const char unit : name) {
-    if (unit != '-') plain += static_cast<char>(std::tolower(static_cast<unsigned char>(unit)));
-  }
+  std::string plain(name);
+  std::erase(plain, '-');
   for (const HashAlgorithm& algorithm : kAlgorithms) {
-    if (algorithm.name == plain) return algorithm;
+    if (equalsIgnoreCase(algorithm.name, plain)) return algorithm;
   }
   throw ToolError(ExitCode::kUsage, "unknown hash algorithm \"" + std::string(name) + "\"",
                   "Use sha256, sha384, sha512 or sha1.");

@@ -1,10 +1,9 @@
 #include "card/status_names.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <charconv>
+#include <iterator>
 
+#include "text/bytes.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -135,11 +134,7 @@ const StatusText* findStatus(std::uint32_t status) {
 
 std::string numberOf(std::uint32_t status) {
   if (status < 0x10000) return std::to_string(status);
-  std::array<char, 8> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), status, 16).ptr;
-  std::string text(digits.data(), end);
-  for (char& digit : text) digit = static_cast<char>(std::toupper(static_cast<unsigned char>(digit)));
-  return "0x" + std::string(8 - text.size(), '0') + text;
+  return "0x" + hexNumber(status, 8);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include "card/containers.h"
 #include "commands/commands.h"
 #include "local_files.h"
-#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {
@@ -25,7 +24,6 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   const Bytes plaintext = card.decrypt(container.record.index, block, padding, findHashAlgorithm(options.oaepHash));
   Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
   if (options.output == "-") {
-    if (environment.output().json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
     environment.output().raw(plaintext);
     return result;
   }

@@ -56,9 +56,7 @@ Json runInfo(Environment& environment) {
       {"  file version", fileVersion.empty() ? "none stated" : fileVersion},
       {"  interface version", std::to_string(card.version())},
       {"Card identifier", toHex(identifier, " ") + "  " + printableAscii(identifier)},
-      {"Freshness", "version " + std::to_string(freshness.version) + ", PINs " + std::to_string(freshness.pins) +
-                        ", containers " + std::to_string(freshness.containers) + ", files " +
-                        std::to_string(freshness.files)},
+      {"Freshness", freshnessText(freshness)},
   }));
   return {{"readers", readersJson(readers)},
           {"reader", card.reader().name},
@@ -67,7 +65,7 @@ Json runInfo(Environment& environment) {
            {{"path", card.driver().path},
             {"cardName", card.driver().cardName},
             {"fromRegistry", card.driver().registered},
-            {"fileVersion", fileVersion.empty() ? Json(nullptr) : Json(fileVersion)},
+            {"fileVersion", textOrNull(fileVersion)},
             {"interfaceVersion", card.version()}}},
           {"cardid", {{"hex", toHex(identifier)}, {"ascii", printableAscii(identifier)}}},
           {"cardcf", freshnessJson(freshness)}};

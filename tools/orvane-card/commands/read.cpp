@@ -1,7 +1,6 @@
 // read: one file of the card.
 #include "commands/commands.h"
 #include "local_files.h"
-#include "tool_error.h"
 
 namespace orvane::tool {
 
@@ -10,7 +9,6 @@ Json runRead(Environment& environment, const ReadOptions& options) {
   const Bytes data = environment.card().readFile(path);
   const Output& output = environment.output();
   if (options.output == "-") {
-    if (output.json()) throw ToolError(ExitCode::kUsage, "raw output and --json do not go together");
     output.raw(data);
   } else if (!options.output.empty()) {
     writeLocalFile(options.output, data);

@@ -219,7 +219,7 @@ Finding judgeFiles(const std::vector<CardFileFacts>& files) {
   }
   std::size_t looked = 0;
   for (const auto& [path, stated, size, problem] : files) {
-    if (path.name.starts_with("ksc") || path.name.starts_with("kxc")) continue;
+    if (isCertificateFile(path.name)) continue;
     ++looked;
     if (!problem.empty())
       return broken(
@@ -273,9 +273,7 @@ Finding judgeFreshness(const FreshnessFacts& facts) {
   if (!facts.last) return broken("\"cardcf\" cannot be read: " + facts.problem + ".", kPlugIn);
   std::array<char, 32> age{};
   std::snprintf(age.data(), age.size(), "%.1f", facts.age);
-  const std::string numbers = "version " + std::to_string(facts.last->version) + ", PINs " +
-                              std::to_string(facts.last->pins) + ", containers " +
-                              std::to_string(facts.last->containers) + ", files " + std::to_string(facts.last->files);
+  const std::string numbers = freshnessText(*facts.last);
   if (!facts.moved)
     return warning("The numbers in \"cardcf\" (" + numbers + ") have not moved for " + age.data() +
                        " s: the minidriver's monitor does not see the token, and Windows will not notice changes.",

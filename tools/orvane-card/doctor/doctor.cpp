@@ -31,8 +31,6 @@ Finding failed(const ToolError& error) {
   return broken(std::move(text), error.advice().empty() ? kErrorsInLog : error.advice());
 }
 
-bool isCertificate(const CardPath& path) { return path.name.starts_with("ksc") || path.name.starts_with("kxc"); }
-
 std::vector<CardFileFacts> fileFacts(CardSession& card) {
   const CardSession::Transaction transaction(card);
   std::vector<CardFileFacts> facts;
@@ -42,7 +40,7 @@ std::vector<CardFileFacts> fileFacts(CardSession& card) {
       file.path = {directory, name};
       try {
         file.statedSize = card.fileInfo(file.path).size;
-        if (!isCertificate(file.path)) file.size = card.readFile(file.path).size();
+        if (!isCertificateFile(file.path.name)) file.size = card.readFile(file.path).size();
       } catch (const ToolError& error) {
         file.problem = error.what();
       }

@@ -1,8 +1,5 @@
 #include "doctor/pe_file.h"
 
-#include <array>
-#include <cstdio>
-
 namespace orvane::tool {
 namespace {
 
@@ -114,11 +111,8 @@ std::string machineName(std::uint16_t machine) {
       return "x64";
     case kMachineX86:
       return "x86 (32 bits)";
-    default: {
-      std::array<char, 16> text{};
-      std::snprintf(text.data(), text.size(), "0x%04X", static_cast<unsigned>(machine));
-      return text.data();
-    }
+    default:
+      return "0x" + hexNumber(machine, 4);
   }
 }
 

@@ -44,12 +44,6 @@ Tone toneOf(StepState state) {
   }
 }
 
-Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
-
-std::string padded(std::string_view text, std::size_t width) {
-  return std::string(text) + std::string(width - std::min(width, text.size()), ' ');
-}
-
 std::string counted(std::size_t count, const char* one, const char* several) {
   return std::to_string(count) + " " + (count == 1 ? one : several);
 }

@@ -2,24 +2,15 @@
 
 #include <tuple>
 
+#include "log/lines.h"
 #include "support/text_compare.h"
 
 namespace orvane::tool {
-namespace {
-
-constexpr std::string_view kNameForm = "dddd-dd-dd.LOG";
-constexpr std::size_t kDateSize = 10;
-
-}  // namespace
-
 std::optional<std::string> logDateOf(std::string_view fileName) {
-  if (fileName.size() != kNameForm.size()) return std::nullopt;
-  for (std::size_t i = 0; i < kDateSize; ++i) {
-    const bool fits = kNameForm[i] == 'd' ? fileName[i] >= '0' && fileName[i] <= '9' : fileName[i] == kNameForm[i];
-    if (!fits) return std::nullopt;
-  }
-  if (!equalsIgnoreCase(fileName.substr(kDateSize), kNameForm.substr(kDateSize))) return std::nullopt;
-  return std::string(fileName.substr(0, kDateSize));
+  constexpr std::string_view kDateForm = "dddd-dd-dd";
+  if (!beginsWithForm(fileName, kDateForm) || !equalsIgnoreCase(fileName.substr(kDateForm.size()), ".LOG"))
+    return std::nullopt;
+  return std::string(fileName.substr(0, kDateForm.size()));
 }
 
 const LogFile* chooseLogFile(const std::vector<LogFile>& files, const std::optional<std::string>& process,

@@ -1,6 +1,5 @@
 #include "log/lines.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -10,7 +9,7 @@
 namespace orvane::tool {
 namespace {
 
-// How a line begins; 'd' stands for a digit. The tag follows.
+// How a line begins, as beginsWithForm takes it. The tag follows.
 constexpr std::string_view kPrefix = "dd/dd::dd:dd:dd:ddd-> ->";
 constexpr std::string_view kEntryMark = " :: LOG_FUNCTION_NAME = Entry";
 
@@ -24,15 +23,6 @@ constexpr std::array<TagText, 4> kTags = {{{LogTag::kException, "EXCEP", "EXCEP 
                                            {LogTag::kDebug, "DEBUG", "DEBUG ::=>"},
                                            {LogTag::kInfo, "INFO", "INFO  ::=>"}}};
 constexpr std::size_t kTagSize = 10;
-
-bool hasPrefix(std::string_view line) {
-  if (line.size() < kPrefix.size() + kTagSize) return false;
-  for (std::size_t i = 0; i < kPrefix.size(); ++i) {
-    const bool fits = kPrefix[i] == 'd' ? line[i] >= '0' && line[i] <= '9' : line[i] == kPrefix[i];
-    if (!fits) return false;
-  }
-  return true;
-}
 
 // Lines that only the monitor thread writes. Those between the second and the last one, about the freshness numbers,
 // are written by others, too.
@@ -52,13 +42,16 @@ constexpr std::size_t kTimeWidth = 12;
 constexpr std::size_t kTagWidth = 5;
 constexpr std::size_t kMessageColumn = 2 + kTimeWidth + 2 + kTagWidth + 2;
 
-std::string padded(std::string_view text, std::size_t width) {
-  return std::string(text) + std::string(width - std::min(width, text.size()), ' ');
-}
-
-Json textOrNull(std::string_view text) { return text.empty() ? Json(nullptr) : Json(std::string(text)); }
-
 }  // namespace
+
+bool beginsWithForm(std::string_view text, std::string_view form) {
+  if (text.size() < form.size()) return false;
+  for (std::size_t i = 0; i < form.size(); ++i) {
+    const bool fits = form[i] == 'd' ? text[i] >= '0' && text[i] <= '9' : text[i] == form[i];
+    if (!fits) return false;
+  }
+  return true;
+}
 
 std::string_view logTagName(LogTag tag) {
   for (const TagText& row : kTags) {
@@ -70,7 +63,7 @@ std::string_view logTagName(LogTag tag) {
 LogLine parseLogLine(std::string_view line) {
   LogLine parsed;
   parsed.raw = parsed.message = line;
-  if (!hasPrefix(line)) return parsed;
+  if (!beginsWithForm(line, kPrefix) || line.size() < kPrefix.size() + kTagSize) return parsed;
   const std::string_view tag = line.substr(kPrefix.size(), kTagSize);
   for (const TagText& row : kTags) {
     if (row.inLine == tag) parsed.tag = row.tag;

@@ -13,6 +13,9 @@
 
 namespace orvane::tool {
 
+// beginsWithForm compares the beginning of a text with a form in which 'd' stands for any digit.
+bool beginsWithForm(std::string_view text, std::string_view form);
+
 // LogTag is the level that stands in a line; kNone for a line that begins like no line of the log.
 enum class LogTag { kNone, kException, kError, kDebug, kInfo };
 

@@ -1,67 +1,59 @@
 #include "text/bytes.h"
 
 #include <algorithm>
+#include <charconv>
 #include <stdexcept>
 
 #include "support/hex_text.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
-namespace {
-
-constexpr std::size_t kBytesPerDumpLine = 16;
-
-int digitValue(char character) {
-  if (character >= '0' && character <= '9') return character - '0';
-  if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-  if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-  return -1;
-}
-
-void appendHex(std::string& text, std::uint8_t byte) { text += hexText(&byte, 1); }
-
-}  // namespace
 
 std::string toHex(ByteView data, std::string_view separator) {
   std::string text;
-  for (const std::uint8_t byte : data) {
+  for (const std::uint8_t& byte : data) {
     if (!text.empty()) text += separator;
-    appendHex(text, byte);
+    text += hexText(&byte, 1);
   }
   return text;
 }
 
+std::string hexNumber(std::uint32_t number, std::size_t digits) {
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
+                                static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
+  return hexText(bytes, sizeof bytes).substr(8 - digits);
+}
+
 Bytes fromHex(std::string_view text) {
+  const auto refused = [text](const char* why) {
+    return ToolError(ExitCode::kUsage, std::string(why) + ": \"" + std::string(text) + "\"");
+  };
   Bytes data;
-  int high = -1;
-  for (const char character : text) {
-    if (high < 0 && (character == ' ' || character == ':' || character == '-')) continue;
-    const int value = digitValue(character);
-    if (value < 0) throw ToolError(ExitCode::kUsage, "not a hexadecimal number: \"" + std::string(text) + "\"");
-    if (high < 0) {
-      high = value;
-    } else {
-      data.push_back(static_cast<std::uint8_t>(high * 16 + value));
-      high = -1;
+  for (std::string_view rest = text; !rest.empty();) {
+    if (rest.starts_with(' ') || rest.starts_with(':') || rest.starts_with('-')) {
+      rest.remove_prefix(1);
+      continue;
     }
+    const std::string_view pair = rest.substr(0, 2);
+    std::uint8_t byte = 0;
+    const auto [end, error] = std::from_chars(pair.data(), pair.data() + pair.size(), byte, 16);
+    if (error != std::errc() || end != pair.data() + pair.size()) throw refused("not a hexadecimal number");
+    if (pair.size() < 2) throw refused("odd number of hexadecimal digits");
+    data.push_back(byte);
+    rest.remove_prefix(2);
   }
-  if (high >= 0) throw ToolError(ExitCode::kUsage, "odd number of hexadecimal digits: \"" + std::string(text) + "\"");
   return data;
 }
 
 std::string hexDump(ByteView data) {
+  constexpr std::size_t kBytesPerLine = 16;
   std::string text;
-  for (std::size_t offset = 0; offset < data.size(); offset += kBytesPerDumpLine) {
-    const ByteView line = data.subspan(offset, std::min(kBytesPerDumpLine, data.size() - offset));
-    for (int shift = 24; shift >= 0; shift -= 8) appendHex(text, static_cast<std::uint8_t>(offset >> shift));
-    text += ' ';
-    for (std::size_t i = 0; i < kBytesPerDumpLine; ++i) {
-      text += i == kBytesPerDumpLine / 2 ? "  " : " ";
-      if (i < line.size()) {
-        appendHex(text, line[i]);
-      } else {
-        text += "  ";
-      }
+  for (std::size_t offset = 0; offset < data.size(); offset += kBytesPerLine) {
+    const ByteView line = data.subspan(offset, std::min(kBytesPerLine, data.size() - offset));
+    text += hexNumber(static_cast<std::uint32_t>(offset), 8) + " ";
+    for (std::size_t i = 0; i < kBytesPerLine; ++i) {
+      text += i == kBytesPerLine / 2 ? "  " : " ";
+      text += i < line.size() ? hexText(&line[i], 1) : "  ";
     }
     text += "  |" + printableAscii(line) + "|\n";
   }

@@ -17,6 +17,9 @@ using ByteView = std::span<const std::uint8_t>;
 // toHex writes two upper-case digits a byte, with `separator` between bytes.
 std::string toHex(ByteView data, std::string_view separator = {});
 
+// hexNumber writes a number as `digits` upper-case digits, at most eight.
+std::string hexNumber(std::uint32_t number, std::size_t digits);
+
 // fromHex reads pairs of hexadecimal digits in either case; blanks, colons and dashes between pairs are skipped.
 // Throws ToolError (ExitCode::kUsage) for any other character or an odd number of digits.
 Bytes fromHex(std::string_view text);
@@ -31,6 +34,9 @@ std::string printableAscii(ByteView data);
 // readLittleEndian16 and readLittleEndian32 read at `offset`; throw std::out_of_range past the end.
 std::uint16_t readLittleEndian16(ByteView data, std::size_t offset);
 std::uint32_t readLittleEndian32(ByteView data, std::size_t offset);
+
+// joined puts together the halves in which the operating system gives numbers of 64 bits.
+constexpr std::uint64_t joined(std::uint32_t high, std::uint32_t low) { return std::uint64_t{high} << 32 | low; }
 
 // reversed gives the bytes in the opposite order: the interface's numbers start with the least significant byte, the
 // files that other programs read start with the most significant one.

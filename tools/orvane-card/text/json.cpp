@@ -4,14 +4,15 @@
 
 namespace orvane::tool {
 
+Json textOrNull(std::string_view text) { return text.empty() ? Json(nullptr) : Json(std::string(text)); }
+
 Json statusJson(std::uint32_t status) {
-  const std::string name(statusName(status));
-  return {{"name", name.empty() ? Json(nullptr) : Json(name)}, {"code", status}, {"label", statusLabel(status)}};
+  return {{"name", textOrNull(statusName(status))}, {"code", status}, {"label", statusLabel(status)}};
 }
 
 Json errorJson(const ToolError& error) {
   return {{"message", error.what()},
-          {"advice", error.advice().empty() ? Json(nullptr) : Json(error.advice())},
+          {"advice", textOrNull(error.advice())},
           {"status", error.status() ? statusJson(*error.status()) : Json(nullptr)},
           {"attemptsRemaining", error.attempts() ? Json(*error.attempts()) : Json(nullptr)}};
 }

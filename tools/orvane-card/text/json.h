@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "tool_error.h"
@@ -13,6 +14,9 @@ namespace orvane::tool {
 
 // Members keep the order in which they were added.
 using Json = nlohmann::ordered_json;
+
+// textOrNull gives null for an empty text.
+Json textOrNull(std::string_view text);
 
 // statusJson gives {"name", "code", "label"}: name is null for an unknown code.
 Json statusJson(std::uint32_t status);

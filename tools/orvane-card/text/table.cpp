@@ -8,15 +8,14 @@ namespace {
 
 bool startsCodePoint(char unit) { return (static_cast<unsigned char>(unit) & 0xC0) != 0x80; }
 
-std::string aligned(const std::string& cell, std::size_t width, bool right) {
-  const std::string padding(width - std::min(width, displayWidth(cell)), ' ');
-  return right ? padding + cell : cell + padding;
-}
-
 }  // namespace
 
 std::size_t displayWidth(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), startsCodePoint));
+}
+
+std::string padded(std::string_view text, std::size_t width) {
+  return std::string(text) + std::string(width - std::min(width, displayWidth(text)), ' ');
 }
 
 std::string shortened(std::string_view text, std::size_t width) {
@@ -81,7 +80,8 @@ std::string TextTable::text() const {
     std::string line;
     for (std::size_t column = 0; column < cells.size(); ++column) {
       if (column) line += "  ";
-      line += aligned(cells[column], widths[column], rightAligned_[column]);
+      const std::string blanks(widths[column] - displayWidth(cells[column]), ' ');
+      line += rightAligned_[column] ? blanks + cells[column] : cells[column] + blanks;
     }
     line.erase(line.find_last_not_of(' ') + 1);
     text += line + '\n';
@@ -97,7 +97,7 @@ std::string fieldList(const std::vector<std::pair<std::string, std::string>>& fi
   for (const auto& field : fields) width = std::max(width, displayWidth(field.first));
   std::string text;
   for (const auto& [name, value] : fields) {
-    std::string line = aligned(name + ":", width + 3, false);
+    std::string line = padded(name + ":", width + 3);
     for (const char unit : value) {
       line += unit;
       if (unit == '\n') line += std::string(width + 3, ' ');

@@ -12,6 +12,9 @@ namespace orvane::tool {
 // displayWidth counts the code points of a UTF-8 text, which is the number of columns for the texts shown here.
 std::size_t displayWidth(std::string_view text);
 
+// padded gives `text` with blanks behind it up to `width` columns.
+std::string padded(std::string_view text, std::size_t width);
+
 // shortened gives `text` unchanged when it has at most `width` code points, else its first `width` - 1 and an ellipsis.
 std::string shortened(std::string_view text, std::size_t width);
 
