@@ -4,66 +4,66 @@
 #include <iterator>
 
 #include "text/bytes.h"
-#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {
 
 constexpr StatusText kStatusTexts[] = {
-    {0x80100001, "SCARD_F_INTERNAL_ERROR", "an internal check failed"},
-    {0x80100002, "SCARD_E_CANCELLED", "the action was cancelled"},
-    {0x80100003, "SCARD_E_INVALID_HANDLE", "the card handle is not valid any more"},
-    {0x80100004, "SCARD_E_INVALID_PARAMETER", "a parameter was refused"},
-    {0x80100006, "SCARD_E_NO_MEMORY", "there is not enough memory"},
-    {0x80100008, "SCARD_E_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
-    {0x80100009, "SCARD_E_UNKNOWN_READER", "there is no reader of that name"},
-    {0x8010000A, "SCARD_E_TIMEOUT", "the time allowed has passed"},
-    {0x8010000B, "SCARD_E_SHARING_VIOLATION", "another program uses the card exclusively"},
-    {0x8010000C, "SCARD_E_NO_SMARTCARD", "there is no token or card"},
-    {0x8010000D, "SCARD_E_UNKNOWN_CARD", "the card is not of the kind this minidriver serves"},
-    {0x8010000F, "SCARD_E_PROTO_MISMATCH", "the card does not offer the protocol asked for"},
-    {0x80100010, "SCARD_E_NOT_READY", "the reader or the card is not ready"},
-    {0x80100014, "SCARD_F_UNKNOWN_ERROR", "an unknown internal error was detected"},
-    {0x80100016, "SCARD_E_NOT_TRANSACTED", "the card could not be reached"},
-    {0x80100017, "SCARD_E_READER_UNAVAILABLE", "the reader is not available"},
-    {0x8010001C, "SCARD_E_CARD_UNSUPPORTED", "the card is not supported"},
-    {0x8010001D, "SCARD_E_NO_SERVICE", "the smart-card service does not run"},
-    {0x8010001E, "SCARD_E_SERVICE_STOPPED", "the smart-card service has been stopped"},
-    {0x8010001F, "SCARD_E_UNEXPECTED", "an unexpected error occurred"},
-    {0x80100022, "SCARD_E_UNSUPPORTED_FEATURE", "the card does not offer this"},
-    {0x80100023, "SCARD_E_DIR_NOT_FOUND", "the card has no such directory"},
-    {0x80100024, "SCARD_E_FILE_NOT_FOUND", "the card has no such file"},
-    {0x8010002A, "SCARD_E_INVALID_CHV", "the PIN is not acceptable"},
-    {0x8010002E, "SCARD_E_NO_READERS_AVAILABLE", "no reader is connected"},
-    {0x8010002F, "SCARD_E_COMM_DATA_LOST", "the communication with the card was disturbed"},
-    {0x80100030, "SCARD_E_NO_KEY_CONTAINER", "the card has no such key container, or it holds no fitting key"},
-    {0x80100066, "SCARD_W_UNRESPONSIVE_CARD", "the card does not answer"},
-    {0x80100067, "SCARD_W_UNPOWERED_CARD", "the card has no power"},
-    {0x80100068, "SCARD_W_RESET_CARD", "the card was reset by another program"},
-    {0x80100069, "SCARD_W_REMOVED_CARD", "the card was removed"},
-    {0x8010006A, "SCARD_W_SECURITY_VIOLATION", "access was denied"},
-    {0x8010006B, "SCARD_W_WRONG_CHV", "the PIN is wrong"},
-    {0x8010006C, "SCARD_W_CHV_BLOCKED", "the PIN is blocked"},
-    {0x8010006E, "SCARD_W_CANCELLED_BY_USER", "the action was cancelled by the user"},
-    {0x8010006F, "SCARD_W_CARD_NOT_AUTHENTICATED", "no PIN has been verified"},
-    {0, "SCARD_S_SUCCESS", "success"},
-    {2, "ERROR_FILE_NOT_FOUND", "there is no such file"},
-    {3, "ERROR_PATH_NOT_FOUND", "there is no such folder"},
-    {5, "ERROR_ACCESS_DENIED", "access was denied"},
-    {8, "ERROR_NOT_ENOUGH_MEMORY", "there is not enough memory"},
-    {14, "ERROR_OUTOFMEMORY", "there is not enough memory"},
-    {50, "ERROR_NOT_SUPPORTED", "this is not supported"},
-    {80, "ERROR_FILE_EXISTS", "the file exists"},
-    {86, "ERROR_INVALID_PASSWORD", "the PIN is not valid"},
-    {87, "ERROR_INVALID_PARAMETER", "a parameter was refused"},
-    {122, "ERROR_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
-    {126, "ERROR_MOD_NOT_FOUND", "a library or one that it needs was not found"},
-    {127, "ERROR_PROC_NOT_FOUND", "a function that is needed is missing from a library"},
-    {145, "ERROR_DIR_NOT_EMPTY", "the directory is not empty"},
-    {193, "ERROR_BAD_EXE_FORMAT", "the file is no program library for this kind of processor"},
-    {577, "ERROR_INVALID_IMAGE_HASH", "the library's signature is missing or not trusted"},
-    {1114, "ERROR_DLL_INIT_FAILED", "a library failed while it started"},
-    {1306, "ERROR_REVISION_MISMATCH", "the interface versions do not fit"},
+    {0x80100001, ExitCode::kRefused, "SCARD_F_INTERNAL_ERROR", "an internal check failed"},
+    {0x80100002, ExitCode::kRefused, "SCARD_E_CANCELLED", "the action was cancelled"},
+    {0x80100003, ExitCode::kRefused, "SCARD_E_INVALID_HANDLE", "the card handle is not valid any more"},
+    {0x80100004, ExitCode::kRefused, "SCARD_E_INVALID_PARAMETER", "a parameter was refused"},
+    {0x80100006, ExitCode::kRefused, "SCARD_E_NO_MEMORY", "there is not enough memory"},
+    {0x80100008, ExitCode::kRefused, "SCARD_E_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
+    {0x80100009, ExitCode::kNoCard, "SCARD_E_UNKNOWN_READER", "there is no reader of that name"},
+    {0x8010000A, ExitCode::kRefused, "SCARD_E_TIMEOUT", "the time allowed has passed"},
+    {0x8010000B, ExitCode::kNoCard, "SCARD_E_SHARING_VIOLATION", "another program uses the card exclusively"},
+    {0x8010000C, ExitCode::kNoCard, "SCARD_E_NO_SMARTCARD", "there is no token or card"},
+    {0x8010000D, ExitCode::kRefused, "SCARD_E_UNKNOWN_CARD", "the card is not of the kind this minidriver serves"},
+    {0x8010000F, ExitCode::kNoCard, "SCARD_E_PROTO_MISMATCH", "the card does not offer the protocol asked for"},
+    {0x80100010, ExitCode::kRefused, "SCARD_E_NOT_READY", "the reader or the card is not ready"},
+    {0x80100014, ExitCode::kRefused, "SCARD_F_UNKNOWN_ERROR", "an unknown internal error was detected"},
+    {0x80100016, ExitCode::kRefused, "SCARD_E_NOT_TRANSACTED", "the card could not be reached"},
+    {0x80100017, ExitCode::kNoCard, "SCARD_E_READER_UNAVAILABLE", "the reader is not available"},
+    {0x8010001C, ExitCode::kRefused, "SCARD_E_CARD_UNSUPPORTED", "the card is not supported"},
+    {0x8010001D, ExitCode::kNoCard, "SCARD_E_NO_SERVICE", "the smart-card service does not run"},
+    {0x8010001E, ExitCode::kNoCard, "SCARD_E_SERVICE_STOPPED", "the smart-card service has been stopped"},
+    {0x8010001F, ExitCode::kRefused, "SCARD_E_UNEXPECTED", "an unexpected error occurred"},
+    {0x80100022, ExitCode::kRefused, "SCARD_E_UNSUPPORTED_FEATURE", "the card does not offer this"},
+    {0x80100023, ExitCode::kNotFound, "SCARD_E_DIR_NOT_FOUND", "the card has no such directory"},
+    {0x80100024, ExitCode::kNotFound, "SCARD_E_FILE_NOT_FOUND", "the card has no such file"},
+    {0x8010002A, ExitCode::kWrongPin, "SCARD_E_INVALID_CHV", "the PIN is not acceptable"},
+    {0x8010002E, ExitCode::kNoCard, "SCARD_E_NO_READERS_AVAILABLE", "no reader is connected"},
+    {0x8010002F, ExitCode::kRefused, "SCARD_E_COMM_DATA_LOST", "the communication with the card was disturbed"},
+    {0x80100030, ExitCode::kNotFound, "SCARD_E_NO_KEY_CONTAINER",
+     "the card has no such key container, or it holds no fitting key"},
+    {0x80100066, ExitCode::kNoCard, "SCARD_W_UNRESPONSIVE_CARD", "the card does not answer"},
+    {0x80100067, ExitCode::kNoCard, "SCARD_W_UNPOWERED_CARD", "the card has no power"},
+    {0x80100068, ExitCode::kRefused, "SCARD_W_RESET_CARD", "the card was reset by another program"},
+    {0x80100069, ExitCode::kNoCard, "SCARD_W_REMOVED_CARD", "the card was removed"},
+    {0x8010006A, ExitCode::kRefused, "SCARD_W_SECURITY_VIOLATION", "access was denied"},
+    {0x8010006B, ExitCode::kWrongPin, "SCARD_W_WRONG_CHV", "the PIN is wrong"},
+    {0x8010006C, ExitCode::kPinBlocked, "SCARD_W_CHV_BLOCKED", "the PIN is blocked"},
+    {0x8010006E, ExitCode::kRefused, "SCARD_W_CANCELLED_BY_USER", "the action was cancelled by the user"},
+    {0x8010006F, ExitCode::kPinNeeded, "SCARD_W_CARD_NOT_AUTHENTICATED", "no PIN has been verified"},
+    {0, ExitCode::kRefused, "SCARD_S_SUCCESS", "success"},
+    {2, ExitCode::kNotFound, "ERROR_FILE_NOT_FOUND", "there is no such file"},
+    {3, ExitCode::kRefused, "ERROR_PATH_NOT_FOUND", "there is no such folder"},
+    {5, ExitCode::kRefused, "ERROR_ACCESS_DENIED", "access was denied"},
+    {8, ExitCode::kRefused, "ERROR_NOT_ENOUGH_MEMORY", "there is not enough memory"},
+    {14, ExitCode::kRefused, "ERROR_OUTOFMEMORY", "there is not enough memory"},
+    {50, ExitCode::kRefused, "ERROR_NOT_SUPPORTED", "this is not supported"},
+    {80, ExitCode::kRefused, "ERROR_FILE_EXISTS", "the file exists"},
+    {86, ExitCode::kWrongPin, "ERROR_INVALID_PASSWORD", "the PIN is not valid"},
+    {87, ExitCode::kRefused, "ERROR_INVALID_PARAMETER", "a parameter was refused"},
+    {122, ExitCode::kRefused, "ERROR_INSUFFICIENT_BUFFER", "the buffer is too small for the answer"},
+    {126, ExitCode::kRefused, "ERROR_MOD_NOT_FOUND", "a library or one that it needs was not found"},
+    {127, ExitCode::kRefused, "ERROR_PROC_NOT_FOUND", "a function that is needed is missing from a library"},
+    {145, ExitCode::kRefused, "ERROR_DIR_NOT_EMPTY", "the directory is not empty"},
+    {193, ExitCode::kRefused, "ERROR_BAD_EXE_FORMAT", "the file is no program library for this kind of processor"},
+    {577, ExitCode::kRefused, "ERROR_INVALID_IMAGE_HASH", "the library's signature is missing or not trusted"},
+    {1114, ExitCode::kRefused, "ERROR_DLL_INIT_FAILED", "a library failed while it started"},
+    {1306, ExitCode::kRefused, "ERROR_REVISION_MISMATCH", "the interface versions do not fit"},
 };
 
 struct Advice {
@@ -164,52 +164,8 @@ std::string_view adviceFor(std::string_view call, std::uint32_t status) {
 }
 
 ExitCode exitCodeOf(std::uint32_t status) {
-  switch (status) {
-    case 0x80100009:
-    case 0x8010000B:
-    case 0x8010000C:
-    case 0x8010000F:
-    case 0x80100017:
-    case 0x8010001D:
-    case 0x8010001E:
-    case 0x8010002E:
-    case 0x80100066:
-    case 0x80100067:
-    case 0x80100069:
-      return ExitCode::kNoCard;
-    case 2:
-    case 0x80100023:
-    case 0x80100024:
-    case 0x80100030:
-      return ExitCode::kNotFound;
-    case 86:
-    case 0x8010002A:
-    case 0x8010006B:
-      return ExitCode::kWrongPin;
-    case 0x8010006C:
-      return ExitCode::kPinBlocked;
-    case 0x8010006F:
-      return ExitCode::kPinNeeded;
-    default:
-      return ExitCode::kRefused;
-  }
-}
-
-ToolError::ToolError(const std::string& call, std::uint32_t status)
-    : std::runtime_error(call + " failed: " + statusLabel(status) +
-                         (statusMeaning(status).empty() ? "" : ", " + std::string(statusMeaning(status)))),
-      exitCode_(exitCodeOf(status)),
-      advice_(adviceFor(call, status)),
-      status_(status) {}
-
-ToolError& ToolError::withExitCode(ExitCode exitCode) {
-  exitCode_ = exitCode;
-  return *this;
-}
-
-ToolError& ToolError::withAttempts(std::uint32_t attempts) {
-  attempts_ = attempts;
-  return *this;
+  const StatusText* row = findStatus(status);
+  return row ? row->exitCode : ExitCode::kRefused;
 }
 
 }  // namespace orvane::tool

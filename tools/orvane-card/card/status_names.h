@@ -1,4 +1,4 @@
-// Names, meanings and advice for the status codes that the smart-card service and a minidriver answer.
+// Names, meanings, exit codes and advice for the status codes that the smart-card service and a minidriver answer.
 #ifndef ORVANE_TOOL_CARD_STATUS_NAMES_H
 #define ORVANE_TOOL_CARD_STATUS_NAMES_H
 
@@ -7,10 +7,13 @@
 #include <string>
 #include <string_view>
 
+#include "tool_error.h"
+
 namespace orvane::tool {
 
 struct StatusText {
   std::uint32_t code;
+  ExitCode exitCode;  // of the program, when a call answered this
   std::string_view name;
   std::string_view meaning;  // one plain sentence without a full stop
 };
@@ -28,6 +31,9 @@ std::string_view statusMeaning(std::uint32_t status);
 // codes are written in hexadecimal, Win32 codes in decimal, as their documentation does. An unknown code is its number
 // alone.
 std::string statusLabel(std::uint32_t status);
+
+// exitCodeOf gives the exit code for a failed call of the minidriver or of the smart-card service.
+ExitCode exitCodeOf(std::uint32_t status);
 
 // adviceFor says in one or two sentences what a person can do after `call` (an entry point or smart-card service call)
 // answered `status`; empty when there is nothing better to say than the meaning.

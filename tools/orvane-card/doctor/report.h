@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "exit_codes.h"
 #include "text/json.h"
 #include "text/style.h"
 
