@@ -5,22 +5,20 @@
 
 #include "card/driver.h"
 #include "local_files.h"
+#include "log/files.h"
 #include "platform/windows_api.h"
 #include "text/utf.h"
 
 namespace orvane::tool {
 namespace {
 
-std::filesystem::path pathOf(const std::string& utf8) { return toWide(utf8); }
-
 bool exists(const std::string& path) {
   std::error_code error;
-  return std::filesystem::is_regular_file(pathOf(path), error);
+  return std::filesystem::is_regular_file(toWide(path), error);
 }
 
-bool isFolder(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(pathOf(path), error);
+std::string folderOf(const std::string& path) {
+  return toUtf8(std::filesystem::path(toWide(path)).parent_path().wstring());
 }
 
 // Whether a file could be made in the folder; makes none.
@@ -30,14 +28,12 @@ bool takesFiles(const std::string& folder) {
                   nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return false;
   CloseHandle(handle);
-  return isFolder(folder);
+  // A file opens, too.
+  std::error_code error;
+  return std::filesystem::is_directory(toWide(folder), error);
 }
 
-// The folder of all logs. Not put together as a path: "R:", a drive, and a name would be one in that drive's current
-// folder.
-std::string logFolder(const std::string& temporaryFolder) { return temporaryFolder + "\\Brightfold"; }
-
-// Whether the library's own needs can be met, as Windows looks for them.
+// What a library needs and Windows would not find for it.
 std::vector<std::string> missingImports(const std::string& folder, const PeFile& pe) {
   std::vector<std::string> missing;
   for (const std::string& name : pe.imports) {
@@ -45,33 +41,6 @@ std::vector<std::string> missingImports(const std::string& folder, const PeFile&
     if (!exists(joinPath(folder, name)) && !exists(joinPath(systemFolder(), name))) missing.push_back(name);
   }
   return missing;
-}
-
-std::uint64_t ticks(const FILETIME& time) {
-  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-// Calls `take` for everything in a folder.
-template <typename Take>
-void forEachIn(const std::string& folder, const Take& take) {
-  WIN32_FIND_DATAW entry{};
-  const HANDLE search = FindFirstFileW(toWide(joinPath(folder, "*")).c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return;
-  do {
-    take(entry);
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
-}
-
-void addLogFiles(const std::string& folder, const std::string& process, std::vector<LogFile>& files) {
-  forEachIn(folder, [&](const WIN32_FIND_DATAW& entry) {
-    const std::string name = toUtf8(entry.cFileName);
-    const auto date = logDateOf(name);
-    if (!date || entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return;
-    files.push_back({process, *date, joinPath(folder, name),
-                     static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow,
-                     ticks(entry.ftLastWriteTime)});
-  });
 }
 
 }  // namespace
@@ -99,7 +68,7 @@ LibraryFile inspectLibrary(const std::string& path) {
 }
 
 LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine) {
-  const std::string folder = toUtf8(pathOf(driverPath).parent_path().wstring());
+  const std::string folder = folderOf(driverPath);
   const std::string name(kTokenLibrary);
   LibraryFile file = inspectLibrary(joinPath(folder, name));
   if (!file.found) {
@@ -107,31 +76,13 @@ LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t mac
     if (inSystem.found) file = std::move(inSystem);
   }
   if (!file.pe || file.pe->machine != machine) return file;
-  file.missing = missingImports(toUtf8(pathOf(file.path).parent_path().wstring()), *file.pe);
+  file.missing = missingImports(folderOf(file.path), *file.pe);
   if (!file.missing.empty()) return file;
   // It stays loaded: the minidriver needs it next, and a library with threads of its own may not like to go.
   if (!LoadLibraryExW(toWide(file.path).c_str(), nullptr,
                       LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS))
     file.loadError = ToolError("LoadLibrary", GetLastError());
   return file;
-}
-
-std::string temporaryFolder() {
-  std::wstring folder(32768, L'\0');
-  folder.resize(GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()));
-  while (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) folder.pop_back();
-  return toUtf8(folder);
-}
-
-std::vector<LogFile> logFilesBelow(const std::string& temporaryFolder) {
-  const std::string base = logFolder(temporaryFolder);
-  std::vector<LogFile> files;
-  forEachIn(base, [&](const WIN32_FIND_DATAW& entry) {
-    const std::string process = toUtf8(entry.cFileName);
-    if (process == "." || process == ".." || !(entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) return;
-    addLogFiles(joinPath(base, process), process, files);
-  });
-  return files;
 }
 
 LogFacts logFacts() {

@@ -1,12 +1,11 @@
-// What this machine holds apart from the card: libraries, the registry value and the files of the log.
+// What is installed on this machine, as "doctor" looks at it: libraries, and the log's settings.
 #ifndef ORVANE_TOOL_DOCTOR_INSTALLATION_H
 #define ORVANE_TOOL_DOCTOR_INSTALLATION_H
 
+#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "doctor/checks.h"
-#include "log/files.h"
 
 namespace orvane::tool {
 
@@ -19,12 +18,6 @@ LibraryFile inspectLibrary(const std::string& path);
 // inspectTokenLibrary finds the token library as Windows would for a minidriver in `driverPath`: beside it, else in the
 // system folder. A library of the kind `machine` is also loaded, with everything that it needs, and stays loaded.
 LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine);
-
-// temporaryFolder gives this user's temporary folder, UTF-8, without a separator at its end.
-std::string temporaryFolder();
-
-// logFilesBelow lists the log files of all programs below a temporary folder, without order.
-std::vector<LogFile> logFilesBelow(const std::string& temporaryFolder);
 
 // logFacts reads the level and looks whether this program's log can be written.
 LogFacts logFacts();

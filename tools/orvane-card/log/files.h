@@ -29,6 +29,16 @@ std::optional<std::string> logDateOf(std::string_view fileName);
 const LogFile* chooseLogFile(const std::vector<LogFile>& files, const std::optional<std::string>& process,
                              const std::optional<std::string>& date);
 
+// temporaryFolder gives `wanted`, or without it this user's temporary folder, without a separator at its end. Windows
+// only, as are the next two.
+std::string temporaryFolder(const std::optional<std::string>& wanted = std::nullopt);
+
+// logFolder gives the folder of all programs' logs in a temporary folder.
+std::string logFolder(const std::string& temporaryFolder);
+
+// logFilesBelow lists the log files of all programs below a temporary folder, without order.
+std::vector<LogFile> logFilesBelow(const std::string& temporaryFolder);
+
 }  // namespace orvane::tool
 
 #endif

@@ -2,20 +2,18 @@
 #include <algorithm>
 #include <chrono>
 #include <deque>
-#include <filesystem>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <thread>
-#include <utility>
+#include <tuple>
 
 #include "commands/commands.h"
-#include "doctor/installation.h"
 #include "log/explanations.h"
+#include "log/files.h"
+#include "log/growing_log.h"
 #include "log/lines.h"
 #include "text/table.h"
-#include "text/utf.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -27,112 +25,6 @@ constexpr const char* kHowToLog =
     "Lines are written only while a program uses the token, and as the registry value logLevel says; \"orvane-card "
     "doctor\" shows it, \"orvane-card log --list\" the files that there are. Services log below C:\\Windows\\Temp "
     "(--temp).";
-
-struct FileCloser {
-  using pointer = HANDLE;
-  void operator()(HANDLE file) const { CloseHandle(file); }
-};
-using File = std::unique_ptr<HANDLE, FileCloser>;
-
-// Opens a file so that others can still append to it, move and delete it; null when that fails.
-File openShared(const std::string& path) {
-  File file(CreateFileW(toWide(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (file.get() == INVALID_HANDLE_VALUE) file.release();
-  return file;
-}
-
-// Reads a file that other programs append to, piece by piece.
-class GrowingFile {
- public:
-  struct Piece {
-    std::string bytes;  // none: nothing more for now
-    bool anew = false;  // the file has been replaced or cut: these bytes do not go on where the last ones ended
-  };
-
-  // Begins `offset` bytes behind the beginning.
-  GrowingFile(std::string path, std::uint64_t offset) : path_(std::move(path)), offset_(offset) {}
-
-  const std::string& path() const { return path_; }
-
-  // more gives the next piece of what has been appended; no value when the file cannot be read. A file that has become
-  // shorter, was gone in between, or is another one by now is read from its beginning.
-  std::optional<Piece> more() {
-    constexpr std::uint64_t kLongestPiece = 1 << 20;
-    // Opened anew each time: it may have been moved or deleted, and another one have its name.
-    const File file = openShared(path_);
-    BY_HANDLE_FILE_INFORMATION facts{};
-    if (!file || !GetFileInformationByHandle(file.get(), &facts)) {
-      // One that is only locked for a moment goes on afterwards.
-      std::error_code error;
-      if (!std::filesystem::exists(toWide(path_), error)) isNew_ = true;
-      return std::nullopt;
-    }
-    const std::uint64_t size = joined(facts.nFileSizeHigh, facts.nFileSizeLow);
-    const Identity identity{facts.dwVolumeSerialNumber, joined(facts.nFileIndexHigh, facts.nFileIndexLow)};
-    Piece piece;
-    if (size < offset_ || isNew_ || identity != identity_.value_or(identity)) {
-      piece.anew = offset_ > 0;
-      offset_ = 0;
-      isNew_ = false;
-    }
-    identity_ = identity;
-    piece.bytes.resize(static_cast<std::size_t>(std::min(size - offset_, kLongestPiece)));
-    OVERLAPPED place{};
-    place.Offset = static_cast<DWORD>(offset_);
-    place.OffsetHigh = static_cast<DWORD>(offset_ >> 32);
-    DWORD count = 0;
-    if (!ReadFile(file.get(), piece.bytes.data(), static_cast<DWORD>(piece.bytes.size()), &count, &place)) count = 0;
-    piece.bytes.resize(count);
-    offset_ += count;
-    return piece;
-  }
-
- private:
-  // The volume, and the file on it.
-  using Identity = std::pair<DWORD, std::uint64_t>;
-
-  static std::uint64_t joined(DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; }
-
-  std::string path_;
-  std::uint64_t offset_;
-  std::optional<Identity> identity_;  // of the file that was read last
-  bool isNew_ = false;
-};
-
-// A log file and the lines in it.
-class LogSource {
- public:
-  explicit LogSource(std::string path, std::uint64_t offset = 0) : file_(std::move(path), offset) {}
-
-  const std::string& path() const { return file_.path(); }
-
-  // more gives lines that have been completed; an empty list does not mean that there are no more. No value at the end
-  // for now.
-  std::optional<std::vector<LogLine>> more() {
-    const std::optional<GrowingFile::Piece> piece = file_.more();
-    isReadable_ = piece.has_value();
-    if (!piece || piece->bytes.empty()) return std::nullopt;
-    std::vector<LogLine> lines;
-    if (piece->anew) {
-      lines = reader_.finish();
-      reader_ = LogReader();
-    }
-    for (LogLine& line : reader_.add(piece->bytes)) lines.push_back(std::move(line));
-    return lines;
-  }
-
-  // rest gives the last line when it has no end.
-  std::vector<LogLine> rest() { return reader_.finish(); }
-
-  // Whether the last `more` could read the file.
-  bool isReadable() const { return isReadable_; }
-
- private:
-  GrowingFile file_;
-  LogReader reader_;
-  bool isReadable_ = false;
-};
 
 // Prints lines in the form that the output wants.
 class LinePrinter {
@@ -170,25 +62,19 @@ class LinePrinter {
   std::string callBefore_ = "(none yet)";
 };
 
-std::string folderOf(const LogOptions& options) {
-  std::string folder = options.temp ? *options.temp : temporaryFolder();
-  while (folder.ends_with('\\') || folder.ends_with('/')) folder.pop_back();
-  return folder;
-}
-
 std::string chosenPath(const LogOptions& options) {
   if (!options.file.empty()) return options.file;
-  const std::string folder = folderOf(options);
+  const std::string folder = temporaryFolder(options.temp);
   const std::vector<LogFile> files = logFilesBelow(folder);
   if (const LogFile* file = chooseLogFile(files, options.process, options.date)) return file->path;
   throw ToolError(ExitCode::kLocalFile,
                   "there is no log" + (options.process ? " of \"" + *options.process + "\"" : "") +
-                      (options.date ? " of " + *options.date : "") + " below \"" + folder + "\\Brightfold\"",
+                      (options.date ? " of " + *options.date : "") + " below \"" + logFolder(folder) + "\"",
                   kHowToLog);
 }
 
 Json listFiles(const Output& output, const LogOptions& options) {
-  std::vector<LogFile> files = logFilesBelow(folderOf(options));
+  std::vector<LogFile> files = logFilesBelow(temporaryFolder(options.temp));
   std::sort(files.begin(), files.end(), [](const LogFile& left, const LogFile& right) {
     return std::tie(left.date, left.modified) > std::tie(right.date, right.modified);
   });
@@ -199,7 +85,8 @@ Json listFiles(const Output& output, const LogOptions& options) {
     table.addRow({file.date, file.process, std::to_string(file.size), file.path});
     list.push_back({{"date", file.date}, {"process", file.process}, {"size", file.size}, {"path", file.path}});
   }
-  output.text(list.empty() ? "There are no log files below " + folderOf(options) + "\\Brightfold.\n" : table.text());
+  output.text(list.empty() ? "There are no log files below " + logFolder(temporaryFolder(options.temp)) + ".\n"
+                           : table.text());
   return {{"files", std::move(list)}};
 }
 
@@ -246,7 +133,7 @@ class Tail {
 };
 
 Json showFile(const Output& output, const LogOptions& options) {
-  LogSource source(chosenPath(options));
+  GrowingLog source(chosenPath(options));
   Tail tail(filterOf(options), options.lines);
   LinePrinter printer(output, options);
   std::size_t count = 0;
@@ -286,7 +173,7 @@ class Follower {
     constexpr auto kPause = std::chrono::milliseconds(200);
     constexpr int kLinesAtFirst = 20;
     if (options_.file.empty()) {
-      for (const LogFile& file : logFilesBelow(folderOf(options_))) sizesAtFirst_[file.path] = file.size;
+      for (const LogFile& file : logFilesBelow(temporaryFolder(options_.temp))) sizesAtFirst_[file.path] = file.size;
     }
     if (chooseSource(true)) {
       Tail tail(filterOf(options_), options_.lines.value_or(kLinesAtFirst));
@@ -346,8 +233,8 @@ class Follower {
   LinePrinter printer_;
   Clock::time_point start_;
   std::map<std::string, std::uint64_t> sizesAtFirst_;
-  std::map<std::string, LogSource> sources_;
-  LogSource* current_ = nullptr;
+  std::map<std::string, GrowingLog> sources_;
+  GrowingLog* current_ = nullptr;
   std::size_t count_ = 0;
 };
 
