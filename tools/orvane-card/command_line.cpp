@@ -107,9 +107,9 @@ class Parser {
   }
 
   void choose(CLI::App& command, const std::string& name, std::function<Json(Environment&)> run) {
-    command.callback([this, name, run = std::move(run)] {
+    command.callback([this, name, action = std::move(run)] {
       request_.command = name;
-      request_.run = run;
+      request_.run = action;
     });
   }
 

@@ -1,7 +1,8 @@
 #include "session.h"
 
-#include <deque>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "input.h"
 #include "local_files.h"
@@ -28,8 +29,8 @@ ExitCode runCommand(Environment& environment, const Request& request) {
 // Gives the next line of the session; false at its end.
 using LineSource = std::function<bool(std::string&)>;
 
-std::deque<std::string> linesOfFile(const std::string& path) {
-  std::deque<std::string> lines(1);
+std::vector<std::string> linesOfFile(const std::string& path) {
+  std::vector<std::string> lines(1);
   for (const std::uint8_t byte : readLocalFile(path)) {
     if (byte == '\n') {
       lines.emplace_back();
@@ -40,16 +41,16 @@ std::deque<std::string> linesOfFile(const std::string& path) {
   return lines;
 }
 
+bool comesFromInput(const Request& request) {
+  return request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-");
+}
+
 LineSource lineSource(const Request& request) {
-  if (request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-"))
-    return [](std::string& line) { return readInputLine(line, "orvane-card> "); };
-  std::deque<std::string> lines =
-      request.sessionLines.empty() ? linesOfFile(request.sessionFile)
-                                   : std::deque<std::string>(request.sessionLines.begin(), request.sessionLines.end());
-  return [lines = std::move(lines)](std::string& line) mutable {
-    if (lines.empty()) return false;
-    line = std::move(lines.front());
-    lines.pop_front();
+  if (comesFromInput(request)) return [](std::string& line) { return readInputLine(line, "orvane-card> "); };
+  return [lines = request.sessionLines.empty() ? linesOfFile(request.sessionFile) : request.sessionLines,
+          count = std::size_t{0}](std::string& line) mutable {
+    if (count == lines.size()) return false;
+    line = lines[count++];
     return true;
   };
 }
@@ -78,14 +79,13 @@ ExitCode runLine(Environment& environment, const std::string& line, bool isEchoe
 ExitCode runSession(Environment& environment, const Request& request) {
   const LineSource next = lineSource(request);
   const bool interactive = request.sessionLines.empty() && request.sessionFile.empty() && isInputConsole();
-  const bool fromInput = request.sessionLines.empty() && (request.sessionFile.empty() || request.sessionFile == "-");
   for (std::string line; next(line);) {
     line.erase(0, line.find_first_not_of(" \t"));
     if (line.empty() || line.starts_with('#')) continue;
     if (interactive && (line == "exit" || line == "quit")) break;
     const bool mayFail = line.starts_with('-');
     if (mayFail) line.erase(0, 1);
-    const ExitCode result = runLine(environment, line, !interactive, fromInput && !interactive);
+    const ExitCode result = runLine(environment, line, !interactive, comesFromInput(request) && !interactive);
     if (result != ExitCode::kSuccess && !mayFail && !interactive) return result;
   }
   return ExitCode::kSuccess;

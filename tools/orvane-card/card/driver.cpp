@@ -105,7 +105,7 @@ DriverModule::DriverModule(const std::string& path)
 
 DriverModule::~DriverModule() { FreeLibrary(module_); }
 
-std::string DriverModule::fileVersion(const std::string& path) {
+std::string fileVersion(const std::string& path) {
   const std::wstring wide = toWide(path);
   const DWORD size = GetFileVersionInfoSizeW(wide.c_str(), nullptr);
   if (!size) return {};

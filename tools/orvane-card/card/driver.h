@@ -28,6 +28,9 @@ DriverChoice chooseDriver(const std::optional<std::string>& path, ByteView atr);
 // systemFolder gives the folder of the operating system's libraries, UTF-8.
 std::string systemFolder();
 
+// fileVersion gives the version in a DLL's version resource, "1.2.3.4", or an empty text.
+std::string fileVersion(const std::string& path);
+
 // DriverModule keeps a minidriver loaded.
 class DriverModule {
  public:
@@ -39,9 +42,6 @@ class DriverModule {
   DriverModule& operator=(const DriverModule&) = delete;
 
   PFN_CARD_ACQUIRE_CONTEXT acquireContext() const { return acquireContext_; }
-
-  // fileVersion gives the version of the DLL's version resource, "1.2.3.4", or an empty text.
-  static std::string fileVersion(const std::string& path);
 
  private:
   HMODULE module_ = nullptr;

@@ -45,7 +45,7 @@ Json runInfo(Environment& environment) {
   const CardSession::Transaction transaction(card);
   const Bytes identifier = card.readFile(parseCardPath("cardid"));
   const Freshness freshness = decodeFreshness(card.readFile(parseCardPath("cardcf")));
-  const std::string fileVersion = DriverModule::fileVersion(card.driver().path);
+  const std::string version = fileVersion(card.driver().path);
   const std::string origin =
       card.driver().registered ? "registry entry \"" + card.driver().cardName + "\"" : std::string("command line");
   output.text(fieldList({
@@ -53,7 +53,7 @@ Json runInfo(Environment& environment) {
       {"ATR", toHex(card.reader().atr, " ")},
       {"Minidriver", card.driver().path},
       {"  chosen by", origin},
-      {"  file version", fileVersion.empty() ? "none stated" : fileVersion},
+      {"  file version", version.empty() ? "none stated" : version},
       {"  interface version", std::to_string(card.version())},
       {"Card identifier", toHex(identifier, " ") + "  " + printableAscii(identifier)},
       {"Freshness", freshnessText(freshness)},
@@ -65,7 +65,7 @@ Json runInfo(Environment& environment) {
            {{"path", card.driver().path},
             {"cardName", card.driver().cardName},
             {"fromRegistry", card.driver().registered},
-            {"fileVersion", textOrNull(fileVersion)},
+            {"fileVersion", textOrNull(version)},
             {"interfaceVersion", card.version()}}},
           {"cardid", {{"hex", toHex(identifier)}, {"ascii", printableAscii(identifier)}}},
           {"cardcf", freshnessJson(freshness)}};

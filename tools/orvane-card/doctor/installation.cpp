@@ -63,7 +63,7 @@ LibraryFile inspectLibrary(const std::string& path) {
     // Refused, or larger than memory.
     file.readable = false;
   }
-  file.version = DriverModule::fileVersion(path);
+  file.version = fileVersion(path);
   return file;
 }
 
