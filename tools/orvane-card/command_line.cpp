@@ -231,7 +231,7 @@ class Parser {
     log->add_option("--for", options->duration, "Stop following after this many seconds [run until stopped]")
         ->check(CLI::PositiveNumber)
         ->needs(follow);
-    log->add_flag("--no-explain", options->bare, "Only the lines, without explanations");
+    log->add_flag("--no-explain", options->noExplanations, "Only the lines, without explanations");
     log->footer(kLogFooter);
     log->callback([this, options] {
       request_.command = "log";

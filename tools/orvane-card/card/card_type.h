@@ -18,8 +18,8 @@ struct CardType {
   std::string keyStorageProvider = {};  // value "Smart Card Key Storage Provider"; empty when missing
 };
 
-// atrMatches compares `atr`, masked, with the type's stored ATR. A type without an ATR, one of another length, or one
-// whose mask has another length never matches.
+// atrMatches says whether `atr`, under the mask, is the type's ATR. ATR and mask must be as long as `atr`; a type
+// without an ATR fits no card.
 bool atrMatches(ByteView atr, const CardType& type);
 
 }  // namespace orvane::tool

@@ -87,7 +87,7 @@ struct LogOptions {
   bool list = false;                   // only say which files there are
   bool follow = false;                 // go on with what is appended
   std::optional<double> duration;      // stop following after so many seconds
-  bool bare = false;                   // no explanations
+  bool noExplanations = false;
 };
 
 // log: shows, filters, explains and follows a log file of the minidriver. Needs no smart card.

@@ -25,13 +25,6 @@ std::string readerState(const Reader& reader) {
   return state;
 }
 
-Json freshnessJson(const Freshness& freshness) {
-  return {{"version", freshness.version},
-          {"pins", freshness.pins},
-          {"containers", freshness.containers},
-          {"files", freshness.files}};
-}
-
 }  // namespace
 
 Json runInfo(Environment& environment) {
@@ -68,7 +61,11 @@ Json runInfo(Environment& environment) {
             {"fileVersion", textOrNull(version)},
             {"interfaceVersion", card.version()}}},
           {"cardid", {{"hex", toHex(identifier)}, {"ascii", printableAscii(identifier)}}},
-          {"cardcf", freshnessJson(freshness)}};
+          {"cardcf",
+           {{"version", freshness.version},
+            {"pins", freshness.pins},
+            {"containers", freshness.containers},
+            {"files", freshness.files}}}};
 }
 
 }  // namespace orvane::tool

@@ -55,7 +55,7 @@ Finding broken(std::string text, std::string advice);
 // DoctorReport collects the findings. A link that was never looked at stays "not reached".
 class DoctorReport {
  public:
-  // set stores the finding of `step` and says whether the chain holds there, that is, is neither broken nor unseen.
+  // set stores the finding of `step` and says whether the chain holds there.
   bool set(DoctorStep step, Finding finding);
 
   const Finding& at(DoctorStep step) const { return findings_[static_cast<std::size_t>(step)]; }

@@ -35,7 +35,8 @@ class LinePrinter {
   // print shows a line for people; for programs it gives the line's JSON. What the others do not want is not made: logs
   // are long.
   Json print(const LogLine& line) {
-    const std::vector<std::string> all = options_.bare ? std::vector<std::string>() : explainLogMessage(line.message);
+    const std::vector<std::string> all =
+        options_.noExplanations ? std::vector<std::string>() : explainLogMessage(line.message);
     if (output_.json()) return logLineJson(line, all);
     const std::vector<std::string> fresh = notYetGiven(all);
     output_.text(onTerminal_ ? styledLogLine(line, fresh, style_, Output::width(), callBefore_)
