@@ -66,59 +66,14 @@ Memory& memory() {
   return instance;
 }
 
-class DataCache {
- public:
-  void add(const std::wstring& tag, ByteView data) {
-    const std::lock_guard lock(mutex_);
-    files_[tag].assign(data.begin(), data.end());
-  }
-
-  DWORD find(const std::wstring& tag, PBYTE& data, DWORD& size) {
-    const std::lock_guard lock(mutex_);
-    const auto found = files_.find(tag);
-    if (found == files_.end()) return ERROR_FILE_NOT_FOUND;
-    data = static_cast<PBYTE>(memory().allocate(found->second.size()));
-    if (!data) return ERROR_NOT_ENOUGH_MEMORY;
-    size = static_cast<DWORD>(found->second.size());
-    std::copy(found->second.begin(), found->second.end(), data);
-    return ERROR_SUCCESS;
-  }
-
-  void erase(const std::wstring& tag) {
-    const std::lock_guard lock(mutex_);
-    files_.erase(tag);
-  }
-
- private:
-  std::mutex mutex_;
-  std::map<std::wstring, Bytes> files_;
-};
-
-DataCache& dataCache() {
-  static DataCache instance;
-  return instance;
-}
-
 LPVOID WINAPI cspAlloc(SIZE_T size) { return memory().allocate(size); }
 LPVOID WINAPI cspReAlloc(LPVOID address, SIZE_T size) { return memory().reallocate(address, size); }
 void WINAPI cspFree(LPVOID address) { memory().release(address); }
 
-DWORD WINAPI cacheAddFile(PVOID cache, LPWSTR tag, DWORD, PBYTE data, DWORD size) {
-  if (!cache || !tag || !data) return ERROR_INVALID_PARAMETER;
-  static_cast<DataCache*>(cache)->add(tag, {data, size});
-  return ERROR_SUCCESS;
-}
-
-DWORD WINAPI cacheLookupFile(PVOID cache, LPWSTR tag, DWORD, PBYTE* data, PDWORD size) {
-  if (!cache || !tag || !data || !size) return ERROR_INVALID_PARAMETER;
-  return static_cast<DataCache*>(cache)->find(tag, *data, *size);
-}
-
-DWORD WINAPI cacheDeleteFile(PVOID cache, LPWSTR tag, DWORD) {
-  if (!cache || !tag) return ERROR_INVALID_PARAMETER;
-  static_cast<DataCache*>(cache)->erase(tag);
-  return ERROR_SUCCESS;
-}
+// A cache that forgets at once, as the interface allows.
+DWORD WINAPI cacheAddFile(PVOID, LPWSTR, DWORD, PBYTE, DWORD) { return ERROR_SUCCESS; }
+DWORD WINAPI cacheLookupFile(PVOID, LPWSTR, DWORD, PBYTE*, PDWORD) { return ERROR_FILE_NOT_FOUND; }
+DWORD WINAPI cacheDeleteFile(PVOID, LPWSTR, DWORD) { return ERROR_SUCCESS; }
 
 DWORD WINAPI padData(PCARD_SIGNING_INFO, DWORD, DWORD*, PBYTE*) {
   return static_cast<DWORD>(SCARD_E_UNSUPPORTED_FEATURE);
@@ -139,7 +94,6 @@ void fillProviderCallbacks(CARD_DATA& cardData) {
   cardData.pfnCspCacheAddFile = cacheAddFile;
   cardData.pfnCspCacheLookupFile = cacheLookupFile;
   cardData.pfnCspCacheDeleteFile = cacheDeleteFile;
-  cardData.pvCacheContext = &dataCache();
   cardData.pfnCspPadData = padData;
   cardData.pfnCspGetDHAgreement = getDhAgreement;
   cardData.pfnCspUnpadData = unpadData;

@@ -1,4 +1,4 @@
-// What the base provider lends to a minidriver: memory, a data cache, and the functions behind its callback pointers.
+// What the base provider lends to a minidriver: memory, and the functions behind its callback pointers.
 #ifndef ORVANE_TOOL_CARD_PROVIDER_CALLBACKS_H
 #define ORVANE_TOOL_CARD_PROVIDER_CALLBACKS_H
 
@@ -10,10 +10,10 @@
 
 namespace orvane::tool {
 
-// fillProviderCallbacks sets the callback members and `pvCacheContext` of `cardData`. Memory comes from a heap of its
-// own and every block is remembered, because the interface has no other way to see what a minidriver never released.
-// The padding callbacks answer SCARD_E_UNSUPPORTED_FEATURE: they serve cards that cannot pad for themselves. All of it
-// may be called from any thread.
+// fillProviderCallbacks sets the callback members of `cardData`. Memory comes from a heap of its own and every block is
+// remembered, because the interface has no other way to see what a minidriver never released. The data cache keeps
+// nothing. The padding callbacks answer SCARD_E_UNSUPPORTED_FEATURE: they serve cards that cannot pad for themselves.
+// Any thread may call them.
 void fillProviderCallbacks(CARD_DATA& cardData);
 
 // takeBuffer copies what a minidriver returned and releases the buffer, as the provider would with pfnCspFree. A null
