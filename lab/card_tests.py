@@ -218,6 +218,15 @@ def pin_nobody_asked_for(run):
             raise AssertionError(f"a PIN was printed:\n{output}\n{errors}")
 
 
+def too_long_pin(run):
+    """What is refused as too long is read to its end: the next PIN is the next line."""
+    status, documents = run.tool(
+        LONG_COMMAND, "0012AB", [], "session", "-c", "-pin verify", "-c", "pin verify", stdin=f"{'1' * 300}\n{PIN}\n")
+    equal(status, 0, f"exit status, {documents}")
+    equal(documents[0]["error"]["message"], "the PIN is too long", "long PIN")
+    equal(documents[1]["ok"], True, "right PIN")
+
+
 def make_tokens(folder):
     maker = REPOSITORY / "softtoken/make_token.sh"
     for serial, keys, *options in (
@@ -240,6 +249,7 @@ def main():
     cases["OldFirmware"] = old_firmware
     cases["Pins"] = pins
     cases["PinNobodyAskedFor"] = pin_nobody_asked_for
+    cases["PinTooLong"] = too_long_pin
     cases.update(doctor_cases.CASES)
     cases.update(log_cases.CASES)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
