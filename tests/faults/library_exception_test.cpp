@@ -13,6 +13,62 @@ struct ExceptionCase {
   bool isBufferReturned = false;  // although the call fails
 };
 
+// What the library throws, and what becomes of it: the status, and the text in the line.
+struct Thrown {
+  const char* name = "";
+  SofttokenReactionKind kind = kSofttokenThrow;
+  std::string text = {};
+  DWORD status = code(SCARD_F_INTERNAL_ERROR);
+  std::string shown = {};
+  bool isFunctionNamed = false;  // the text is ours: the function's name, and `shown`
+};
+
+// The texts of the library's runtime, which on Windows is the maker's.
+#ifdef _WIN32
+constexpr char kBadAlloc[] = "bad allocation";
+constexpr char kBadArrayNewLength[] = "bad array new length";
+#else
+constexpr char kBadAlloc[] = "std::bad_alloc";
+constexpr char kBadArrayNewLength[] = "std::bad_array_new_length";
+#endif
+
+std::vector<Thrown> allThrown() {
+  return {
+      {.name = "a type of its own", .shown = ": exception in the token library", .isFunctionNamed = true},
+      {.name = "a standard one",
+       .kind = kSofttokenThrowRuntimeError,
+       .text = "the token was pulled out",
+       .shown = "the token was pulled out"},
+      {.name = "one without a text", .kind = kSofttokenThrowRuntimeError},
+      {.name = "control characters stay in one line",
+       .kind = kSofttokenThrowRuntimeError,
+       .text = "first\nsecond\r\n\tthird\x7F\x1B\x1F \x20~\xC3\xA9",
+       .shown = "first second   third     ~\xC3\xA9"},
+      {.name = "as long as can be",
+       .kind = kSofttokenThrowRuntimeError,
+       .text = std::string(254, 'x') + "y",
+       .shown = std::string(254, 'x') + "y"},
+      {.name = "longer",
+       .kind = kSofttokenThrowRuntimeError,
+       .text = std::string(254, 'x') + "yz",
+       .shown = std::string(254, 'x') + "y"},
+      {.name = "a lack of memory",
+       .kind = kSofttokenThrowBadAlloc,
+       .status = code(SCARD_E_NO_MEMORY),
+       .shown = kBadAlloc},
+      {.name = "a kind of it",
+       .kind = kSofttokenThrowBadArrayNewLength,
+       .status = code(SCARD_E_NO_MEMORY),
+       .shown = kBadArrayNewLength},
+      {.name = "a null text", .kind = kSofttokenThrowNullText},
+  };
+}
+
+// The end of the line about it.
+std::string shownText(const Thrown& thrown, const char* function) {
+  return (thrown.isFunctionNamed ? function : "") + thrown.shown;
+}
+
 constexpr char kSet[] = "orvane_setExternalSmartcardHandle(0x2A)";
 constexpr char kClear[] = "orvane_clearExternalSmartcardHandle()";
 
@@ -42,18 +98,17 @@ class LibraryExceptionTest : public CallTest {
     return outcome;
   }
 
-  void run(const ExceptionCase& row) {
-    SCOPED_TRACE(std::string(row.call) + ", " + row.function);
+  void run(const ExceptionCase& row, const Thrown& thrown) {
+    SCOPED_TRACE(std::string(row.call) + ", " + row.function + ", " + thrown.name);
     const EntryCall call = callNamed(row.call);
     CARD_DATA& record = openFor(call.before);
-    queueThrow(row.function);
+    queueThrow(row.function, thrown.kind, thrown.text);
     const std::string name = entryPointOf(row.call);
-    EXPECT_EQ(
-        observeCall(record, call, row.isBufferReturned),
-        (Outcome{code(SCARD_F_INTERNAL_ERROR),
-                 concat(concat({"D " + name + " :: LOG_FUNCTION_NAME = Entry"}, row.log),
-                        {"E " + name + ": unhandled exception: " + row.function + ": exception in the token library"}),
-                 row.calls}));
+    EXPECT_EQ(observeCall(record, call, row.isBufferReturned),
+              (Outcome{thrown.status,
+                       concat(concat({"D " + name + " :: LOG_FUNCTION_NAME = Entry"}, row.log),
+                              {"E " + name + ": unhandled exception: " + shownText(thrown, row.function)}),
+                       row.calls}));
     EXPECT_EQ(softtoken_queued(row.function), 0u);
     EXPECT_EQ(observeCall(record, call).status, 0u);
   }
@@ -126,7 +181,31 @@ TEST_F(LibraryExceptionTest, BecomesAStatus) {
       {.call = "CardChangeAuthenticatorEx 1", .function = "orvane_changeUserPassword", .calls = {changeUserCall}},
       {.call = "CardChangeAuthenticatorEx 2", .function = "orvane_changeSOPassword", .calls = {changeSoCall}},
   };
-  for (const ExceptionCase& row : cases) run(row);
+  for (const ExceptionCase& row : cases) {
+    for (const Thrown& thrown : allThrown()) run(row, thrown);
+  }
+}
+
+// The functions that only an acquisition calls, and those that it shares; the record stays as it was.
+TEST_F(LibraryExceptionTest, EndsAnAcquisition) {
+  for (const char* const function : {"orvane_init", "orvane_getConnectedDeviceList", "orvane_initDevice",
+                                     "orvane_clearExternalSmartcardHandle", "orvane_getKeyPairList"}) {
+    for (const Thrown& thrown : allThrown()) {
+      SCOPED_TRACE(std::string(function) + ", " + thrown.name);
+      startAnew();
+      CARD_DATA record = newRecord();
+      const Bytes before = bytesOf(record);
+      queueThrow(function, thrown.kind, thrown.text);
+      forget();
+      EXPECT_EQ(acquire(record), thrown.status);
+      EXPECT_EQ(bytesOf(record), before);
+      EXPECT_EQ(takeLog().back(), "E CardAcquireContext: unhandled exception: " + shownText(thrown, function));
+      EXPECT_EQ(softtoken_queued(function), 0u);
+      EXPECT_EQ(acquire(record), 0u);
+      EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+      forget();
+    }
+  }
 }
 
 // Forgetting the handle is the last thing that a bracketed call does: its result stands.
@@ -145,31 +224,37 @@ TEST_F(LibraryExceptionTest, WhileTheHandleIsForgottenChangesNothing) {
     Outcome undisturbed = observeCall(openFor(call.before), call);
     EXPECT_EQ(undisturbed.status, 0u);
     undisturbed.calls.back() += row.behindTheLastCall;
-    CARD_DATA& again = openFor(call.before);
-    queueThrow("orvane_clearExternalSmartcardHandle");
-    EXPECT_EQ(observeCall(again, call), undisturbed);
-    EXPECT_EQ(softtoken_queued("orvane_clearExternalSmartcardHandle"), 0u);
-    // The next bracket sets it anew and clears it.
-    EXPECT_EQ(observeCall(again, callNamed("CardReadFile ksc0")).status, 0u);
-    softtoken_clear_calls();
+    for (const Thrown& thrown : allThrown()) {
+      SCOPED_TRACE(thrown.name);
+      CARD_DATA& again = openFor(call.before);
+      queueThrow("orvane_clearExternalSmartcardHandle", thrown.kind, thrown.text);
+      EXPECT_EQ(observeCall(again, call), undisturbed);
+      EXPECT_EQ(softtoken_queued("orvane_clearExternalSmartcardHandle"), 0u);
+      // The next bracket sets it anew and clears it.
+      EXPECT_EQ(observeCall(again, callNamed("CardReadFile ksc0")).status, 0u);
+      softtoken_clear_calls();
+    }
   }
 }
 
 // A PIN that was changed is changed; without the token's word it does not count as validated there.
 TEST_F(LibraryExceptionTest, WhileTheTokenIsAskedForItsPinStateCountsAsNo) {
   const EntryCall change = callNamed("CardChangeAuthenticatorEx 1");
-  CARD_DATA& record = openFor(change.before);
-  queueThrow("orvane_getTokenInfo");
-  EXPECT_EQ(observeCall(record, change),
-            (Outcome{0,
-                     {"D CardChangeAuthenticatorEx :: LOG_FUNCTION_NAME = Entry",
-                      "D CardChangeAuthenticatorEx: success [0012AB]", "D device reconnect true [0012AB]",
-                      "D password validated (device) :: 0", "D password validated (local)  :: 1",
-                      "D Not valid - bumping pin freshness", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=2 cont=0 file=0"},
-                     {std::string("orvane_changeUserPassword(\"0012AB\", \"") + kUserPin + "\", \"" + kNewPin +
-                          "\", -1, false, false, null)",
-                      "orvane_getTokenInfo(\"0012AB\", null)"}}));
-  EXPECT_EQ(cachedPin(record), kNewPin);
+  for (const Thrown& thrown : allThrown()) {
+    SCOPED_TRACE(thrown.name);
+    CARD_DATA& record = openFor(change.before);
+    queueThrow("orvane_getTokenInfo", thrown.kind, thrown.text);
+    EXPECT_EQ(observeCall(record, change),
+              (Outcome{0,
+                       {"D CardChangeAuthenticatorEx :: LOG_FUNCTION_NAME = Entry",
+                        "D CardChangeAuthenticatorEx: success [0012AB]", "D device reconnect true [0012AB]",
+                        "D password validated (device) :: 0", "D password validated (local)  :: 1",
+                        "D Not valid - bumping pin freshness", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=2 cont=0 file=0"},
+                       {std::string("orvane_changeUserPassword(\"0012AB\", \"") + kUserPin + "\", \"" + kNewPin +
+                            "\", -1, false, false, null)",
+                        "orvane_getTokenInfo(\"0012AB\", null)"}}));
+    EXPECT_EQ(cachedPin(record), kNewPin);
+  }
 }
 
 // A verification that did not come to its end leaves nobody authenticated.

@@ -226,8 +226,9 @@ void DriverTest::answer(const char* function, const std::optional<Answer>& prepa
   }
 }
 
-void DriverTest::queueThrow(const char* function) {
-  const SofttokenReaction reaction{kSofttokenThrow, 0, 0, kSofttokenKeep, kSofttokenKeep, nullptr, 0};
+void DriverTest::queueThrow(const char* function, SofttokenReactionKind kind, const std::string& text) {
+  const SofttokenReaction reaction{
+      kind, 0, 0, kSofttokenKeep, kSofttokenKeep, reinterpret_cast<const unsigned char*>(text.data()), text.size()};
   ASSERT_EQ(softtoken_queue(function, &reaction), 1) << function;
 }
 

@@ -140,8 +140,8 @@ class DriverTest : public ::testing::Test {
                    const Bytes& output = {});
   // Queues this for the next call of the function; nothing without a value.
   void answer(const char* function, const std::optional<Answer>& prepared);
-  // Queues an exception for the next call of the function.
-  void queueThrow(const char* function);
+  // Queues an exception for the next call of the function: one of a type that only the library knows, or another kind.
+  void queueThrow(const char* function, SofttokenReactionKind kind = kSofttokenThrow, const std::string& text = {});
 
   // --- what was before: each asserts success and forgets what was logged and called ---
   // Acquires.

@@ -1,33 +1,49 @@
-// What another thread does between two lock periods of a call. It is done here by the calling thread itself, right
-// after each unlocking, so that no row depends on how threads are scheduled. Native only: there the unlocking of every
-// mutex can be diverted (see tests/CMakeLists.txt).
+// What a call does under which lock, and what another thread may do between two of its lock periods. Nothing here
+// depends on how threads are scheduled: the calling thread itself looks, or acts for the other one, whenever it is
+// about to lock a mutex or has just unlocked one. Native only: there every mutex can be diverted (see
+// tests/CMakeLists.txt).
 #include <pthread.h>
 
 #include <functional>
 #include <tuple>
 #include <utility>
 
-#include "harness/driver_test.h"
+#include "cache/process_state.h"
+#include "harness/all_calls.h"
+#include "harness/call_test.h"
+#include "platform/host/host_control.h"
 
 namespace {
 
-// What is done after every unlocking by the thread that set it; nothing while it runs.
-thread_local std::function<void()> afterUnlock;
+// What the thread that set them does before it locks a mutex, and after it has unlocked one; nothing while it does.
+using Action = std::function<void(const pthread_mutex_t* mutex)>;
+thread_local Action beforeLock;
+thread_local Action afterUnlock;
+
+void run(Action& action, const pthread_mutex_t* mutex) {
+  if (!action) return;
+  Action running = std::exchange(action, nullptr);
+  running(mutex);
+  action = std::move(running);
+}
 
 }  // namespace
 
+// Names that begin with two underscores are the linker's.
 extern "C" {
-// The linker's names for a diverted function.
-int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);  // NOLINT(bugprone-reserved-identifier)
-int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);  // NOLINT(bugprone-reserved-identifier)
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  run(beforeLock, mutex);
+  return __real_pthread_mutex_lock(mutex);
+}
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
   const int result = __real_pthread_mutex_unlock(mutex);
-  if (afterUnlock) {
-    std::function<void()> action = std::exchange(afterUnlock, nullptr);
-    action();
-    afterUnlock = std::move(action);
-  }
+  run(afterUnlock, mutex);
   return result;
 }
 }
@@ -35,25 +51,156 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
 namespace orvane::test {
 namespace {
 
-class BetweenLocks : public DriverTest {
+bool lies(const void* inner, const void* outer, std::size_t size) {
+  const auto* const first = static_cast<const char*>(outer);
+  return inner >= first && inner < first + size;
+}
+
+// The name of one of the minidriver's mutexes; empty for all others, which are the software token's.
+std::string nameOf(const pthread_mutex_t* mutex) {
+  ProcessState& state = processState();
+  if (lies(mutex, &state.libraryMutex, sizeof(Mutex))) return "libraryMutex";
+  if (lies(mutex, &state.contextSlotMutex, sizeof(Mutex))) return "contextSlotMutex";
+  if (lies(mutex, &state.deviceCache, sizeof(DeviceCache))) return "deviceCacheMutex";
+  return "";
+}
+
+// The library function that this thread has called last.
+std::string lastCall() {
+  for (std::size_t position = softtoken_call_count(); position-- > 0;) {
+    SofttokenCall call{};
+    std::string text(softtoken_call(position, &call, nullptr, 0), '\0');
+    softtoken_call(position, &call, text.data(), text.size());
+    if (call.thread == softtoken_thread()) return text.substr(0, text.find('('));
+  }
+  return "";
+}
+
+class BetweenLocks : public CallTest {
  protected:
-  // Verifies the right PIN while another context forgets it after the unlocking with this number, from 1. Returns the
-  // status, and whether the call had so many.
-  std::pair<DWORD, bool> verify(CARD_DATA& record, CARD_DATA& other, unsigned number) {
-    PinBytes pin{kUserPin};
-    bool isForgotten = false;
-    afterUnlock = [&, left = number]() mutable {
-      if (--left != 0) return;
-      isForgotten = true;
-      EXPECT_EQ(other.pfnCardDeauthenticateEx(&other, PIN_SET_ALL_ROLES, 0), 0u);
+  void TearDown() override {
+    host::hostMachine().whenAsked = nullptr;
+    CallTest::TearDown();
+  }
+
+  // Makes the call and tells what it did one after the other: which of its mutexes it unlocked and what it asked of the
+  // library and the resource manager, each with " (locked)" when the library lock was held.
+  Lines stepsOf(const std::function<DWORD()>& call, DWORD status) {
+    Lines steps;
+    const auto note = [&steps](const std::string& step) {
+      // The allocator of the caller, before the first library call.
+      if (step.empty()) return;
+      Mutex& libraryMutex = processState().libraryMutex;
+      const bool isFree = libraryMutex.tryLock();
+      if (isFree) libraryMutex.unlock();
+      const std::string line = step + (isFree ? "" : " (locked)");
+      // The software token locks its own mutexes several times in a call.
+      if (steps.empty() || steps.back() != line || line.starts_with("deviceCacheMutex")) steps.push_back(line);
     };
-    const DWORD status =
-        record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, nullptr);
+    host::hostMachine().whenAsked = [&](const char* function) {
+      const Action suspended = std::exchange(afterUnlock, nullptr);
+      note(function);
+      afterUnlock = suspended;
+    };
+    afterUnlock = [&](const pthread_mutex_t* mutex) {
+      const std::string name = nameOf(mutex);
+      note(name.empty() ? lastCall() : name);
+    };
+    EXPECT_EQ(call(), status);
     afterUnlock = nullptr;
-    return {status, isForgotten};
+    host::hostMachine().whenAsked = nullptr;
+    return steps;
   }
 };
 
+// The reader is looked up before, keys are counted and made known after: only what talks to the token excludes others.
+TEST_F(BetweenLocks, AnAcquisitionExcludesOthersWhileItTalksToTheToken) {
+  DriverTest::startAnew({.keys = {makeKey(1, 3)}});
+  resourceManager.readerName = "Brightfold Smart Token";
+  resourceManager.reply = {'0', '0', '1', '2', 'A', 'B', 0x90, 0};
+  // So that the monitor runs and its start does not show.
+  CARD_DATA first = newRecord();
+  ASSERT_EQ(acquire(first), 0u);
+  ASSERT_EQ(first.pfnCardDeleteContext(&first), 0u);
+  defineToken({.keys = {makeKey(1, 3), makeKey(2, 3)}});
+  processState().deviceCache.erase(kSerial);
+  processState().containerListCache.erase(kSerial);
+  CARD_DATA record = newRecord();
+  record.hScard = kCardHandle;
+  forget();
+  bool isListKnown = false;
+  const Lines steps = stepsOf(
+      [&] {
+        const Action look = afterUnlock;
+        afterUnlock = [&, look](const pthread_mutex_t* mutex) {
+          look(mutex);
+          // As long as the library lock is held nobody sees the new list.
+          Mutex& libraryMutex = processState().libraryMutex;
+          const bool isFree = libraryMutex.tryLock();
+          if (isFree) libraryMutex.unlock();
+          if (processState().containerListCache.find(kSerial) != nullptr) isListKnown = true;
+          if (isListKnown) EXPECT_TRUE(isFree);
+        };
+        return CardAcquireContext(&record, 0);
+      },
+      0);
+  EXPECT_EQ(steps, (Lines{"SCardStatusA", "orvane_init (locked)", "orvane_getConnectedDeviceList (locked)",
+                          "SCardTransmit (locked)",
+                          // The context is attached, and the device is not initialised yet.
+                          "deviceCacheMutex (locked)", "deviceCacheMutex (locked)", "orvane_initDevice (locked)",
+                          // It is now.
+                          "deviceCacheMutex (locked)", "orvane_clearExternalSmartcardHandle (locked)",
+                          "orvane_getKeyPairList (locked)",
+                          // It is initialised.
+                          "deviceCacheMutex (locked)", "libraryMutex",
+                          // The key count, the freshness of containers and files.
+                          "deviceCacheMutex", "deviceCacheMutex", "deviceCacheMutex", "contextSlotMutex"}));
+  EXPECT_TRUE(isListKnown);
+  EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+}
+
+// The cached PIN is fetched before the library lock is taken, and never while it is held.
+TEST_F(BetweenLocks, ThePinIsFetchedBeforeTheLibraryLockIsTaken) {
+  const struct {
+    const char* call;
+    const char* function;
+  } rows[] = {{"CardSignData signs", "orvane_signHash (locked)"}, {"CardRSADecrypt", "orvane_decrypt (locked)"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.call);
+    const EntryCall call = callNamed(row.call);
+    CARD_DATA& record = openFor(call.before);
+    CallOutputs outputs;
+    const std::function<DWORD()> prepared = call.prepare(record, outputs);
+    outputs.startCall();
+    EXPECT_EQ(stepsOf(prepared, call.status),
+              (Lines{"contextSlotMutex", "deviceCacheMutex", "orvane_setExternalSmartcardHandle (locked)", row.function,
+                     "orvane_clearExternalSmartcardHandle (locked)", "libraryMutex"}));
+  }
+}
+
+// The system replaces the handle in the record while a call waits for the library lock.
+TEST_F(BetweenLocks, TheCardHandleIsReadOnceTheLibraryLockIsThere) {
+  for (const char* const name :
+       {"CardSignData signs", "CardRSADecrypt", "CardAuthenticateEx on the token", "CardReadFile ksc0"}) {
+    SCOPED_TRACE(name);
+    const EntryCall call = callNamed(name);
+    CARD_DATA& record = openFor(call.before);
+    CallOutputs outputs;
+    const std::function<DWORD()> prepared = call.prepare(record, outputs);
+    outputs.startCall();
+    forget();
+    beforeLock = [&](const pthread_mutex_t* mutex) {
+      if (nameOf(mutex) == "libraryMutex") record.hScard = 0x77;
+    };
+    EXPECT_EQ(prepared(), call.status);
+    beforeLock = nullptr;
+    const Lines calls = takeCalls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.front(), "orvane_setExternalSmartcardHandle(0x77)");
+  }
+}
+
+// A right PIN that another context forgets meanwhile is not refused: either it still counts or the token is asked.
 TEST_F(BetweenLocks, ARightPinThatIsForgottenMeanwhileIsNotRefused) {
   for (const bool isCached : {false, true}) {
     unsigned number = 0;
@@ -62,9 +209,16 @@ TEST_F(BetweenLocks, ARightPinThatIsForgottenMeanwhileIsNotRefused) {
       CARD_DATA& record = openFresh();
       CARD_DATA& other = openContext();
       if (isCached) authenticate(record);
-      DWORD status = kPoison32;
-      std::tie(status, isForgotten) = verify(record, other, number + 1);
-      EXPECT_EQ(status, 0u);
+      PinBytes pin{kUserPin};
+      isForgotten = false;
+      afterUnlock = [&, left = number + 1](const pthread_mutex_t*) mutable {
+        if (--left != 0) return;
+        isForgotten = true;
+        EXPECT_EQ(other.pfnCardDeauthenticateEx(&other, PIN_SET_ALL_ROLES, 0), 0u);
+      };
+      EXPECT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, nullptr),
+                0u);
+      afterUnlock = nullptr;
       forget();
     }
     // The context's slot and the token's record at least.

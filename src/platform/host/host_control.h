@@ -53,6 +53,8 @@ struct HostMachine {
   // Name of the one among GetTempPathA, GetFileAttributesA and CreateDirectoryA that throws std::runtime_error, with
   // this name as its text.
   std::optional<std::string> throwing;
+  // Called with their name when SCardStatusA and SCardTransmit begin, if it is set.
+  std::function<void(const char* function)> whenAsked;
   // SCardStatusA: its result, the reader name that it gives, with a NUL behind it or without, and the last question.
   LONG statusResult = SCARD_S_SUCCESS;
   std::string readerName;

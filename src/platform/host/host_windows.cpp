@@ -46,6 +46,7 @@ HostMachine& hostMachine() {
 LONG SCardStatusA(SCARDHANDLE hCard, LPSTR szReaderName, LPDWORD pcchReaderLen, LPDWORD, LPDWORD, LPBYTE pbAtr,
                   LPDWORD pcbAtrLen) {
   HostMachine& machine = hostMachine();
+  if (machine.whenAsked) machine.whenAsked("SCardStatusA");
   const std::lock_guard lock(machine.mutex);
   machine.statusQuestion = {hCard, *pcchReaderLen, *pcbAtrLen,
                             isZero(szReaderName, *pcchReaderLen) && isZero(pbAtr, *pcbAtrLen)};
@@ -62,6 +63,7 @@ LONG SCardStatusA(SCARDHANDLE hCard, LPSTR szReaderName, LPDWORD pcchReaderLen, 
 LONG SCardTransmit(SCARDHANDLE hCard, LPCSCARD_IO_REQUEST pioSendPci, LPCBYTE pbSendBuffer, DWORD cbSendLength,
                    LPSCARD_IO_REQUEST pioRecvPci, LPBYTE pbRecvBuffer, LPDWORD pcbRecvLength) {
   HostMachine& machine = hostMachine();
+  if (machine.whenAsked) machine.whenAsked("SCardTransmit");
   const std::lock_guard lock(machine.mutex);
   machine.sent.push_back({hCard, pioSendPci->dwProtocol, pioSendPci->cbPciLength, pioRecvPci != nullptr, *pcbRecvLength,
                           std::vector<BYTE>(pbSendBuffer, pbSendBuffer + cbSendLength)});
