@@ -17,7 +17,8 @@ struct Floor {
   std::vector<std::string> tokenCalls;
 };
 
-// Does just that. With `isLogOn` every line is appended to `file` by opening, writing and closing it.
+// Does just that. With `isLogOn` every line is appended to `file`, a log file of the minidriver, by opening, writing
+// and closing it, with the same care about links.
 void runFloor(const Floor& floor, bool isLogOn, const std::string& file);
 
 // The calls to the token library alone, with arguments that the token of the scene accepts.

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 
 #include "log/process_name.h"
@@ -23,22 +24,24 @@ void printToConsole(const char* function, const std::exception& error) noexcept 
   std::fprintf(stderr, "%s%s", function, error.what());
 }
 
-// The folder part of the log path below a temporary folder, ending in "/".
-std::string logFolderBelow(const char* temporaryFolder) {
-  std::string path(temporaryFolder);
-  path.append("/Brightfold/").append(processName().text()).append("/");
+// The folder part of the log path as seen from a temporary folder, ending in "/".
+std::string logFolder() {
+  std::string path("/Brightfold/");
+  path.append(processName().text()).append("/");
   return path;
 }
 
-void cutToPathSize(std::string& path) {
-  if (path.size() >= kLogPathSize) path.resize(kLogPathSize - 1);
+// Cuts a path below a folder, so that the whole fits.
+void cutToPathSize(std::size_t baseSize, std::string& below) {
+  if (baseSize + below.size() >= kLogPathSize) below.resize(kLogPathSize - 1 - baseSize);
 }
 
-// Path of the log file of that day in `folder`, which ends in "/".
-std::string logFileIn(const std::string& folder, const SYSTEMTIME& now) {
-  std::string path = folder + logFileName(now);
-  cutToPathSize(path);
-  return path;
+// Appends the line to the log file of that day in `folder`, which ends in "/" and is below `base`. An empty `base` is
+// the root of the current drive.
+BelowResult appendToLog(const char* base, const std::string& folder, const SYSTEMTIME& now, const std::string& line) {
+  std::string below = folder + logFileName(now);
+  cutToPathSize(std::strlen(base), below);
+  return appendBelow(base[0] != '\0' ? base : "/", below, line);
 }
 
 // Writes a line whose file could not be opened: whatever the reason is, the folders are looked after first. An unusable
@@ -48,10 +51,12 @@ void writeAfterFolders(char* temporaryFolder, const SYSTEMTIME& now, const std::
     temporaryFolder[0] = '\0';
     std::fputs("\nUnable to getLogBaseFolderPath", stdout);
   }
-  std::string folder = logFolderBelow(temporaryFolder);
-  cutToPathSize(folder);
-  if (createLogFolders(folder)) return;
-  if (!appendToFile(logFileIn(folder, now).c_str(), line)) std::fputs("\nUnable to write log", stdout);
+  const std::string base(temporaryFolder);
+  std::string folder = logFolder();
+  cutToPathSize(base.size(), folder);
+  if (createLogFolders(base, folder)) return;
+  if (appendToLog(temporaryFolder, folder, now, line) == BelowResult::kFailed)
+    std::fputs("\nUnable to write log", stdout);
 }
 
 }  // namespace
@@ -63,10 +68,14 @@ void writeLogLine(LogLevel level, std::string_view message) noexcept {
     SYSTEMTIME now{};
     GetLocalTime(&now);
     const std::string line = logLine(now, level, message);
-    // A file that opens stands in folders that are all there. Only when it does not are they asked for one by one.
+    // A file that opens stands in folders that are all there. Only when it does not are they asked for one by one, and
+    // not at all when a link is in the way.
     if (temporaryFolder[0] != '\0') {
-      const std::string folder = logFolderBelow(temporaryFolder);
-      if (folder.size() < kLogPathSize && appendToFile(logFileIn(folder, now).c_str(), line)) return;
+      const std::string folder = logFolder();
+      if (std::strlen(temporaryFolder) + folder.size() < kLogPathSize &&
+          appendToLog(temporaryFolder, folder, now, line) != BelowResult::kFailed) {
+        return;
+      }
     }
     writeAfterFolders(temporaryFolder, now, line);
   } catch (...) {
@@ -146,17 +155,19 @@ bool createFolder(const char* path) noexcept {
   }
 }
 
-bool createLogFolders(const std::string& path) noexcept {
+bool createLogFolders(const std::string& base, const std::string& below) noexcept {
   try {
-    std::string walked = path;
-    for (std::size_t i = 1; i < walked.size(); ++i) {
-      if (walked[i] != '/') continue;
-      walked[i] = '\0';
-      const bool created = createFolder(walked.c_str());
-      walked[i] = '/';
+    const std::string path = base + below;
+    const std::string folder = base.empty() ? "/" : base;
+    for (std::size_t i = 1; i <= path.size(); ++i) {
+      if (i != path.size() && path[i] != '/') continue;
+      const std::string walked = path.substr(0, i);
+      const bool created = i <= base.size()
+                               ? createFolder(walked.c_str())
+                               : createFolderBelow(folder.c_str(), walked.substr(base.size())) == BelowResult::kDone;
       if (created) return true;
     }
-    return createFolder(walked.c_str());
+    return false;
   } catch (const std::exception& error) {
     printToConsole("Exception in createFolder(): ", error);
     return false;

@@ -19,7 +19,9 @@ inline constexpr std::size_t kLogPathSize = 1024;
 
 // writeLogLine appends one line to the log file of the current process and day. When the file cannot be opened it makes
 // sure of the folders; a call that had to create one writes nothing (see createLogFolders). When the file still cannot
-// be opened it prints "\nUnable to write log" on standard output. Nothing is reported to the caller.
+// be opened it prints "\nUnable to write log" on standard output. Nothing is reported to the caller. Below the
+// temporary folder no link is followed: where one stands in a folder's or the file's place, or the file has another
+// name elsewhere, the line is lost without a word and nothing is created (see platform/append_file.h).
 void writeLogLine(LogLevel level, std::string_view message) noexcept;
 
 // logLevelTag returns the fixed-width tag that stands before the message.
@@ -41,11 +43,12 @@ bool isFolderExists(const char* path) noexcept;
 // createFolder creates the last folder of `path`; true if it did not exist before and exists now.
 bool createFolder(const char* path) noexcept;
 
-// createLogFolders walks `path` (which ends in "/") from its second character, creates the folder named up to each "/"
-// and at last the whole path, and stops at the first one that it really created. Returns true in that case. One call
-// therefore makes one folder: a fresh machine needs a log call for each missing level before the first line is written,
-// and support people rely on that order when they see a folder without a file.
-bool createLogFolders(const std::string& path) noexcept;
+// createLogFolders walks the path that `base` (the temporary folder) and `below` (which ends in "/") make together,
+// from its second character, creates the folder named up to each "/" and at last the whole path, and stops at the first
+// one that it really created. Returns true in that case. One call therefore makes one folder: a fresh machine needs a
+// log call for each missing level before the first line is written, and support people rely on that order when they see
+// a folder without a file. What lies below `base` is created without following a link.
+bool createLogFolders(const std::string& base, const std::string& below) noexcept;
 
 }  // namespace orvane
 

@@ -33,12 +33,15 @@ IMPORTED_DLLS = {
     "api-ms-win-crt-runtime-l1-1-0.dll",
     "api-ms-win-crt-stdio-l1-1-0.dll",
     "api-ms-win-crt-string-l1-1-0.dll",
+    "ntdll.dll",
 }
 # Never a connection, a transaction or a registry write of the minidriver's own.
 IMPORTED_NAMES = {
     "ADVAPI32.dll": {"RegGetValueA"},
     "VCRUNTIME140.dll": {"_CxxThrowException", "__CxxFrameHandler3", "__std_terminate"},
     "WinSCard.dll": {"SCardStatusA", "SCardTransmit"},
+    # Only the kernel's own call opens a log file without following links on the way to it.
+    "ntdll.dll": {"NtCreateFile"},
 }
 
 

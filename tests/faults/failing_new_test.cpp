@@ -152,7 +152,7 @@ TEST_F(FailingNew, AtTheFoldersOfTheLog) {
   const std::string path(100, 'x');
   ::testing::internal::CaptureStderr();
   failNewOnceAfter(0);
-  const bool isCreated = createLogFolders(path);
+  const bool isCreated = createLogFolders(path, "");
   EXPECT_TRUE(letNewSucceed());
   EXPECT_FALSE(isCreated);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),

@@ -155,6 +155,22 @@ TEST_F(LogFileTest, AFileInAFoldersPlaceIsNotTouched) {
   EXPECT_EQ(fileBytes(logFolder()), "in the way");
 }
 
+// Whoever may write to a file can give it a second name where the log belongs.
+TEST_F(LogFileTest, AFileThatHasAnotherNameElsewhereIsNotTouched) {
+  const fs::path theirs = fs::path(tempFolder()) / "theirs";
+  std::ofstream(theirs, std::ios::binary) << "theirs\n";
+  fs::create_hard_link(theirs, logFile());
+  ::testing::internal::CaptureStdout();
+  logOnce();
+  logOnce();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "") << "the lines are lost without a word";
+  EXPECT_EQ(fileBytes(theirs), "theirs\n");
+  // Nothing is remembered: with one name it is a log file like any other.
+  fs::remove(theirs);
+  logOnce();
+  EXPECT_EQ(fileBytes(logFile()), "theirs\n" + line());
+}
+
 // Without a temporary folder the path begins at the root of the drive.
 class LogWithoutTempFolder : public LogFileTest {
  protected:

@@ -83,23 +83,36 @@ TEST_F(LogFolders, AreFoundAndMade) {
 TEST_F(LogFolders, BeginWithOneOfASingleCharacter) {
   const fs::path before = fs::current_path();
   fs::current_path(tempFolder());
-  EXPECT_TRUE(createLogFolders("o/two/"));
+  EXPECT_TRUE(createLogFolders("o/two/", ""));
   EXPECT_TRUE(fs::is_directory("o"));
   EXPECT_FALSE(fs::exists("o/two"));
-  EXPECT_TRUE(createLogFolders("o/two/"));
+  EXPECT_TRUE(createLogFolders("o/two/", ""));
   EXPECT_TRUE(fs::is_directory("o/two"));
-  EXPECT_FALSE(createLogFolders("o/two/"));
+  EXPECT_FALSE(createLogFolders("o/two/", ""));
   fs::current_path(before);
 }
 
 TEST_F(LogFolders, AreMadeOneACall) {
-  const std::string path = tempFolder() + "/one/two/three/";
-  for (const char* const made : {"one", "one/two", "one/two/three"}) {
-    SCOPED_TRACE(made);
-    EXPECT_TRUE(createLogFolders(path));
-    EXPECT_TRUE(fs::is_directory(fs::path(tempFolder()) / made));
+  const struct {
+    const char* name;
+    std::string base;
+    std::string below;
+  } rows[] = {{"below what is there", "", "/one/two/three/"},
+              {"below what is partly there", "/one", "/two/three/"},
+              {"nothing is below", "/one/two/three/", ""},
+              {"separators side by side", "", "//one/two//three"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string base = tempFolder() + row.base;
+    fs::remove_all(tempFolder() + "/one");
+    for (const char* const made : {"/one", "/one/two", "/one/two/three"}) {
+      SCOPED_TRACE(made);
+      EXPECT_TRUE(createLogFolders(base, row.below));
+      EXPECT_TRUE(fs::is_directory(tempFolder() + made));
+      EXPECT_TRUE(fs::is_empty(tempFolder() + made));
+    }
+    EXPECT_FALSE(createLogFolders(base, row.below));
   }
-  EXPECT_FALSE(createLogFolders(path));
 }
 
 }  // namespace

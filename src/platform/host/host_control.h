@@ -64,6 +64,10 @@ struct HostMachine {
   LONG transmitResult = SCARD_S_SUCCESS;
   std::vector<BYTE> reply;
   std::vector<SentCommand> sent;
+  // What somebody else does at a point on the way to a log file; without it nothing. It is told the point, and called
+  // with no lock held: "open NAME" and "make NAME" come right before a folder or file of that name is opened or made,
+  // "judge NAME" when a file is open and nothing is known about it yet.
+  std::atomic<const std::function<void(const std::string& point)>*> atPoint{nullptr};
   // Whether no thread can be created.
   bool threadsFail = false;
   // Number of registry reads so far.
