@@ -24,6 +24,9 @@ sys.path.insert(0, str(REPOSITORY / "tests/binary"))
 import pe_image  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
+sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
+import make_packages  # noqa: E402
+
 FOLDERS = {"arm64": "arm64", "x64": "amd64"}
 MACHINES = {"arm64": 0xAA64, "x64": 0x8664}
 DOCUMENTS = ["behaviour.md", "install.md", "log-guide.md", "orvane-card.md", "troubleshooting.md"]
@@ -162,6 +165,12 @@ class Tests:
             sums[name] = digest
         equal(sums, {name: hashlib.sha256((self.package / name).read_bytes()).hexdigest()
                      for name in wanted - {"SHA256SUMS"}}, "checksums")
+        signable = {name.format(folder=FOLDERS[self.arch]) for name in make_packages.SIGNABLE}
+        equal({name for name in names if (self.package / name).read_bytes()[:2] == b"MZ"}, signable, "what can be signed")
+        listed = subprocess.run([REPOSITORY / "scripts/lib/make_packages.py", "--signable"], capture_output=True, text=True,
+                                check=True).stdout.splitlines()
+        equal(set(listed), {f"build/windows-{arch}/{name}" for arch in FOLDERS
+                            for name in ("OrvaneMinidriver.dll", "orvane-card.exe")}, "files to be signed")
 
     def texts(self):
         """What Windows' own programs read has Windows' line ends; nothing is left to be filled in; every link leads to

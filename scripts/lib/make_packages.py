@@ -2,9 +2,11 @@
 """Puts the packages together from what was built.
 
     make_packages.py OUTPUT-FOLDER
+    make_packages.py --signable       the built files that can be signed, one in each line
 
 Writes OrvaneMinidriver-VERSION-arm64.zip, the same for x64, and SHA256SUMS over both. The version is CMake's; the date,
 which every file in a package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user goes in.
+Whoever signs does it between building and this, so that the checksums are those of the signed files.
 """
 
 import hashlib
@@ -18,6 +20,14 @@ REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
 # Architecture: its folder in a package, which the setup information file and install.cmd name.
 FOLDERS = {"arm64": "arm64", "x64": "amd64"}
+
+# What is delivered and can carry a signature, all of it and only here. Smart App Control and application-control policies
+# refuse programs and libraries without one, with error 4551 (ERROR_SYSTEM_INTEGRITY_POLICY_VIOLATION) or 1260
+# (ERROR_ACCESS_DISABLED_BY_POLICY). Written like CONTENT.
+SIGNABLE = {
+    "orvane-card.exe": "build/windows-{arch}/orvane-card.exe",
+    "{folder}/OrvaneMinidriver.dll": "build/windows-{arch}/OrvaneMinidriver.dll",
+}
 
 # File in the package: file in the repository. {folder} and {arch} stand for the architecture's names.
 CONTENT = {
@@ -33,13 +43,17 @@ CONTENT = {
     "notices.txt": "packaging/notices.txt",
     "uninstall.cmd": "packaging/uninstall.cmd",
     "orvane.inf": "packaging/orvane.inf",
-    "orvane-card.exe": "build/windows-{arch}/orvane-card.exe",
-    "{folder}/OrvaneMinidriver.dll": "build/windows-{arch}/OrvaneMinidriver.dll",
+    **SIGNABLE,
 }
 
 # Links to files that lie elsewhere in a package.
 MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
                          "../../docs/troubleshooting.md": "troubleshooting.md"}}
+
+
+def signable():
+    """The built files that can be signed, below the repository."""
+    return [source.format(arch=arch) for arch in FOLDERS for source in SIGNABLE.values()]
 
 
 def only(pattern, file):
@@ -91,7 +105,10 @@ def zipped(folder, files, date):
 
 def main():
     if len(sys.argv) != 2:
-        sys.exit("usage: make_packages.py OUTPUT-FOLDER")
+        sys.exit("usage: make_packages.py OUTPUT-FOLDER | --signable")
+    if sys.argv[1] == "--signable":
+        print("\n".join(signable()))
+        return
     output = pathlib.Path(sys.argv[1])
     output.mkdir(parents=True, exist_ok=True)
     # Packages of an earlier run must not pass for this one's, whatever becomes of it.
