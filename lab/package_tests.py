@@ -22,6 +22,7 @@ LAB = pathlib.Path(__file__).resolve().parent
 REPOSITORY = LAB.parent
 sys.path.insert(0, str(REPOSITORY / "tests/binary"))
 import pe_image  # noqa: E402
+import setup_information  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
 sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
@@ -44,7 +45,8 @@ CARD_VALUES = {
     "Smart Card Key Storage Provider": ("REG_SZ", "Microsoft Smart Card Key Storage Provider"),
 }
 
-INF = r"rundll32 setupapi.dll,InstallHinfSection {} 128 Z:\build\package\orvane.inf"
+# The section of the device, without the device: Windows looks for the machine's decoration by itself, as Wine does.
+INF = r"rundll32 setupapi.dll,InstallHinfSection Orvane_Device 128 Z:\build\package\orvane.inf"
 DLL = r"C:\windows\system32\OrvaneMinidriver.dll"
 # No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
 ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
@@ -127,8 +129,9 @@ class Installation:
 
 
 def installed(level="0x2"):
-    """The keys that an installation makes."""
-    return {MAKER_KEY: {}, LOG_KEY: {"logLevel": ("REG_DWORD", level)}, CARD_TYPE: CARD_VALUES}
+    """The keys that an installation makes; the setup information makes none for the log."""
+    log = {MAKER_KEY: {}, LOG_KEY: {"logLevel": ("REG_DWORD", level)}} if level else {}
+    return {**log, CARD_TYPE: CARD_VALUES}
 
 
 class Tests:
@@ -220,42 +223,8 @@ class Tests:
             contains(stated, f"{title} {version} ", "version")
 
     def setup_information(self):
-        """What Wine's setup functions do not carry out, the device installation's sections, holds together: every section
-        that is named is there, for both architectures, and none is there that nobody names."""
-        lines = [line.split(";")[0].strip() for line in (self.package / "orvane.inf").read_text().splitlines()]
-        sections, section = {}, None
-        for line in filter(None, lines):
-            if line.startswith("["):
-                equal(line in sections, False, f"{line} is there twice")
-                section = sections.setdefault(line, [])
-            else:
-                equal(line.endswith(","), False, f"the line ends in a comma: {line}")
-                section.append(re.sub(r"\s*([=,])\s*", r"\1", line))
-        historical = CARD_VALUES["ATR"][1][8:-2].lower()
-        model = [rf"%CardName%=Orvane_Device,SCFILTER\CID_{historical}"]
-        wanted = {"[Manufacturer]": ["%Company%=Orvane,NTarm64,NTamd64"],
-                  "[DestinationDirs]": ["Orvane_Files=11", "Orvane_Files_Removed=11"], "[SourceDisksNames]": ["1=%DiskName%"],
-                  "[Orvane_Files]": ["OrvaneMinidriver.dll"], "[Orvane_Files_Removed]": ["OrvaneMinidriver.dll,,,1"]}
-        for folder in FOLDERS.values():
-            device = f"[Orvane_Device.NT{folder}"
-            wanted.update({
-                f"[Orvane.NT{folder}]": model,
-                f"{device}]": ["Include=umpass.inf", "Needs=UmPass", "CopyFiles=Orvane_Files", "AddReg=Orvane_Registry"],
-                **{f"{device}.{part}]": ["Include=umpass.inf", f"Needs=UmPass.{part}"]
-                   for part in ("HW", "Services", "Interfaces")},
-                f"[DefaultInstall.NT{folder}]": ["CopyFiles=Orvane_Files", "AddReg=Orvane_Registry"],
-                f"[DefaultUninstall.NT{folder}]": ["DelFiles=Orvane_Files_Removed", "DelReg=Orvane_Registry_Removed"],
-                f"[SourceDisksFiles.{folder}]": [f"OrvaneMinidriver.dll=1,{folder}"]})
-        texts = ("[Version]", "[Strings]", "[Orvane_Registry]", "[Orvane_Registry_Removed]")
-        equal({name: rows for name, rows in sections.items() if name not in texts}, wanted, "sections")
-        year, month, day = re.search(r"^## [\d.]+ \((\d+)-(\d+)-(\d+)\)$", (self.package / "CHANGELOG.md").read_text(),
-                                     re.MULTILINE).groups()
-        equal(sections["[Version]"], [
-            'Signature="$Windows NT$"', "Class=SmartCard", "ClassGuid={990A2BD7-E738-46c7-B26F-1CF8FB9F1391}",
-            "Provider=%Company%", "CatalogFile=orvane.cat", f"DriverVer={month}/{day}/{year},{self.version}.0", "PnpLockdown=1"],
-            "version")
-        used = set(re.findall(r"%(\w+)%", "\n".join(row for rows in sections.values() for row in rows)))
-        equal({row.split("=")[0] for row in sections["[Strings]"]}, used, "texts")
+        setup_information.broken_copies()
+        setup_information.content(self.package, self.version, CARD_VALUES["ATR"][1][8:-2].lower())
 
     def programs(self):
         """Both programs are for this architecture and say who made them."""
@@ -334,16 +303,16 @@ class Tests:
             r"Z:\build\package\orvane-card.exe --version"]
 
     def by_setup_information(self):
+        """The files and the registry of the device's section; what it installed, the script removes without a rest."""
         run = self.installation("inf")
         codes = run.run(self.package, [
-            INF.format("DefaultInstall"), "STATE installed", *self.LOOK, INF.format("DefaultUninstall"), "STATE removed"])
+            INF, "STATE installed", *self.LOOK, r"Z:\build\package\uninstall.cmd", "STATE removed"])
         equal(codes, [0] * 5, f"exit codes, {run.output}")
         before = run.state("before")
-        self.check_installed(run, before, "installed")
+        self.check_installed(run, before, "installed", None)
         self.check_serves(run)
         contains(run.output, f"orvane-card {self.version}\n", "version")
-        # The setup functions cannot take a key away only if it is empty; the maker's other products may have theirs in it.
-        equal(run.state("removed").difference(before), ({MAKER_KEY: {}}, set()), "what is left")
+        equal(run.state("removed").difference(before), ({}, set()), "what is left")
 
     def by_script(self):
         """Installing twice is installing once; removing leaves nothing, and removing again does no harm."""
@@ -361,10 +330,14 @@ class Tests:
         equal(run.state("removed").difference(before), ({}, set()), "what is left")
 
     def one_after_the_other(self):
-        """What the setup information installed, the script removes without a rest."""
+        """The setup information finds what the script installed, and the script what that did to it."""
         run = self.installation("both")
-        codes = run.run(self.package, [INF.format("DefaultInstall"), r"Z:\build\package\uninstall.cmd", "STATE removed"])
-        equal(codes, [0, 0], f"exit codes, {run.output}")
+        codes = run.run(self.package, [
+            r"Z:\build\package\install.cmd", INF, "STATE both", r"Z:\build\package\install.cmd", "STATE again",
+            r"Z:\build\package\uninstall.cmd", "STATE removed"])
+        equal(codes, [0] * 4, f"exit codes, {run.output}")
+        for name in ("both", "again"):
+            self.check_installed(run, run.state("before"), name)
         equal(run.state("removed").difference(run.state("before")), ({}, set()), "what is left")
 
     def update(self, how, name, product):
@@ -385,7 +358,7 @@ class Tests:
               ({**{MAKER_KEY: {}}, **others}, set()), "what is left")
 
     def update_by_setup_information(self):
-        self.update(INF.format("DefaultInstall"), "update-inf", MAKER_KEY + r"\Another Product")
+        self.update(INF, "update-inf", MAKER_KEY + r"\Another Product")
 
     def update_by_script(self):
         self.update(r"Z:\build\package\install.cmd", "update-script", MAKER_KEY)
