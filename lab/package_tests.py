@@ -24,6 +24,7 @@ sys.path.insert(0, str(REPOSITORY / "tests/binary"))
 import pe_image  # noqa: E402
 import setup_information  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
+from in_use_cases import InUseCases, make_stand_in  # noqa: E402
 
 sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
 import make_packages  # noqa: E402
@@ -88,10 +89,11 @@ class State:
 
 
 class Installation:
-    """One run of steps, lines for the command interpreter, in a system; STATE NAME in them writes the state down."""
+    """One run of steps, lines for the command interpreter, in a system; STATE NAME in them writes the state down, and a tuple
+    (program, file, steps) does these steps while the program has the file."""
 
-    def __init__(self, arch, folder, tokens):
-        self.arch, self._tokens = arch, tokens
+    def __init__(self, arch, folder, tokens, stand_in):
+        self.arch, self._tokens, self._stand_in = arch, tokens, stand_in
         self.folder, self.out = folder, folder / "out"
         self.out.mkdir(parents=True)
         self.dll = (REPOSITORY / f"build/windows-{arch}/OrvaneMinidriver.dll").read_bytes()
@@ -107,22 +109,32 @@ class Installation:
             subprocess.run(["cp", package / "orvane-card.exe", build / f"tools/{name}.exe"], check=True)
         subprocess.run(
             ["cp", REPOSITORY / f"build/windows-{self.arch}/OrvaneDSCLibrary.dll", build], check=True)
-        lines = ["@echo off", r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"]
-        for step in [*BEFORE, "STATE before", *steps]:
-            if step.startswith("STATE "):
-                name = step.split()[1]
-                lines += [rf"reg query HKLM\Software /s >Z:\out\{name}.keys", rf"dir /b C:\windows\system32 >Z:\out\{name}.files",
-                          rf"if exist C:\windows\system32\OrvaneMinidriver.dll "
-                          rf"copy C:\windows\system32\OrvaneMinidriver.dll Z:\out\{name}.dll >nul"]
-            else:
-                lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
-        (build / "steps.cmd").write_text("\r\n".join(lines) + "\r\n", newline="")
+        subprocess.run(["cp", self._stand_in, build / "tools"], check=True)
+        self._write(build / "steps.cmd", [*BEFORE, "STATE before", *steps],
+                    [r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"])
         command = [LAB / "run-windows", "--timeout", "900", "--directory", build, "--out", self.out]
         command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
         self.output = done.stdout + done.stderr
         return [int(code) for code in re.findall(r"^code (-?\d+)", self.output, re.MULTILINE)][len(BEFORE):]
+
+    def _write(self, script, steps, first=()):
+        """Writes a script of these steps; those that are done while a program has a file go into one of their own."""
+        lines = ["@echo off", *first]
+        for number, step in enumerate(steps):
+            if isinstance(step, tuple):
+                program, file, inner = step
+                self._write(script.with_name(f"{script.stem}-{number}.cmd"), inner)
+                lines += [rf'{program} {file} "cmd /c Z:\build\{script.stem}-{number}.cmd"', "echo code %errorlevel%"]
+            elif step.startswith("STATE "):
+                name = step.split()[1]
+                lines += [rf"reg query HKLM\Software /s >Z:\out\{name}.keys", rf"dir /b C:\windows\system32 >Z:\out\{name}.files",
+                          rf"if exist C:\windows\system32\OrvaneMinidriver.dll "
+                          rf"copy C:\windows\system32\OrvaneMinidriver.dll Z:\out\{name}.dll >nul"]
+            else:
+                lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
+        script.write_text("\r\n".join(lines) + "\r\n", newline="")
 
     def state(self, name):
         return State(self.out, name)
@@ -147,13 +159,14 @@ class Tests:
             self.packages[each] = folder / "unpacked" / path.stem
         self.package = self.packages[arch]
         subprocess.run(["cp", packages / "SHA256SUMS", folder], check=True)
+        self.stand_in = make_stand_in(arch, folder)
         (folder / "tokens").mkdir()
         subprocess.run(
             [REPOSITORY / "softtoken/make_token.sh", "--folder", self.tokens, "--serial", SERIAL, "--keys", "2048:both",
              "--pin", "24681357", "--sopin", "87654321"], check=True, stdout=subprocess.DEVNULL)
 
     def installation(self, name):
-        return Installation(self.arch, self.folder / name, self.tokens)
+        return Installation(self.arch, self.folder / name, self.tokens, self.stand_in)
 
     def content(self):
         """Every file is there, nothing else, and the checksums are theirs."""
@@ -495,6 +508,7 @@ class Tests:
             "OddFolder": self.odd_folder, "OddEnvironment": self.odd_environment, "OddRegistry": self.odd_registry,
             "OtherPrompt": self.other_prompt,
             "FilesInTheWay": self.files_in_the_way, "FoldersInTheWay": self.folders_in_the_way,
+            **InUseCases(self, installed).cases(),
         }
 
 
