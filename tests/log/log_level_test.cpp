@@ -54,6 +54,7 @@ const Row kRows[] = {
     {"a text that fills the buffer", text("\x03" + std::string(30, 'x')), Written::kBoth},
     {"a text that is too long is no value", text("\x03" + std::string(31, 'x')), Written::kErrors},
     {"a long text that would silence everything", text("\x01" + std::string(100, 'x')), Written::kErrors},
+    {"present without data", binary({}), Written::kNothing},
     {"one byte 3", binary({3}), Written::kBoth},
     {"one byte 2", binary({2}), Written::kErrors},
     {"one byte 0", binary({0}), Written::kNothing},
