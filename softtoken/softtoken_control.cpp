@@ -9,6 +9,7 @@
 #include "softtoken/call_script.h"
 #include "softtoken/call_text.h"
 #include "softtoken/softtoken_pins.h"
+#include "softtoken/token_calls.h"
 #include "softtoken/token_store.h"
 
 using namespace orvane::softtoken;
@@ -115,6 +116,8 @@ std::size_t softtoken_queued(const char* functionName) {
   Function function{};
   return findFunction(functionName, function) ? callScript().queued(function) : 0;
 }
+
+const void* softtoken_last_plaintext(void) { return softtokenLastPlaintext(); }
 
 unsigned long long softtoken_thread(void) { return currentThread(); }
 

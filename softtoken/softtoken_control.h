@@ -132,6 +132,10 @@ SOFTTOKEN_API int softtoken_queue(const char* function, const SofttokenReaction*
 // The number of reactions of the function that are not used up yet; 0 also for an unknown function.
 SOFTTOKEN_API std::size_t softtoken_queued(const char* function);
 
+// The block that orvane_decrypt handed out last, by any thread; null before. Whoever called frees it, so this may only
+// be compared with what comes to `free`.
+SOFTTOKEN_API const void* softtoken_last_plaintext(void);
+
 // ---- the record of calls ----
 
 // A call is recorded when it arrives, before a gate holds it. Its text looks as in C: texts in quotes (bytes outside

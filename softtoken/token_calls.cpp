@@ -1,6 +1,7 @@
 #include "softtoken/token_calls.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -41,10 +42,13 @@ Bytes toBytes(const unsigned char* bytes, int length) {
   return bytes == nullptr || length <= 0 ? Bytes() : Bytes(bytes, bytes + length);
 }
 
+std::atomic<const void*> lastPlaintext{nullptr};
+
 // A block that the caller releases with free; one byte at least, so that an empty text is no null pointer.
 unsigned char* mallocCopy(const Bytes& bytes) {
   auto* const block = static_cast<unsigned char*>(std::malloc(std::max<std::size_t>(bytes.size(), 1)));
   if (block != nullptr) std::copy(bytes.begin(), bytes.end(), block);
+  lastPlaintext = block;
   return block;
 }
 
@@ -328,6 +332,8 @@ bool softtokenClearExternalSmartcardHandle() noexcept {
   }
   return completed;
 }
+
+const void* softtokenLastPlaintext() noexcept { return lastPlaintext; }
 
 void softtokenThrown(SofttokenThrown* thrown) noexcept { *thrown = thrownLast; }
 

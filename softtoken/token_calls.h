@@ -57,6 +57,9 @@ struct SofttokenThrown {
 // Tells what the calling thread's last such call is to throw.
 void softtokenThrown(SofttokenThrown* thrown) noexcept;
 
+// The block that softtokenDecrypt handed out last, by any thread; null before.
+const void* softtokenLastPlaintext() noexcept;
+
 // Takes a list that a call has returned by reference; it is destroyed when the same thread hands over its next one.
 void softtokenKeepKeyList(void* list, void (*destroy)(void* list)) noexcept;
 

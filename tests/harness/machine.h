@@ -59,6 +59,13 @@ std::string takeStatusQuestion();
 // Whether the minidriver can create threads; it can at first.
 void setThreadsFail(bool fail);
 
+#ifdef _WIN32
+// How the minidriver created its threads since the last call, as "stack=0 flags=0".
+Lines takeThreadCreations();
+// How often the minidriver itself has given this block back to the C heap since the last call for it.
+unsigned takeFrees(const void* block);
+#endif
+
 // Lets threads go that the minidriver has started: on Windows a new thread stands still until then.
 void startThreads();
 

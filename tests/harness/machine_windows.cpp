@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
@@ -20,6 +23,7 @@ struct Diverted {
   Lines sent;
   std::string statusQuestion;
   std::vector<HANDLE> heldThreads;
+  Lines threadCreations;
   bool threadsFail = false;
 };
 
@@ -88,9 +92,20 @@ HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stac
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
+  diverted().threadCreations.push_back("stack=" + std::to_string(stackSize) + " flags=" + std::to_string(flags));
   const HANDLE thread = CreateThread(attributes, stackSize, procedure, argument, flags | CREATE_SUSPENDED, threadId);
   if (thread != nullptr) diverted().heldThreads.push_back(thread);
   return thread;
+}
+
+// The last blocks that came to the minidriver's `free`, by their position modulo the size. No lock and no memory: it
+// may be called from anywhere.
+std::array<std::atomic<const void*>, 256> freedBlocks;
+std::atomic<std::size_t> freedCount{0};
+
+void divertedFree(void* block) {
+  freedBlocks[freedCount.fetch_add(1) % freedBlocks.size()] = block;
+  std::free(block);
 }
 
 struct Diversion {
@@ -122,9 +137,10 @@ LogLevelValue numberValue(const LogLevelValue& value) {
 }  // namespace
 
 void divertCalls(void* module) {
-  const Diversion diversions[] = {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
-                                  divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
-                                  divert("CreateThread", divertedCreateThread)};
+  const Diversion diversions[] = {
+      divert("SCardStatusA", divertedStatus),       divert("SCardTransmit", divertedTransmit),
+      divert("GetLocalTime", divertedLocalTime),    divert("GetTempPathA", divertedTempPath),
+      divert("CreateThread", divertedCreateThread), divert("free", divertedFree)};
   auto* const base = static_cast<BYTE*>(module);
   const auto at = [base](auto* typed, DWORD offset) {
     return reinterpret_cast<decltype(typed)>(reinterpret_cast<void*>(base + offset));
@@ -204,6 +220,20 @@ std::string takeStatusQuestion() {
 void setThreadsFail(bool fail) {
   const std::lock_guard lock(diverted().mutex);
   diverted().threadsFail = fail;
+}
+
+Lines takeThreadCreations() {
+  const std::lock_guard lock(diverted().mutex);
+  return std::exchange(diverted().threadCreations, {});
+}
+
+unsigned takeFrees(const void* block) {
+  unsigned count = 0;
+  for (std::atomic<const void*>& freed : freedBlocks) {
+    const void* expected = block;
+    if (freed.compare_exchange_strong(expected, nullptr)) ++count;
+  }
+  return count;
 }
 
 void startThreads() {

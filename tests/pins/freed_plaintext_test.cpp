@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 
 #include "harness/driver_test.h"
 #include "softtoken/token_calls.h"
@@ -17,8 +18,12 @@ struct WatchedBlock {
   std::size_t size = 0;
   unsigned frees = 0;
   std::array<unsigned char, 512> content{};
+  // The size of the log when it was freed.
+  std::uintmax_t logSize = 0;
 };
 thread_local WatchedBlock watched;
+// The log's path, while a block is watched.
+thread_local const std::string* watchedLog = nullptr;
 
 }  // namespace
 
@@ -38,6 +43,7 @@ void __wrap_free(void* block) {
     ++watched.frees;
     std::copy_n(static_cast<const unsigned char*>(block), watched.size, watched.content.begin());
     watched.block = nullptr;
+    if (watchedLog != nullptr) watched.logSize = std::filesystem::file_size(*watchedLog);
   }
   __real_free(block);
 }
@@ -55,7 +61,14 @@ bool __wrap_softtokenDecrypt(const char* serial, const unsigned char* credential
 namespace orvane::test {
 namespace {
 
-class FreedPlaintext : public DriverTest {};
+class FreedPlaintext : public DriverTest {
+ protected:
+  static void watch(std::size_t size) {
+    watched = {};
+    watched.size = size;
+    watched.content.fill(kPoison);
+  }
+};
 
 TEST_F(FreedPlaintext, IsOverwritten) {
   defineToken({.keys = {makeKey(1, 3)}});
@@ -67,8 +80,7 @@ TEST_F(FreedPlaintext, IsOverwritten) {
     queueResult("orvane_decrypt", 0, kSofttokenKeep, static_cast<int>(length), plaintext);
     Bytes block(256, 0x22);
     CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
-    watched = {nullptr, length, 0, {}};
-    watched.content.fill(kPoison);
+    watch(length);
     EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), 0u);
     EXPECT_EQ(watched.frees, 1u);
     Bytes wanted(watched.content.size(), kPoison);
@@ -77,6 +89,41 @@ TEST_F(FreedPlaintext, IsOverwritten) {
     EXPECT_EQ(Bytes(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(length)), plaintext);
   }
   EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
+}
+
+// Before the line that reports success, of which nothing is written yet.
+TEST_F(FreedPlaintext, GoesBeforeTheLineThatReportsSuccess) {
+  CARD_DATA& record = open();
+  queueResult("orvane_decrypt", 0, kSofttokenKeep, 3, {1, 2, 3});
+  Bytes block(256, 0x22);
+  CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
+  const std::string path = logFile();
+  watch(3);
+  watchedLog = &path;
+  EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), 0u);
+  watchedLog = nullptr;
+  EXPECT_EQ(watched.frees, 1u);
+  constexpr std::string_view kLast =
+      "15/11::10:03:25:123-> ->DEBUG ::=>CardRSADecrypt: decryption successful, length=3\n";
+  EXPECT_EQ(watched.logSize + kLast.size(), std::filesystem::file_size(path));
+  EXPECT_EQ(takeLog().back(), "D CardRSADecrypt: decryption successful, length=3");
+  forget();
+}
+
+// A plaintext that is longer than the ciphertext cannot be: it is given back all the same.
+TEST_F(FreedPlaintext, GoesWhenItIsTooLong) {
+  CARD_DATA& record = open();
+  for (const int length : {257, -1}) {
+    SCOPED_TRACE(length);
+    queueResult("orvane_decrypt", 0, kSofttokenKeep, length, Bytes(300, 0x5C));
+    Bytes block(256, 0x22);
+    CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
+    watch(0);
+    EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), code(SCARD_E_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(watched.frees, 1u);
+    EXPECT_EQ(block, Bytes(256, 0x22));
+    forget();
+  }
 }
 
 }  // namespace

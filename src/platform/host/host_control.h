@@ -70,6 +70,8 @@ struct HostMachine {
   std::atomic<const std::function<void(const std::string& point)>*> atPoint{nullptr};
   // Whether no thread can be created.
   bool threadsFail = false;
+  // What was asked of worker threads so far: "start", "pause 1000", "wake", "join".
+  std::vector<std::string> threadEvents;
   // Number of registry reads so far.
   std::atomic<std::uint64_t> registryReads{0};
 };

@@ -2,6 +2,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
 #include <system_error>
 #include <thread>
 
@@ -17,6 +18,16 @@ struct WorkerThread::Held {
   std::thread thread;
 };
 
+namespace {
+
+void note(const std::string& event) {
+  host::HostMachine& machine = host::hostMachine();
+  const std::lock_guard lock(machine.mutex);
+  machine.threadEvents.push_back(event);
+}
+
+}  // namespace
+
 WorkerThread::WorkerThread() = default;
 WorkerThread::~WorkerThread() = default;
 
@@ -28,6 +39,7 @@ void WorkerThread::start(void (*procedure)()) {
       throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again), "WorkerThread");
     }
   }
+  note("start");
   auto held = std::make_unique<Held>();
   // The thread may look at held_ (through pause) as soon as it runs, so it is created after the assignment.
   held_ = std::move(held);
@@ -46,18 +58,21 @@ bool WorkerThread::isCurrentThread() const noexcept {
 }
 
 void WorkerThread::pause(unsigned milliseconds) noexcept {
+  note("pause " + std::to_string(milliseconds));
   std::unique_lock lock(held_->mutex);
   held_->changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return held_->awake; });
 }
 
 void WorkerThread::wake() noexcept {
   if (held_ == nullptr) return;
+  note("wake");
   const std::lock_guard lock(held_->mutex);
   held_->awake = true;
   held_->changed.notify_all();
 }
 
 void WorkerThread::join() noexcept {
+  note("join");
   held_->thread.join();
   held_.reset();
 }

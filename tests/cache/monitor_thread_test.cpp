@@ -1,0 +1,75 @@
+// The monitor's thread as such: how it is made, that it rests between two polls, and that its end is waited for.
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "harness/driver_test.h"
+#ifndef _WIN32
+#include "platform/host/host_control.h"
+#endif
+
+namespace orvane::test {
+namespace {
+
+class MonitorThread : public DriverTest {
+ protected:
+  std::string wholeLog() {
+    std::ifstream file(logFile(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+};
+
+// Its first line comes before all others of the thread.
+TEST_F(MonitorThread, SaysThatItHasStartedBeforeAnythingElse) {
+  open();
+  pollMonitor();
+  const std::string log = wholeLog();
+  const std::size_t started = log.find("Device monitor thread started.");
+  const std::size_t appeared = log.find("Device reconnected [");
+  ASSERT_NE(started, std::string::npos);
+  ASSERT_NE(appeared, std::string::npos);
+  EXPECT_LT(started, appeared);
+  EXPECT_EQ(takeMonitorStarts(), 1u);
+  forget();
+}
+
+#ifdef _WIN32
+
+TEST_F(MonitorThread, IsMadeWithTheSystemsOwnStackAndRunsAtOnce) {
+  machine::takeThreadCreations();
+  open();
+  openContext();
+  EXPECT_EQ(machine::takeThreadCreations(), Lines{"stack=0 flags=0"});
+}
+
+#else
+
+Lines takeThreadEvents() {
+  host::HostMachine& machine = host::hostMachine();
+  const std::lock_guard lock(machine.mutex);
+  return std::exchange(machine.threadEvents, {});
+}
+
+// A poll, a rest of a second, a poll, and so on; who unloads ends the rest and waits for the thread. By what was asked
+// of the thread, not by the clock.
+TEST_F(MonitorThread, RestsBetweenPollsAndIsWokenAndAwaitedAtTheEnd) {
+  takeThreadEvents();
+  open();
+  EXPECT_EQ(takeThreadEvents(), Lines{"start"});
+  pollMonitor();
+  EXPECT_EQ(takeThreadEvents(), Lines{"pause 1000"});
+  pollMonitor();
+  EXPECT_EQ(takeThreadEvents(), Lines{"pause 1000"});
+  closeAll();
+  reloadDriver();
+  Lines events = takeThreadEvents();
+  // The poll that was held comes to its end, before or after it is asked to.
+  EXPECT_GE(std::erase(events, "pause 1000"), 1u);
+  EXPECT_EQ(events, (Lines{"wake", "join"}));
+  forget();
+}
+
+#endif
+
+}  // namespace
+}  // namespace orvane::test
