@@ -1,21 +1,35 @@
 #include "cache/container_list_cache.h"
 
+#include <utility>
+
 namespace orvane {
 
+std::shared_ptr<const ContainerListCache::Lists> ContainerListCache::current() const {
+  const LockGuard lock(pointerMutex_);
+  return lists_;
+}
+
+bool ContainerListCache::putInPlace(const std::shared_ptr<const Lists>& of, std::shared_ptr<const Lists> changed) {
+  const LockGuard lock(pointerMutex_);
+  if (lists_ != of) return false;
+  // Nothing is destroyed under the lock: the caller still holds the old map.
+  lists_ = std::move(changed);
+  return true;
+}
+
 std::shared_ptr<const ContainerList> ContainerListCache::find(const std::string& serial) const {
-  const auto lists = std::atomic_load(&lists_);
+  const auto lists = current();
   const auto found = lists->find(serial);
   return found == lists->end() ? nullptr : found->second;
 }
 
 template <typename Change>
 void ContainerListCache::exchange(const Change& change) {
-  auto expected = std::atomic_load(&lists_);
   for (;;) {
-    auto changed = std::make_shared<Lists>(*expected);
+    const auto seen = current();
+    auto changed = std::make_shared<Lists>(*seen);
     change(*changed);
-    if (std::atomic_compare_exchange_strong(&lists_, &expected, std::shared_ptr<const Lists>(std::move(changed))))
-      return;
+    if (putInPlace(seen, std::move(changed))) return;
   }
 }
 
