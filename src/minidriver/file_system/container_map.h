@@ -18,7 +18,7 @@ inline CONTAINER_MAP_RECORD containerMapRecord(const ContainerEntry& container, 
   CONTAINER_MAP_RECORD record{};
   const std::size_t length = std::min<std::size_t>(container.containerGuid.size(), MAX_CONTAINER_NAME_LEN);
   std::copy_n(container.containerGuid.begin(), length, record.wszGuid);
-  record.bFlags = CONTAINER_MAP_VALID_CONTAINER | (isFirst ? CONTAINER_MAP_DEFAULT_CONTAINER : 0);
+  record.bFlags = static_cast<BYTE>(CONTAINER_MAP_VALID_CONTAINER | (isFirst ? CONTAINER_MAP_DEFAULT_CONTAINER : 0));
   const OrvaneKeyPair& keyPair = container.keyPairs.front();
   const auto keySizeBits = static_cast<WORD>(keyPair.modulusLength * 8);
   if (isSignatureUsage(keyPair.keyUsage)) record.wSigKeySizeBits = keySizeBits;

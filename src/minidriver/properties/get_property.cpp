@@ -114,7 +114,7 @@ int copyWidened(std::string_view text, PBYTE target, std::size_t capacity) {
   text = text.substr(0, text.find('\0'));
   if (text.size() >= capacity) return ERANGE;
   for (std::size_t i = 0; i <= text.size(); ++i) {
-    const WCHAR unit = i < text.size() ? static_cast<unsigned char>(text[i]) : L'\0';
+    const WCHAR unit = i < text.size() ? static_cast<WCHAR>(static_cast<unsigned char>(text[i])) : L'\0';
     std::memcpy(target + i * sizeof(unit), &unit, sizeof(unit));
   }
   return 0;
