@@ -1,9 +1,21 @@
 # The vendor's compiler, in Visual Studio. It speaks the maker's C++ binary interface by itself.
 
-# Strings and vectors that the maker's library made are released by us: both must use the one C runtime that is part of the
-# system, never a copy linked into the DLL.
-set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreadedDLL)
+# The C++ library and the compiler's own runtime are linked in; the C runtime, which is part of the system, is not.
+# ("Hybrid" linking: docs/Coding-Guidelines/HybridCRT.md of microsoft/WindowsAppSDK.)
+# - The minidriver comes into strangers' processes, which may have loaded an older MSVCP140.dll already. With that one,
+#   what toolset 14.40 and later make of std::mutex crashes (microsoft/STL, "VCRuntime incompatibility with older version
+#   in mutex code"). What imports neither it nor VCRUNTIME140.dll and VCRUNTIME140_1.dll depends on no version of them.
+# - Strings and vectors that the maker's library made are released by us. Both sides allocate by malloc of the one C
+#   runtime, so there is one heap. The release runtime in every configuration: the debug one lays strings out
+#   differently.
+# - What the maker's library throws is found by the decorated name of its type, whichever copy of the runtime threw it.
+set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreaded)
+add_link_options(/NODEFAULTLIB:libucrt.lib /DEFAULTLIB:ucrt.lib)
 
-add_compile_options(/utf-8 /permissive- /EHsc /Zc:__cplusplus /Zc:preprocessor /guard:cf)
-# Random base addresses are the linker's default; the same sources give the same bytes.
-add_link_options(/guard:cf /Brepro)
+# getenv and its like are standard C++; what the compiler would have instead (warning C4996) is not.
+add_compile_definitions(_CRT_SECURE_NO_WARNINGS)
+# The tests' files have more sections than an ordinary object file takes.
+add_compile_options(/utf-8 /permissive- /EHsc /Zc:__cplusplus /Zc:preprocessor /guard:cf /bigobj)
+# Random base addresses are the linker's default; the same sources give the same bytes; and no folder of this machine
+# stands in the record that leads to a PDB file, should someone make one.
+add_link_options(/guard:cf /Brepro /PDBALTPATH:%_PDB%)
