@@ -19,3 +19,15 @@ add_compile_options(/utf-8 /permissive- /EHsc /Zc:__cplusplus /Zc:preprocessor /
 # Random base addresses are the linker's default; the same sources give the same bytes; and no folder of this machine
 # stands in the record that leads to a PDB file, should someone make one.
 add_link_options(/guard:cf /Brepro /PDBALTPATH:%_PDB%)
+
+# The machine that the files are for, as version resources name it. CMAKE_SYSTEM_PROCESSOR is the building machine's here.
+set(ORVANE_MACHINE ${CMAKE_CXX_COMPILER_ARCHITECTURE_ID})
+if(ORVANE_MACHINE STREQUAL "x64")
+  set(ORVANE_MACHINE AMD64)
+endif()
+
+# orvane_header_checksum(TARGET)
+# The target's file gets the checksum in its header: the system asks for it in some protected processes.
+function(orvane_header_checksum target)
+  target_link_options(${target} PRIVATE /RELEASE)
+endfunction()

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Looks at the DLLs as they were built, without running them.
+"""Looks at the DLLs and the tool as they were built, without running them.
 
     tests/binary/check_binaries.py [--report FILE] [PRESET...]
 
-PRESET is windows-arm64 or windows-x64 (both if none is named) and must be built. Prints one line for each check, PASS
-or FAIL and its name, with the reason of a failure below it; --report also writes them as a JUnit-style file. The status
-is 0 only if nothing failed.
+PRESET is windows-arm64 or windows-x64 (both if none is named), msvc-arm64 or msvc-x64, and must be built. Prints one
+line for each check, PASS or FAIL and its name, with the reason of a failure below it; --report also writes them as a
+JUnit-style file. The status is 0 only if nothing failed.
 """
 
 import argparse
@@ -18,7 +18,14 @@ sys.dont_write_bytecode = True  # nothing is left in the source tree
 import pe_image  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-MACHINES = {"windows-arm64": 0xAA64, "windows-x64": 0x8664}
+# For each preset the machine's number in the header and its name in the version resource.
+MACHINES = {
+    "windows-arm64": (0xAA64, "ARM64"),
+    "windows-x64": (0x8664, "AMD64"),
+    "msvc-arm64": (0xAA64, "ARM64"),
+    "msvc-x64": (0x8664, "AMD64"),
+}
+DEFAULT_PRESETS = ("windows-arm64", "windows-x64")
 
 # What the minidriver may lean on: the system, the C runtime that is part of it, and the maker's library with the
 # runtime that the maker's library needs anyway. Anything new here must be there on every machine, and be signed.
@@ -43,6 +50,15 @@ IMPORTED_NAMES = {
     # Only the kernel's own call opens a log file without following links on the way to it.
     "ntdll.dll": {"NtCreateFile"},
 }
+# With the vendor's compiler: its runtime and its C++ library are linked in, so neither VCRUNTIME140.dll nor
+# MSVCP140.dll is here (cmake/VendorCompiler.cmake says why). Which parts of the system's C runtime it takes is its own
+# affair.
+VENDOR_IMPORTED_DLLS = {"ADVAPI32.dll", "KERNEL32.dll", "OrvaneDSCLibrary.dll", "WinSCard.dll"}
+VENDOR_RUNTIME = "api-ms-win-crt-"
+
+
+def is_vendor(preset):
+    return preset.startswith("msvc-")
 
 
 def read(path):
@@ -125,12 +141,14 @@ def check_sources(checks):
     )
 
 
-def check_image(checks, label, image, machine):
-    """What holds for every DLL of ours."""
+def check_image(checks, label, image, preset):
+    """What holds for every program file of ours."""
+    machine, _ = MACHINES[preset]
 
     def memory_protection():
-        # Random base with high entropy, no execution of data.
-        same(image.dll_characteristics & 0x160, 0x160)
+        # Random base with high entropy, no execution of data; control-flow guard where the compiler has it.
+        wanted = 0x4160 if is_vendor(preset) else 0x160
+        same(image.dll_characteristics & wanted, wanted)
         same([s[0] for s in image.sections if s[3] & pe_image.SCN_EXECUTE and s[3] & pe_image.SCN_WRITE], [])
         same([s[0] for s in image.sections if s[3] & pe_image.SCN_SHARED], [])
 
@@ -138,39 +156,62 @@ def check_image(checks, label, image, machine):
         home = str(pathlib.Path.home()).encode()
         found = [p for p in (str(ROOT).encode(), home + b"/") if len(p) > 5 and p in image.data]
         same(found, [])
+        same([name for name in image.symbol_files() if re.search(r"[/\\]", name)], [])
 
     checks.run(f"{label} is made for the right machine", lambda: same(hex(image.machine), hex(machine)))
-    checks.run(f"{label} is a DLL", lambda: same(bool(image.characteristics & pe_image.IMAGE_FILE_DLL), True))
+    checks.run(
+        f"{label} has the right checksum in its header",
+        lambda: same(hex(image.checksum), hex(image.computed_checksum())),
+    )
     checks.run(f"{label} has its memory protected", memory_protection)
     checks.run(f"{label} imports everything at load time", lambda: same(image.has_delayed_imports(), False))
     checks.run(f"{label} names no folder of the building machine", no_paths)
 
 
-def check_minidriver(checks, label, image):
+def check_is_dll(checks, label, image, expected):
+    checks.run(
+        f"{label} is {'a DLL' if expected else 'no DLL'}",
+        lambda: same(bool(image.characteristics & pe_image.IMAGE_FILE_DLL), expected),
+    )
+
+
+def check_version(checks, label, image, preset, expected):
+    """The version resource: the project's version, the expected texts, and the machine in the description."""
+    major, minor, patch = project_version()
+    text = f"{major}.{minor}.{patch}"
+
+    def version():
+        file_version, product_version, texts = image.version()
+        same(file_version, (major, minor, patch, 0))
+        same(product_version, (major, minor, patch, 0))
+        same(
+            texts,
+            {
+                **expected,
+                "CompanyName": "Brightfold",
+                "FileDescription": f"{expected['FileDescription']} ({MACHINES[preset][1]})",
+                "FileVersion": text,
+                "ProductName": "Orvane",
+                "ProductVersion": text,
+            },
+        )
+
+    checks.run(f"{label} carries the project's version and names its machine", version)
+
+
+def check_minidriver(checks, label, image, preset):
     name, exports = image.exports()
     imports = image.imports()
     wanted = definition_names("exports/minidriver.def")
     maker = definition_names("src/tokenlib/OrvaneDSCLibrary.def")
 
-    def version():
-        major, minor, patch = project_version()
-        text = f"{major}.{minor}.{patch}"
-        file_version, product_version, texts = image.version()
-        same(file_version, (major, minor, patch, 0))
-        same(product_version, (major, minor, patch, 0))
-        same(
-            {key: texts.get(key) for key in sorted(texts) if key != "FileDescription"},
-            {
-                "CompanyName": "Brightfold",
-                "FileVersion": text,
-                "InternalName": "OrvaneMinidriver",
-                "OriginalFilename": "OrvaneMinidriver.dll",
-                "ProductName": "Orvane",
-                "ProductVersion": text,
-            },
-        )
-        same(texts["FileDescription"].startswith("Orvane smart-card minidriver"), True)
+    def known_dlls():
+        if is_vendor(preset):
+            same({dll for dll in imports if not dll.startswith(VENDOR_RUNTIME)}, VENDOR_IMPORTED_DLLS)
+        else:
+            same(set(imports), IMPORTED_DLLS)
 
+    check_is_dll(checks, label, image, True)
     checks.run(
         f"{label} exports exactly the export list",
         lambda: same(sorted(str(export[0]) for export in exports), sorted(wanted)),
@@ -181,21 +222,49 @@ def check_minidriver(checks, label, image):
         lambda: same([e[0] for e in exports if e[2] or not image.section_flags(e[1]) & pe_image.SCN_EXECUTE], []),
     )
     checks.run(f"{label} exports every entry point once", lambda: same(len({e[1] for e in exports}), 45))
-    checks.run(f"{label} imports from the known DLLs only", lambda: same(set(imports), IMPORTED_DLLS))
+    checks.run(f"{label} imports from the known DLLs only", known_dlls)
     checks.run(
         f"{label} imports the maker's thirteen functions",
         lambda: same(sorted(imports["OrvaneDSCLibrary.dll"]), sorted(maker)),
     )
     for dll, names in IMPORTED_NAMES.items():
+        if is_vendor(preset) and dll not in VENDOR_IMPORTED_DLLS:
+            continue
         checks.run(f"{label} imports from {dll} only what it is known for", lambda: same(set(imports[dll]), names))
-    checks.run(f"{label} carries the project's version", version)
+    check_version(
+        checks,
+        label,
+        image,
+        preset,
+        {
+            "FileDescription": "Orvane smart-card minidriver",
+            "InternalName": "OrvaneMinidriver",
+            "OriginalFilename": "OrvaneMinidriver.dll",
+        },
+    )
 
 
-def check_softtoken(checks, label, image):
+def check_tool(checks, label, image, preset):
+    check_is_dll(checks, label, image, False)
+    check_version(
+        checks,
+        label,
+        image,
+        preset,
+        {
+            "FileDescription": "Smart-card token inspection tool",
+            "InternalName": "orvane-card",
+            "OriginalFilename": "orvane-card.exe",
+        },
+    )
+
+
+def check_softtoken(checks, label, image, preset):
     name, exports = image.exports()
     headers = "".join(read(path) for path in sorted((ROOT / "softtoken").glob("softtoken_*.h")))
     control = set(re.findall(r"^SOFTTOKEN_API [^(]*?(softtoken_\w+)\(", headers, re.MULTILINE))
     maker = set(definition_names("src/tokenlib/OrvaneDSCLibrary.def"))
+    check_is_dll(checks, label, image, True)
     checks.run(f"{label} exports under the maker's name", lambda: same(name, "OrvaneDSCLibrary.dll"))
     checks.run(
         f"{label} exports the maker's functions and its control interface",
@@ -203,18 +272,18 @@ def check_softtoken(checks, label, image):
     )
 
 
-def check_file(checks, preset, dll, check):
-    label = f"{preset} {dll}"
+def check_file(checks, preset, file, check):
+    label = f"{preset} {file}"
     try:
-        image = pe_image.PeImage(ROOT / "build" / preset / dll)
+        image = pe_image.PeImage(ROOT / "build" / preset / file)
         image.exports()
         image.imports()
     except Exception as error:  # missing, broken, or not what it should be
         reason = f"{type(error).__name__}: {error}"
-        checks.run(f"{label} can be read", lambda: same(reason, "a readable DLL"))
+        checks.run(f"{label} can be read", lambda: same(reason, "a readable program file"))
         return
-    check_image(checks, label, image, MACHINES[preset])
-    check(checks, label, image)
+    check_image(checks, label, image, preset)
+    check(checks, label, image, preset)
 
 
 def main():
@@ -224,9 +293,14 @@ def main():
     arguments = parser.parse_args()
     checks = Checks()
     check_sources(checks)
-    for preset in arguments.presets or list(MACHINES):
-        for dll, check in (("OrvaneMinidriver.dll", check_minidriver), ("OrvaneDSCLibrary.dll", check_softtoken)):
-            check_file(checks, preset, dll, check)
+    files = {
+        "OrvaneMinidriver.dll": check_minidriver,
+        "OrvaneDSCLibrary.dll": check_softtoken,
+        "orvane-card.exe": check_tool,
+    }
+    for preset in arguments.presets or DEFAULT_PRESETS:
+        for file, check in files.items():
+            check_file(checks, preset, file, check)
     if arguments.report:
         checks.write_report(arguments.report)
     return 1 if any(failure for _, failure in checks.results) else 0

@@ -1,4 +1,5 @@
-"""Reads what the checks need from a 64-bit Windows program file: headers, sections, exports, imports, the version."""
+"""Reads what the checks need from a 64-bit Windows program file: headers, sections, exports, imports, the version, and
+what is left for debuggers."""
 
 import struct
 
@@ -7,6 +8,7 @@ SCN_EXECUTE = 0x20000000
 SCN_WRITE = 0x80000000
 SCN_SHARED = 0x10000000
 RT_VERSION = 16
+DEBUG_TYPE_CODEVIEW = 2
 
 
 class PeImage:
@@ -24,6 +26,8 @@ class PeImage:
         optional = header + 24
         if self._unpack("<H", optional)[0] != 0x20B:
             raise ValueError(f"{path}: not a 64-bit image")
+        self.checksum_position = optional + 64
+        self.checksum = self._unpack("<I", self.checksum_position)[0]
         self.dll_characteristics = self._unpack("<H", optional + 70)[0]
         directories = self._unpack("<I", optional + 108)[0]
         self.directories = [self._unpack("<II", optional + 112 + 8 * i) for i in range(directories)]
@@ -89,6 +93,29 @@ class PeImage:
                 symbols.append(f"#{value & 0xFFFF}" if value >> 63 else self.text((value & 0x7FFFFFFF) + 2))
                 entry += 8
             at += 20
+        return result
+
+    def computed_checksum(self):
+        """What the checksum in the header should be: 16-bit words added with the carry brought around, and the size."""
+        total = 0
+        for at in range(0, len(self.data), 2):
+            if not self.checksum_position <= at < self.checksum_position + 4:
+                total += int.from_bytes(self.data[at : at + 2], "little")
+                total = (total & 0xFFFF) + (total >> 16)
+        return total + len(self.data)
+
+    def symbol_files(self):
+        """The names of the files with debugging symbols, as the debug directory has them."""
+        address, size = self.directories[6] if len(self.directories) > 6 else (0, 0)
+        result = []
+        for entry in range(size // 28):
+            kind, length, _, position = self._unpack("<IIII", self.position(address) + 28 * entry + 12)
+            if kind == DEBUG_TYPE_CODEVIEW:
+                record = self.data[position : position + length]
+                # "RSDS", an identifier of 16 bytes and an age come before the name.
+                if record[:4] != b"RSDS":
+                    raise ValueError(f"unknown record {record[:4]!r} in the debug directory")
+                result.append(record[24:].split(b"\0")[0].decode("utf-8"))
         return result
 
     def has_delayed_imports(self):
