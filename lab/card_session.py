@@ -5,7 +5,8 @@ Called by lab/in-system as "card_session.py ROOT READERS-AND-COMMAND": for each 
     reader NAME SERIAL [CONTROL-LINE...]
 (see virtual_card.py for control lines: they are carried out before the command starts), then "--" and the command, which
 runs inside ROOT. Without such words there is no reader; SERIAL "-" leaves a reader empty. Reader number N, from 0, listens
-for control lines on localhost port 35970 + N. pcscd appends " 00 00" to the name. The status is the command's.
+for control lines on localhost port 35970 + N. pcscd appends " 00 00" to the name. There may be a second reader of the same
+name, the other slot of the first; pcscd appends " 00 01" there. The driver has no more. The status is the command's.
 
 If a folder of the machine is shown inside as /out, the first card can also be controlled from the machine, through the
 local socket card-control in it, and what every card was asked is found there afterwards, as hex, in card-commands.txt:
@@ -31,11 +32,11 @@ def fail(text):
 
 
 def reader_port(number):
-    return FIRST_PORT + 2 * number  # the reader driver gives each reader two slots, with a port each
+    return FIRST_PORT + number  # the reader driver has two slots, with a port each
 
 
-def reader_config(number, name):
-    port = reader_port(number)
+def reader_config(name):
+    port = reader_port(0)
     return (
         f'FRIENDLYNAME "{name}"\nDEVICENAME /dev/null:{port:#x}\n'
         f"LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\nCHANNELID {port:#x}\n"
@@ -50,6 +51,8 @@ def parse(words):
         readers.append((words.pop(0), words.pop(0), []))
         while words and words[0] not in ("reader", "--"):
             readers[-1][2].append(words.pop(0))
+    if len(readers) > 2 or len({name for name, _, _ in readers}) > 1:
+        fail("there are two readers at most, of the same name")
     return readers, words[1:]
 
 
@@ -61,7 +64,7 @@ def main():
         old.unlink()
     cards = []
     for number, (name, serial, _) in enumerate(readers):
-        (folder / f"reader{number}").write_text(reader_config(number, name))
+        (folder / "reader").write_text(reader_config(name))
         cards.append(virtual_card.VirtualCard(reader_port(number), serial))
         virtual_card.serve_control(cards[-1], ("127.0.0.1", FIRST_CONTROL + number))
 

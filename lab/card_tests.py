@@ -66,6 +66,17 @@ def empty_reader(run):
     equal(run.log(), "", "log")
 
 
+def badge_comes_first(run):
+    """The first reader holds a card of another kind; the token is taken, unless --reader says otherwise."""
+    run.first_card = ["atr 3B00"]
+    status, documents = run.tool(LONG_COMMAND, "0012AB", [], "info")
+    equal((status, documents[0]["ok"]), (0, True), f"exit status and success, {documents}")
+    equal([reader["atr"].replace(" ", "") for reader in documents[0]["result"]["readers"]][:1], ["3B00"], "first card's ATR")
+    equal(documents[0]["result"]["reader"], f"{LONG_COMMAND} 00 01", "the reader taken")
+    status, documents = run.tool(LONG_COMMAND, "0012AB", [], "--reader", f"{LONG_COMMAND} 00 00", "info")
+    equal((status, documents[0]["ok"]), (4, False), f"exit status and success, {documents}")
+
+
 def pulled_during_serial_command(run):
     """The card leaves while the minidriver waits for its answer: the first connected token serves."""
     status, documents = run.tool(LONG_COMMAND, "77CC01", ["pull"], "read", "cardid")
@@ -242,6 +253,7 @@ def main():
     arch, report = sys.argv[1], pathlib.Path(sys.argv[2])
     cases = {name: (lambda run, values=values: serial_case(run, *values)) for name, values in SERIAL_CASES.items()}
     cases["EmptyReader"] = empty_reader
+    cases["BadgeComesFirst"] = badge_comes_first
     cases["PulledDuringSerialCommand"] = pulled_during_serial_command
     cases["PulledDuringSession"] = pulled_during_session
     cases["Signs"] = signs

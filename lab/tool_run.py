@@ -22,6 +22,7 @@ class Run:
         self.temp = folder / "temp"
         self.directory = REPOSITORY / f"build/windows-{arch}"
         self.registry = LAB / "orvane.reg"
+        self.first_card = []  # control lines of a card in a reader of the same name before the case's own
         for each in (self.out, self.temp):
             each.mkdir(parents=True)
 
@@ -31,6 +32,10 @@ class Run:
         command = [LAB / "run-windows", "--timeout", "180", "--directory", self.directory, "--out", self.out]
         command += ["--temp", self.temp, "--bind", f"{self.tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--registry", self.registry] if self.registry else []
+        if self.first_card:
+            command += ["--reader", reader, "--serial", "none"]
+        for line in self.first_card:
+            command += ["--card", line]
         if reader == "none":
             command += ["--no-reader"]
         elif reader:

@@ -15,6 +15,7 @@ answered by "ok", a result, or "error: ..." once it has taken effect:
     pull             the card leaves the reader when the next serial command arrives, without an answer
     normal           back to the serial and 90 00
     remove, insert   the card leaves the reader; comes back
+    atr HEX          another kind of card takes its place, with this ATR
     commands         the command APDUs so far, as hex, oldest first, and forgets them
 """
 
@@ -36,6 +37,7 @@ class VirtualCard:
         self._address = ("127.0.0.1", port)
         self._lock = threading.Condition()
         self._serial = serial.encode("latin-1")
+        self._atr = ATR
         self._answer = None  # None: serial and 90 00; bytes: exactly these
         self._pull = False
         self._commands = []
@@ -84,6 +86,8 @@ class VirtualCard:
                 self._answer = bytes.fromhex(rest)
             elif word == "pull":
                 self._pull = True
+            elif word == "atr" and rest:
+                self._atr = bytes.fromhex(rest)
             elif word == "normal":
                 self._answer, self._pull = None, False
             elif word == "commands":
@@ -95,6 +99,11 @@ class VirtualCard:
             self.remove()
         elif word == "insert":
             self.insert()
+        elif word == "atr":
+            self.remove()
+            self.insert()
+            if not self.wait_powered(60):
+                return "error: the reader did not notice the card"
         return "ok"
 
     def _serve(self, connection):
@@ -117,7 +126,7 @@ class VirtualCard:
             with self._lock:
                 self._powered = self._powered or message[0] in (1, 4)
                 self._lock.notify_all()
-            return ATR if message[0] == 4 else None
+            return self._atr if message[0] == 4 else None
         with self._lock:
             self._commands.append(message)
             if message not in SERIAL_COMMANDS:

@@ -27,23 +27,6 @@ void expectFinding(const Finding& finding, StepState state, const std::string& p
   EXPECT_EQ(finding.advice.empty(), state == StepState::kOk) << what << ": " << finding.advice;
 }
 
-TEST(ToolDoctorReaders, TheOneWithATokenIsChosen) {
-  const std::vector<Reader> readers = {reader("empty", false, {}), reader("bank", true, {0x3B, 0x00}),
-                                       reader("token", true, orvane())};
-  const auto chosen = [](const std::vector<Reader>& list, const std::optional<std::string>& wanted) {
-    const Reader* choice = chooseReader(list, wanted);
-    return choice ? choice->name : "none";
-  };
-  EXPECT_EQ(chosen(readers, std::nullopt), "token");
-  EXPECT_EQ(chosen({readers[0], readers[1]}, std::nullopt), "bank");
-  EXPECT_EQ(chosen({readers[0]}, std::nullopt), "empty");
-  EXPECT_EQ(chosen({}, std::nullopt), "none");
-  EXPECT_EQ(chosen(readers, "empty"), "empty");
-  EXPECT_EQ(chosen(readers, "Empty"), "none");
-  // What is left of a card that has gone is no card.
-  EXPECT_EQ(chosen({reader("gone", false, orvane()), readers[1]}, std::nullopt), "bank");
-}
-
 TEST(ToolDoctorReaders, MissingOnesAreBroken) {
   const Reader one = reader("one", true, orvane());
   const Reader two = reader("two", false, {});

@@ -11,7 +11,7 @@ SmartCardService& Environment::service() {
 
 CardSession& Environment::card() {
   if (!card_) {
-    Reader reader = service().readerWithCard(options_.reader);
+    Reader reader = readerWithCard(service().readers(), options_.reader);
     DriverChoice driver = chooseDriver(options_.driver, reader.atr);
     card_ = connect(std::move(reader), std::move(driver));
   }

@@ -1,8 +1,10 @@
-// What is known about one card reader.
+// What is known about the card readers, and which of them is meant.
 #ifndef ORVANE_TOOL_CARD_READER_H
 #define ORVANE_TOOL_CARD_READER_H
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "text/bytes.h"
 
@@ -16,6 +18,20 @@ struct Reader {
   bool mute = false;       // the card does not answer
   Bytes atr;               // empty without a card
 };
+
+// orvaneAtr is the answer to reset of the one kind of card that the minidriver serves.
+ByteView orvaneAtr();
+
+// isOrvane says whether an Orvane token is in the reader.
+bool isOrvane(const Reader& reader);
+
+// chooseReader gives the reader named `wanted`; without a name the first one with an Orvane token, else the first one
+// with any card, else the first one. Null when there is none.
+const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
+
+// readerWithCard chooses in the same way, but throws ToolError (ExitCode::kNoCard) when there is no reader, or no card
+// in the chosen one.
+Reader readerWithCard(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
 
 }  // namespace orvane::tool
 

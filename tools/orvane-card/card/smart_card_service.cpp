@@ -69,22 +69,4 @@ std::vector<Reader> SmartCardService::readers() const {
   return readers;
 }
 
-Reader SmartCardService::readerWithCard(const std::optional<std::string>& name) const {
-  const std::vector<Reader> all = readers();
-  if (all.empty())
-    throw ToolError(ExitCode::kNoCard, "no smart-card reader is connected", "Plug the token in and try again.");
-  const auto fits = [&name](const Reader& reader) { return name ? reader.name == *name : reader.cardPresent; };
-  const auto found = std::find_if(all.begin(), all.end(), fits);
-  if (found == all.end()) {
-    if (name)
-      throw ToolError(ExitCode::kNoCard, "there is no reader \"" + *name + "\"",
-                      "\"orvane-card info\" lists the readers; write the name exactly as shown there.");
-    throw ToolError(ExitCode::kNoCard, "no reader holds a card", "Plug the token in and try again.");
-  }
-  if (!found->cardPresent)
-    throw ToolError(ExitCode::kNoCard, "there is no card in the reader \"" + found->name + "\"",
-                    "Plug the token in, or choose another reader with --reader.");
-  return *found;
-}
-
 }  // namespace orvane::tool

@@ -2,8 +2,6 @@
 #ifndef ORVANE_TOOL_CARD_SMART_CARD_SERVICE_H
 #define ORVANE_TOOL_CARD_SMART_CARD_SERVICE_H
 
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "card/reader.h"
@@ -24,10 +22,6 @@ class SmartCardService {
 
   // readers asks for all readers and their cards; empty when there is no reader. Throws ToolError.
   std::vector<Reader> readers() const;
-
-  // readerWithCard gives the reader of that name, or the first one with a card. Throws ToolError (ExitCode::kNoCard)
-  // when there is none, or no card in it.
-  Reader readerWithCard(const std::optional<std::string>& name) const;
 
  private:
   SCARDCONTEXT context_ = 0;

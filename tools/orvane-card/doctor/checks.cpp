@@ -9,9 +9,6 @@
 namespace orvane::tool {
 namespace {
 
-constexpr std::array<std::uint8_t, 19> kOrvaneAtr = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
-                                                     0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
-
 // The operating system compares these two letter by letter.
 constexpr std::string_view kCryptoProvider = "Microsoft Base Smart Card Crypto Provider";
 constexpr std::string_view kKeyStorageProvider = "Microsoft Smart Card Key Storage Provider";
@@ -21,11 +18,6 @@ constexpr const char* kInstallAgain = "Install the minidriver again, with the pa
 constexpr const char* kSetLogLevel =
     "As an administrator: reg add HKLM\\Software\\Brightfold\\Orvane /v logLevel /t REG_DWORD /d 2 /f (3 instead of 2 "
     "writes everything).";
-
-bool isOrvane(const Reader& reader) {
-  const ByteView atr = orvaneAtr();
-  return reader.cardPresent && std::equal(reader.atr.begin(), reader.atr.end(), atr.begin(), atr.end());
-}
 
 std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
@@ -114,21 +106,8 @@ std::string described(const LibraryFile& file) {
 
 }  // namespace
 
-ByteView orvaneAtr() { return kOrvaneAtr; }
-
 bool isApiSet(std::string_view library) {
   return equalsIgnoreCase(library.substr(0, 4), "api-") || equalsIgnoreCase(library.substr(0, 4), "ext-");
-}
-
-const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted) {
-  const auto first = [&](auto fits) -> const Reader* {
-    const auto found = std::find_if(readers.begin(), readers.end(), fits);
-    return found == readers.end() ? nullptr : &*found;
-  };
-  if (wanted) return first([&](const Reader& reader) { return reader.name == *wanted; });
-  if (const Reader* reader = first(isOrvane)) return reader;
-  if (const Reader* reader = first([](const Reader& each) { return each.cardPresent; })) return reader;
-  return readers.empty() ? nullptr : &readers.front();
 }
 
 Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted) {

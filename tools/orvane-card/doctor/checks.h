@@ -21,13 +21,6 @@ namespace orvane::tool {
 inline constexpr std::string_view kTokenLibrary = "OrvaneDSCLibrary.dll";
 inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
 
-// orvaneAtr is the answer to reset of the one kind of card that the minidriver serves.
-ByteView orvaneAtr();
-
-// chooseReader gives the reader named `wanted`; without a name the first one with an Orvane token, else the first one
-// with any card, else the first one. Null when there is none.
-const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
-
 // judgeReaders: is there a reader, and the one that was asked for? judgeCard: is there a card in it that can be used?
 Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
 Finding judgeCard(const Reader& reader);

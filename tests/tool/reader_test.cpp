@@ -1,0 +1,70 @@
+#include "card/reader.h"
+
+#include <gtest/gtest.h>
+
+#include "tool_error.h"
+
+namespace orvane::tool {
+namespace {
+
+Bytes orvane() {
+  const ByteView atr = orvaneAtr();
+  return {atr.begin(), atr.end()};
+}
+
+Reader reader(const char* name, bool cardPresent, Bytes atr) {
+  return {name, cardPresent, false, false, std::move(atr)};
+}
+
+TEST(ToolReader, TheOneWithATokenIsChosen) {
+  const std::vector<Reader> readers = {reader("empty", false, {}), reader("bank", true, {0x3B, 0x00}),
+                                       reader("token", true, orvane())};
+  const auto chosen = [](const std::vector<Reader>& list, const std::optional<std::string>& wanted) {
+    const Reader* choice = chooseReader(list, wanted);
+    return choice ? choice->name : "none";
+  };
+  EXPECT_EQ(chosen(readers, std::nullopt), "token");
+  EXPECT_EQ(chosen({readers[0], readers[1]}, std::nullopt), "bank");
+  EXPECT_EQ(chosen({readers[0]}, std::nullopt), "empty");
+  EXPECT_EQ(chosen({}, std::nullopt), "none");
+  EXPECT_EQ(chosen(readers, "empty"), "empty");
+  EXPECT_EQ(chosen(readers, "Empty"), "none");
+  // What is left of a card that has gone is no card.
+  EXPECT_EQ(chosen({reader("gone", false, orvane()), readers[1]}, std::nullopt), "bank");
+}
+
+TEST(ToolReader, CommandsWantACardInIt) {
+  struct Case {
+    const char* what;
+    std::vector<Reader> readers;
+    std::optional<std::string> wanted;
+    const char* outcome;  // the reader's name, or the error's text
+  };
+  const Reader empty = reader("empty", false, {});
+  const Reader badge = reader("badge", true, {0x3B, 0x00});
+  const Reader token = reader("token", true, orvane());
+  const Case cases[] = {
+      {"a badge comes first", {badge, empty, token}, std::nullopt, "token"},
+      {"the badge is wanted", {badge, empty, token}, "badge", "badge"},
+      {"only a badge", {empty, badge}, std::nullopt, "badge"},
+      {"no reader", {}, std::nullopt, "no smart-card reader is connected"},
+      {"no reader, one wanted", {}, "token", "no smart-card reader is connected"},
+      {"no card", {empty, empty}, std::nullopt, "no reader holds a card"},
+      {"no card where it is wanted", {empty, token}, "empty", "there is no card in the reader \"empty\""},
+      {"another reader is wanted", {empty, token}, "other", "there is no reader \"other\""},
+  };
+  for (const Case& row : cases) {
+    std::string outcome;
+    try {
+      outcome = readerWithCard(row.readers, row.wanted).name;
+    } catch (const ToolError& error) {
+      EXPECT_EQ(error.exitCode(), ExitCode::kNoCard) << row.what;
+      EXPECT_FALSE(error.advice().empty()) << row.what;
+      outcome = error.what();
+    }
+    EXPECT_EQ(outcome, row.outcome) << row.what;
+  }
+}
+
+}  // namespace
+}  // namespace orvane::tool
