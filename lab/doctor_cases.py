@@ -180,6 +180,15 @@ def log_settings(run):
     expect(run, 12, "warning", "log", "no number and too long to be read", "reg add")
 
 
+def log_folder_outside_code_page(run):
+    """The minidriver asks for the temporary folder in the code page, so that doctor does, too."""
+    run.registry = run.folder / "changed.reg"
+    folder = "C:\\\\users\\\\\u4e2d"
+    environment = f'\n[HKEY_CURRENT_USER\\Environment]\n"TMP"="{folder}"\n"TEMP"="{folder}"\n'
+    run.registry.write_text((LAB / "orvane.reg").read_text() + environment, encoding="utf-16")
+    expect(run, 12, "warning", "log", "and the minidriver looks for it as C:\\users\\?.", "TMP and TEMP")
+
+
 def log_command(run):
     """What the minidriver wrote is shown, filtered and explained; a PIN is never in it."""
     (run.temp / LOG_FOLDER).mkdir(parents=True)
@@ -253,6 +262,7 @@ CASES = {
     "DoctorNoToken": no_token,
     "DoctorKeys": keys,
     "DoctorLogSettings": log_settings,
+    "DoctorLogFolderOutsideCodePage": log_folder_outside_code_page,
     "Log": log_command,
     "LogText": log_text,
     "LogFollow": log_follow,

@@ -291,7 +291,24 @@ TEST(ToolDoctorLog, MustBeWrittenSomewhere) {
        "only the first byte counts, 51, which means errors only"},
       {"bytes", {3, false, "T", "", ""}, StepState::kWarning, "only the first byte counts, 3, which means everything"},
       {"long text", {std::nullopt, false, "T", "", ""}, StepState::kWarning, "too long to be read, which means errors"},
-      {"no folder", {3, true, "T", "T\\Brightfold", ""}, StepState::kWarning, "T\\Brightfold cannot be used"},
+      {"no folder",
+       {3, true, "T", "T\\Brightfold", "", "T"},
+       StepState::kWarning,
+       "No log can be written: T\\Brightfold cannot be used"},
+      {"a name that the code page does not have",
+       {3, true, "C:\\?", "C:\\?\\", "", "C:\\\xC5\x81"},
+       StepState::kWarning,
+       "folder, C:\\\xC5\x81, has characters that this machine's code page does not have, and the minidriver looks for "
+       "it as C:\\?."},
+      {"a name that is much the same in the code page",
+       {3, true, "C:\\L", "", "C:\\L\\f", "C:\\\xC5\x81"},
+       StepState::kOk,
+       "The newest file is C:\\L\\f."},
+      {"services",
+       {3, true, "T", "", "", "T", "W"},
+       StepState::kOk,
+       "Services and the logon process log below W\\Temp\\Brightfold, those with a profile of their own below "
+       "W\\ServiceProfiles\\NAME\\AppData\\Local\\Temp\\Brightfold."},
   };
   for (const Case& row : cases) expectFinding(judgeLog(row.facts), row.state, row.part, row.what);
 }

@@ -229,6 +229,14 @@ std::optional<int> logLevelOf(const std::optional<Bytes>& value) {
 }
 
 Finding judgeLog(const LogFacts& facts) {
+  if (!facts.obstacle.empty() && facts.folder != facts.accountFolder)
+    return warning(
+        "No log can be written: the name of this user's temporary folder, " + facts.accountFolder +
+            ", has characters that this machine's code page does not have, and the minidriver looks for it "
+            "as " +
+            facts.folder + ".",
+        "Set this user's environment variables TMP and TEMP to a folder with a plain name, such as C:\\Temp, "
+        "and sign in again.");
   if (!facts.obstacle.empty())
     return warning("No log can be written: " + facts.obstacle + " cannot be used.",
                    "Make sure that " + facts.obstacle + " is a folder and that this user may write there.");
@@ -245,7 +253,12 @@ Finding judgeLog(const LogFacts& facts) {
   const std::string newest = facts.newestFile.empty() ? "There is no log file of this user yet; it will be below " +
                                                             facts.folder + "\\Brightfold."
                                                       : "The newest file is " + facts.newestFile + ".";
-  return ok((level == 3 ? "Everything is logged (level 3). " : "Errors are logged. ") + newest);
+  // The temporary folder is the one that TMP, TEMP or USERPROFILE names, in this order (Microsoft Learn, GetTempPathA),
+  // of the account that a service runs as.
+  const std::string services = " Services and the logon process log below " + facts.windowsFolder +
+                               "\\Temp\\Brightfold, those with a profile of their own below " + facts.windowsFolder +
+                               "\\ServiceProfiles\\NAME\\AppData\\Local\\Temp\\Brightfold.";
+  return ok((level == 3 ? "Everything is logged (level 3). " : "Errors are logged. ") + newest + services);
 }
 
 Finding judgeFreshness(const FreshnessFacts& facts) {

@@ -90,11 +90,13 @@ std::optional<int> logLevelOf(const std::optional<Bytes>& value);
 
 // LogFacts is what determines whether a log is written, and where.
 struct LogFacts {
-  std::optional<int> level;  // as logLevelOf gives it
-  bool isNumber = true;      // the value has a numeric type, or is missing
-  std::string folder;        // temporary folder, without a separator at its end
-  std::string obstacle;      // what cannot be written to, of the folders of the log; empty when all can
-  std::string newestFile;    // empty when there is none
+  std::optional<int> level;        // as logLevelOf gives it
+  bool isNumber = true;            // the value has a numeric type, or is missing
+  std::string folder;              // temporary folder, without a separator at its end
+  std::string obstacle;            // what cannot be written to, of the folders of the log; empty when all can
+  std::string newestFile;          // empty when there is none
+  std::string accountFolder = {};  // what `folder` would be with characters that the code page does not have
+  std::string windowsFolder = {};  // "C:\\Windows"
 };
 Finding judgeLog(const LogFacts& facts);
 

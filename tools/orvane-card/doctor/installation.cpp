@@ -98,6 +98,10 @@ LogFacts logFacts() {
   facts.isNumber = result == ERROR_SUCCESS ? type == REG_DWORD || type == REG_QWORD : result != ERROR_MORE_DATA;
 
   facts.folder = temporaryFolder();
+  facts.accountFolder = temporaryFolderOfAccount();
+  std::wstring windows(MAX_PATH, L'\0');
+  windows.resize(GetSystemWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size())));
+  facts.windowsFolder = toUtf8(windows);
   const std::string base = logFolder(facts.folder);
   const std::string own = joinPath(base, "orvane-card");
   const auto isThere = [](const std::string& path) {

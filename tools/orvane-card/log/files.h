@@ -29,9 +29,13 @@ std::optional<std::string> logDateOf(std::string_view fileName);
 const LogFile* chooseLogFile(const std::vector<LogFile>& files, const std::optional<std::string>& process,
                              const std::optional<std::string>& date);
 
-// temporaryFolder gives `wanted`, or without it this user's temporary folder, without a separator at its end. Windows
-// only, as are the next two.
+// temporaryFolder gives `wanted`, or without it the folder below which the minidriver logs for this user, without a
+// separator at its end. Windows only, as are the next three.
 std::string temporaryFolder(const std::optional<std::string>& wanted = std::nullopt);
+
+// temporaryFolderOfAccount gives this user's temporary folder with all characters of its name. The minidriver uses
+// another one when the machine's code page does not have them.
+std::string temporaryFolderOfAccount();
 
 // logFolder gives the folder of all programs' logs in a temporary folder.
 std::string logFolder(const std::string& temporaryFolder);

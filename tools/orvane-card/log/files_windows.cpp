@@ -8,6 +8,13 @@
 namespace orvane::tool {
 namespace {
 
+constexpr std::size_t kLongestFolder = 32768;
+
+std::string withoutSeparator(std::string folder) {
+  folder.erase(folder.find_last_not_of("\\/") + 1);
+  return folder;
+}
+
 // Calls `take` for everything in a folder.
 template <typename Take>
 void forEachIn(const std::string& folder, const Take& take) {
@@ -23,11 +30,17 @@ void forEachIn(const std::string& folder, const Take& take) {
 }  // namespace
 
 std::string temporaryFolder(const std::optional<std::string>& wanted) {
-  std::wstring own(32768, L'\0');
-  own.resize(GetTempPathW(static_cast<DWORD>(own.size()), own.data()));
-  std::string folder = wanted ? *wanted : toUtf8(own);
-  folder.erase(folder.find_last_not_of("\\/") + 1);
-  return folder;
+  if (wanted) return withoutSeparator(*wanted);
+  // As the minidriver asks: for a user whose name the code page does not have, the wide call gives another folder.
+  std::string own(kLongestFolder, '\0');
+  own.resize(GetTempPathA(static_cast<DWORD>(own.size()), own.data()));
+  return withoutSeparator(fromCodePage(own));
+}
+
+std::string temporaryFolderOfAccount() {
+  std::wstring folder(kLongestFolder, L'\0');
+  folder.resize(GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()));
+  return withoutSeparator(toUtf8(folder));
 }
 
 // Not put together as a path: "R:", a drive, and a name would be one in that drive's current folder.
