@@ -30,14 +30,16 @@ void expectFinding(const Finding& finding, StepState state, const std::string& p
 TEST(ToolDoctorReaders, MissingOnesAreBroken) {
   const Reader one = reader("one", true, orvane());
   const Reader two = reader("two", false, {});
-  expectFinding(judgeReaders({}, std::nullopt), StepState::kBroken, "Windows sees no card reader", "none");
-  expectFinding(judgeReaders({}, "one"), StepState::kBroken, "Windows sees no card reader", "none, one wanted");
-  expectFinding(judgeReaders({one, two}, "three"), StepState::kBroken,
+  expectFinding(judgeReaders({}, std::nullopt, false), StepState::kBroken, "Windows sees no card reader", "none");
+  expectFinding(judgeReaders({}, "one", false), StepState::kBroken, "Windows sees no card reader", "none, one wanted");
+  expectFinding(judgeReaders({}, std::nullopt, true), StepState::kBroken,
+                "no card reader on the machine from which this remote session is held", "none in a remote session");
+  expectFinding(judgeReaders({one, two}, "three", false), StepState::kBroken,
                 "There is no reader \"three\"; there is \"one\", \"two\".", "another one wanted");
-  EXPECT_EQ(judgeReaders({one}, std::nullopt), ok("One reader: \"one\"."));
-  EXPECT_EQ(judgeReaders({one, two}, "two"), ok("2 readers: \"one\", \"two\"."));
+  EXPECT_EQ(judgeReaders({one}, std::nullopt, false), ok("One reader: \"one\"."));
+  EXPECT_EQ(judgeReaders({one, two}, "two", false), ok("2 readers: \"one\", \"two\"."));
   // The certificate that somebody misses may be on the other token.
-  EXPECT_EQ(judgeReaders({one, two, reader("three", true, orvane())}, std::nullopt),
+  EXPECT_EQ(judgeReaders({one, two, reader("three", true, orvane())}, std::nullopt, false),
             ok("3 readers: \"one\", \"two\", \"three\". Orvane tokens are in 2 of them; what follows is about one, and "
                "--reader chooses another."));
 }

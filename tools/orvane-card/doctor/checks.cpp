@@ -110,7 +110,11 @@ bool isApiSet(std::string_view library) {
   return equalsIgnoreCase(library.substr(0, 4), "api-") || equalsIgnoreCase(library.substr(0, 4), "ext-");
 }
 
-Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted) {
+Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted, bool isRemote) {
+  if (readers.empty() && isRemote)
+    return broken("Windows sees no card reader on the machine from which this remote session is held.",
+                  "Plug the token in there, switch the passing on of smart cards on in the remote-desktop program, and "
+                  "connect again.");
   if (readers.empty())
     return broken("Windows sees no card reader.",
                   "The token is its own reader: plug it in. If it is in, look in the Device Manager whether its reader "

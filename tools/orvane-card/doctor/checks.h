@@ -21,8 +21,27 @@ namespace orvane::tool {
 inline constexpr std::string_view kTokenLibrary = "OrvaneDSCLibrary.dll";
 inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
 
+// ServiceState is what the operating system says about one of its services.
+enum class ServiceState {
+  kUnknown,   // it cannot be asked
+  kMissing,   // there is no such service
+  kDisabled,  // it does not run, and must not
+  kStopped,
+  kRunning,
+};
+
+// SmartCardServiceFacts is how the smart-card service answered.
+struct SmartCardServiceFacts {
+  std::optional<ToolError> error;  // why it cannot be used
+  ServiceState state = ServiceState::kUnknown;
+  bool isRemote = false;  // this program runs in a remote session
+};
+
+// judgeService: does the smart-card service answer?
+Finding judgeService(const SmartCardServiceFacts& facts);
+
 // judgeReaders: is there a reader, and the one that was asked for? judgeCard: is there a card in it that can be used?
-Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
+Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std::string>& wanted, bool isRemote);
 Finding judgeCard(const Reader& reader);
 
 // Registration is the finding about the registry and the entry that the operating system would take.

@@ -10,6 +10,7 @@
 #include "commands/commands.h"
 #include "doctor/checks.h"
 #include "doctor/installation.h"
+#include "doctor/windows_services.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -17,10 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Windows starts the service by itself when the first reader appears.
-constexpr const char* kStartService =
-    "Plug the token in: Windows starts the service when the first reader appears. If the token is in, start it as an "
-    "administrator: sc.exe start SCardSvr";
 constexpr const char* kErrorsInLog =
     "\"orvane-card log --process orvane-card --level error\" shows what the minidriver wrote.";
 
@@ -162,14 +159,17 @@ class Doctor {
 
   bool examineReader() {
     std::vector<Reader> readers;
+    SmartCardServiceFacts service;
+    service.isRemote = isRemoteSession();
     try {
       readers = environment_.service().readers();
     } catch (const ToolError& error) {
-      return report(DoctorStep::kService, broken(std::string(error.what()) + ".", kStartService));
+      service.error = error;
+      service.state = serviceState(L"SCardSvr");
     }
-    report(DoctorStep::kService, ok("The smart-card service runs."));
+    if (!report(DoctorStep::kService, judgeService(service))) return false;
     const std::optional<std::string>& wanted = environment_.options().reader;
-    if (!report(DoctorStep::kReader, judgeReaders(readers, wanted))) return false;
+    if (!report(DoctorStep::kReader, judgeReaders(readers, wanted, service.isRemote))) return false;
     reader_ = *chooseReader(readers, wanted);
     return report(DoctorStep::kCard, judgeCard(reader_));
   }
