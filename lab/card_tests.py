@@ -187,6 +187,38 @@ def decrypts(run):
               f"text of container {container} with {padding}")
 
 
+def no_transaction_while_waiting(run):
+    """Windows resets a card whose transaction is idle for five seconds, and people type more slowly than that: PINs are
+    asked for outside; what needs the PIN then is in one transaction with its verification."""
+    read_certificates(run, "88DEC1", [1])
+    encrypt(run, 1, "pkcs1")
+    commands = ["pin verify", "pin forget", "sign --all --pin-stdin Z:/out/text", "pin forget",
+                decrypt_command(1, "pkcs1").replace("--no-pin", "--pin-stdin"), "pin change"]
+    process = run.start(LONG_COMMAND, "88DEC1", [], "--json", "--trace", "session",
+                        *(part for each in commands for part in ("-c", each)))
+    output, errors = process.communicate("\n".join([PIN, PIN, PIN, PIN, OTHER_PIN, ""]))
+    equal(process.returncode, 0, f"exit status, {output}, {errors}")
+    steps, depth = [], 0
+    for line in errors.splitlines():
+        word = line.removeprefix("trace: ").split(" ")[0]
+        if line.endswith(" asked for"):
+            equal(depth, 0, f"transactions at '{line}' in\n{errors}")
+            steps.append("PIN")
+        elif word == "SCardBeginTransaction":
+            depth += 1
+        elif word == "SCardEndTransaction":
+            depth -= 1
+            steps.append("end")
+        elif word in ("CardAuthenticateEx", "CardSignData", "CardRSADecrypt", "CardChangeAuthenticatorEx"):
+            equal(depth, 1, f"transactions at '{line}' in\n{errors}")
+            steps.append(word)
+    shown = " ".join(steps)
+    contains(shown, "PIN CardAuthenticateEx end", "pin verify")
+    contains(shown, "PIN CardAuthenticateEx CardSignData end", "sign")
+    contains(shown, "PIN CardAuthenticateEx CardRSADecrypt end", "decrypt")
+    contains(shown, "PIN PIN CardChangeAuthenticatorEx end", "pin change")
+
+
 def old_firmware(run):
     """Before firmware 2.0.0 there is no OAEP; a FIPS token refuses SHA-1, and no token signs with RSA-1024."""
     read_certificates(run, "88DEC2", [1])
@@ -258,6 +290,7 @@ def main():
     cases["PulledDuringSession"] = pulled_during_session
     cases["Signs"] = signs
     cases["Decrypts"] = decrypts
+    cases["NoTransactionWhileWaiting"] = no_transaction_while_waiting
     cases["OldFirmware"] = old_firmware
     cases["Pins"] = pins
     cases["PinNobodyAskedFor"] = pin_nobody_asked_for

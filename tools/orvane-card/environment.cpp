@@ -19,9 +19,13 @@ CardSession& Environment::card() {
 }
 
 std::unique_ptr<CardSession> Environment::connect(Reader reader, DriverChoice driver) {
-  std::function<void(const std::string&)> trace;
-  if (options_.trace) trace = [this](const std::string& line) { output_.message("trace: " + line); };
-  return std::make_unique<CardSession>(service(), std::move(reader), std::move(driver), std::move(trace));
+  std::function<void(const std::string&)> take;
+  if (options_.trace) take = [this](const std::string& line) { trace(line); };
+  return std::make_unique<CardSession>(service(), std::move(reader), std::move(driver), std::move(take));
+}
+
+void Environment::trace(const std::string& line) const {
+  if (options_.trace) output_.message("trace: " + line);
 }
 
 std::vector<std::string> Environment::disconnect() {

@@ -33,6 +33,9 @@ class Environment {
   SmartCardService& service();
   CardSession& card();
 
+  // trace shows `line` if the calls of the minidriver are shown.
+  void trace(const std::string& line) const;
+
   // connect makes another session, with this card through this minidriver, for the caller alone. Throws ToolError.
   std::unique_ptr<CardSession> connect(Reader reader, DriverChoice driver);
 

@@ -1,6 +1,5 @@
 #include "card/card_session.h"
 
-#include <chrono>
 #include <utility>
 
 #include "card/provider_callbacks.h"
@@ -79,6 +78,7 @@ void CardSession::disconnect(DWORD disposition) {
 
 void CardSession::begin() {
   if (transactions_ == 0) {
+    const auto start = std::chrono::steady_clock::now();
     LONG result = SCardBeginTransaction(card_);
     if (result == static_cast<LONG>(SCARD_W_RESET_CARD)) {
       DWORD protocol = 0;
@@ -86,24 +86,44 @@ void CardSession::begin() {
           SCardReconnect(card_, SCARD_SHARE_SHARED, SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, SCARD_LEAVE_CARD, &protocol);
       if (result == SCARD_S_SUCCESS) result = SCardBeginTransaction(card_);
     }
+    traceCall("SCardBeginTransaction", static_cast<std::uint32_t>(result), start);
     check("SCardBeginTransaction", result);
+  } else {
+    keepTransaction();
   }
   ++transactions_;
 }
 
 void CardSession::end() {
-  if (--transactions_ == 0) SCardEndTransaction(card_, SCARD_LEAVE_CARD);
+  if (--transactions_ != 0) return;
+  const auto start = std::chrono::steady_clock::now();
+  traceCall("SCardEndTransaction", static_cast<std::uint32_t>(SCardEndTransaction(card_, SCARD_LEAVE_CARD)), start);
+}
+
+// Windows resets a card that nothing was done with for five seconds of a transaction; any smart-card function puts that
+// clock back (Microsoft Learn, SCardBeginTransaction). The minidriver reaches its token on another way, which Windows
+// does not see, so that several calls in a row would count as idleness.
+void CardSession::keepTransaction() {
+  DWORD nameLength = 0;
+  DWORD atrLength = 0;
+  DWORD state = 0;
+  DWORD protocol = 0;
+  // What it says does not matter: of a card that has gone, the call that follows tells.
+  SCardStatusW(card_, nullptr, &nameLength, &state, &protocol, nullptr, &atrLength);
+}
+
+void CardSession::traceCall(const std::string& what, std::uint32_t status,
+                            std::chrono::steady_clock::time_point start) const {
+  if (!trace_) return;
+  const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+  trace_(what + " -> " + statusLabel(status) + ", " + std::to_string(time.count()) + " ms");
 }
 
 DWORD CardSession::call(const char* entryPoint, const std::string& what, const std::function<DWORD()>& body) {
   const Transaction transaction(*this);
   const auto start = std::chrono::steady_clock::now();
   const DWORD status = body();
-  const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-  if (trace_) {
-    trace_(std::string(entryPoint) + (what.empty() ? "" : " " + what) + " -> " + statusLabel(status) + ", " +
-           std::to_string(time.count()) + " ms");
-  }
+  traceCall(std::string(entryPoint) + (what.empty() ? "" : " " + what), status, start);
   return status;
 }
 

@@ -2,6 +2,8 @@
 #ifndef ORVANE_TOOL_CARD_CARD_SESSION_H
 #define ORVANE_TOOL_CARD_CARD_SESSION_H
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,14 +45,16 @@ enum class Padding : DWORD { kPkcs1 = CARD_PADDING_PKCS1, kOaep = CARD_PADDING_O
 // Failed calls throw ToolError with the entry point's name and status. For one thread.
 class CardSession {
  public:
-  // `service` must outlive the session. `trace`, when there is one, gets a line for every call of the minidriver.
+  // `service` must outlive the session. `trace`, when there is one, gets a line for every call of the minidriver and
+  // for the begin and end of every transaction.
   CardSession(const SmartCardService& service, Reader reader, DriverChoice driver,
               std::function<void(const std::string&)> trace);
   ~CardSession();
   CardSession(const CardSession&) = delete;
   CardSession& operator=(const CardSession&) = delete;
 
-  // Transaction keeps the card for this session until it goes out of scope; several of them nest.
+  // Transaction keeps the card for this session until it goes out of scope; several of them nest. Nothing is waited for
+  // in it but the minidriver: no input, no output, no file.
   class Transaction {
    public:
     explicit Transaction(CardSession& session) : session_(session) { session_.begin(); }
@@ -96,6 +100,8 @@ class CardSession {
  private:
   void begin();
   void end();
+  void keepTransaction();
+  void traceCall(const std::string& what, std::uint32_t status, std::chrono::steady_clock::time_point start) const;
   DWORD call(const char* entryPoint, const std::string& what, const std::function<DWORD()>& body);
   void require(const char* entryPoint, const std::string& what, const std::function<DWORD()>& body);
   void disconnect(DWORD disposition);

@@ -19,9 +19,10 @@ struct PinOptions {
   bool none = false;  // do not verify at all
 };
 
-// ensurePin verifies the user PIN unless that was done before in this session: from standard input if asked to, else by
-// asking on the console. Throws ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
-void ensurePin(Environment& environment, const PinOptions& options);
+// neededPin gives the user PIN that a command has to verify, unless that was done before in this session: from standard
+// input if asked to, else by asking on the console. Not within a transaction, because it may wait for a person. Throws
+// ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
+std::optional<SecretText> neededPin(Environment& environment, const PinOptions& options);
 
 // info: the readers, the card, its minidriver, "cardid" and "cardcf".
 Json runInfo(Environment& environment);

@@ -8,6 +8,15 @@ namespace {
 
 bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
 
+// One transaction for PIN and decryption: to the provider, a verification counts only within its transaction.
+Bytes decrypted(CardSession& card, std::optional<SecretText>& pin, const Container& container, const Bytes& block,
+                Padding padding, const HashAlgorithm& oaepHash) {
+  const CardSession::Transaction transaction(card);
+  if (pin) card.verifyPin(ROLE_USER, *pin);
+  pin.reset();
+  return card.decrypt(container.record.index, block, padding, oaepHash);
+}
+
 }  // namespace
 
 Json runDecrypt(Environment& environment, const DecryptOptions& options) {
@@ -19,9 +28,8 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   const std::vector<Container> containers = readContainers(card);
   const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
 
-  const CardSession::Transaction transaction(card);
-  ensurePin(environment, options.pin);
-  const Bytes plaintext = card.decrypt(container.record.index, block, padding, findHashAlgorithm(options.oaepHash));
+  std::optional<SecretText> pin = neededPin(environment, options.pin);
+  const Bytes plaintext = decrypted(card, pin, container, block, padding, findHashAlgorithm(options.oaepHash));
   Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
   if (options.output == "-") {
     environment.output().raw(plaintext);

@@ -18,12 +18,9 @@ Json readSize(CardSession& card, const CardPath& path) {
 
 std::string cell(const Json& value) { return value.is_string() ? value.get<std::string>() : value.dump(); }
 
-}  // namespace
-
-Json runFiles(Environment& environment) {
-  CardSession& card = environment.card();
+// Puts all files into the table and the list that it gives.
+Json listAll(CardSession& card, TextTable& table) {
   const CardSession::Transaction transaction(card);
-  TextTable table({"Directory", "File", ">Stated size", ">Size read", "Access"});
   Json list = Json::array();
   for (const std::string directory : {"", "mscp"}) {
     for (const std::string& name : card.listFiles(directory)) {
@@ -38,6 +35,14 @@ Json runFiles(Environment& environment) {
                       {"accessCondition", access}});
     }
   }
+  return list;
+}
+
+}  // namespace
+
+Json runFiles(Environment& environment) {
+  TextTable table({"Directory", "File", ">Stated size", ">Size read", "Access"});
+  Json list = listAll(environment.card(), table);
   environment.output().text(table.text());
   return {{"files", std::move(list)}};
 }

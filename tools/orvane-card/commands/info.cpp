@@ -25,6 +25,13 @@ std::string readerState(const Reader& reader) {
   return state;
 }
 
+// "cardid" and "cardcf".
+std::pair<Bytes, Freshness> identity(CardSession& card) {
+  const CardSession::Transaction transaction(card);
+  Bytes identifier = card.readFile(parseCardPath("cardid"));
+  return {std::move(identifier), decodeFreshness(card.readFile(parseCardPath("cardcf")))};
+}
+
 }  // namespace
 
 Json runInfo(Environment& environment) {
@@ -35,9 +42,7 @@ Json runInfo(Environment& environment) {
   output.text(fieldList({{"Readers", list.empty() ? "none" : list}}));
 
   CardSession& card = environment.card();
-  const CardSession::Transaction transaction(card);
-  const Bytes identifier = card.readFile(parseCardPath("cardid"));
-  const Freshness freshness = decodeFreshness(card.readFile(parseCardPath("cardcf")));
+  const auto [identifier, freshness] = identity(card);
   const std::string version = fileVersion(card.driver().path);
   const std::string origin =
       card.driver().registered ? "registry entry \"" + card.driver().cardName + "\"" : std::string("command line");

@@ -12,19 +12,24 @@ std::string nameOf(const PinCommandOptions& options) {
   return options.administrator ? "Administrator PIN" : "User PIN";
 }
 
+SecretText askForPin(const Environment& environment, const std::string& name) {
+  environment.trace(name + " asked for");
+  return readPin(name + ": ");
+}
+
 }  // namespace
 
-void ensurePin(Environment& environment, const PinOptions& options) {
-  if (options.none || environment.card().pinVerified()) return;
+std::optional<SecretText> neededPin(Environment& environment, const PinOptions& options) {
+  if (options.none || environment.card().pinVerified()) return std::nullopt;
   if (!options.fromStandardInput && !isInputConsole())
     throw ToolError(ExitCode::kPinNeeded, "this needs the user PIN",
                     "Give --pin-stdin and write the PIN to standard input, or run the program on a console.");
-  environment.card().verifyPin(ROLE_USER, readPin("User PIN: "));
+  return askForPin(environment, "User PIN");
 }
 
 Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();
-  const std::uint32_t attempts = card.verifyPin(roleOf(options), readPin(nameOf(options) + ": "));
+  const std::uint32_t attempts = card.verifyPin(roleOf(options), askForPin(environment, nameOf(options)));
   environment.output().text(nameOf(options) + " verified. Attempts left: " + std::to_string(attempts) + "\n");
   return {
       {"role", options.administrator ? "administrator" : "user"}, {"verified", true}, {"attemptsRemaining", attempts}};
@@ -32,10 +37,10 @@ Json runPinVerify(Environment& environment, const PinCommandOptions& options) {
 
 Json runPinChange(Environment& environment, const PinCommandOptions& options) {
   CardSession& card = environment.card();
-  const SecretText current = readPin("Current " + nameOf(options) + ": ");
-  const SecretText replacement = readPin("New " + nameOf(options) + ": ");
+  const SecretText current = askForPin(environment, "Current " + nameOf(options));
+  const SecretText replacement = askForPin(environment, "New " + nameOf(options));
   // Only a person who cannot see what is typed has to type it twice.
-  if (isInputConsole() && readPin("New " + nameOf(options) + " again: ").view() != replacement.view())
+  if (isInputConsole() && askForPin(environment, "New " + nameOf(options) + " again").view() != replacement.view())
     throw ToolError(ExitCode::kUsage, "the two new PINs differ; nothing was changed");
   card.changePin(roleOf(options), current, replacement);
   environment.output().text(nameOf(options) + " changed.\n");

@@ -7,10 +7,11 @@
 
 namespace orvane::tool {
 
-Json runProperties(Environment& environment) {
-  CardSession& card = environment.card();
+namespace {
+
+// Puts all properties into the fields for people and the list that it gives.
+Json listAll(CardSession& card, std::vector<std::pair<std::string, std::string>>& fields) {
   const CardSession::Transaction transaction(card);
-  std::vector<std::pair<std::string, std::string>> fields;
   Json list = Json::array();
   for (const PropertyQuery& query : cardPropertyQueries()) {
     const PropertyAnswer answer = card.cardProperty(std::wstring(query.name), query.flags);
@@ -31,6 +32,14 @@ Json runProperties(Environment& environment) {
     fields.emplace_back(name + purpose, std::move(text));
     list.push_back(std::move(entry));
   }
+  return list;
+}
+
+}  // namespace
+
+Json runProperties(Environment& environment) {
+  std::vector<std::pair<std::string, std::string>> fields;
+  Json list = listAll(environment.card(), fields);
   environment.output().text(fieldList(fields));
   return {{"properties", std::move(list)}};
 }

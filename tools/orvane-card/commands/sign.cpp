@@ -73,9 +73,40 @@ std::string resultLine(const Container& container, const Json& result) {
   return line;
 }
 
-Json signWith(Environment& environment, const Container& container, const HashAlgorithm& algorithm, const Bytes& hash,
+// What signing with one container gave.
+struct Outcome {
+  const Container& container;
+  Bytes signature;
+  std::optional<ToolError> failure;
+};
+
+// One transaction for PIN and signatures: to the provider, a verification counts only within its transaction. What is
+// to be done with the signatures comes behind it, as writing and printing may take any time.
+std::vector<Outcome> signWithAll(CardSession& card, std::optional<SecretText>& pin,
+                                 const std::vector<Container>& containers, const HashAlgorithm& algorithm,
+                                 const Bytes& hash) {
+  const CardSession::Transaction transaction(card);
+  if (pin) card.verifyPin(ROLE_USER, *pin);
+  pin.reset();
+  std::vector<Outcome> outcomes;
+  for (const Container& container : containers) {
+    Outcome outcome{container, {}, {}};
+    try {
+      outcome.signature = card.sign(container.record.index, algorithm, hash);
+    } catch (const ToolError& error) {
+      // One key that cannot sign says nothing about the others.
+      outcome.failure = error;
+    }
+    outcomes.push_back(std::move(outcome));
+  }
+  return outcomes;
+}
+
+// Checks, writes and shows what was signed; throws the failure if it was not.
+Json resultOf(Environment& environment, const Outcome& outcome, const HashAlgorithm& algorithm, const Bytes& hash,
               const SignOptions& options) {
-  const Bytes signature = environment.card().sign(container.record.index, algorithm, hash);
+  if (outcome.failure) throw ToolError(*outcome.failure);
+  const auto& [container, signature, failure] = outcome;
   Json result = {{"container", container.record.index},
                  {"size", signature.size()},
                  {"signature", toHex(signature)},
@@ -96,19 +127,16 @@ Json runSign(Environment& environment, const SignOptions& options) {
   CardSession& card = environment.card();
   const std::vector<Container> containers = containersToSignWith(card, options);
 
-  // One transaction for PIN and signatures: to the provider, a verification counts only within its transaction.
-  const CardSession::Transaction transaction(card);
-  ensurePin(environment, options.pin);
+  std::optional<SecretText> pin = neededPin(environment, options.pin);
   Json signatures = Json::array();
   std::optional<ToolError> firstFailure;
-  for (const Container& container : containers) {
+  for (const Outcome& outcome : signWithAll(card, pin, containers, algorithm, hash)) {
     try {
-      signatures.push_back(signWith(environment, container, algorithm, hash, options));
+      signatures.push_back(resultOf(environment, outcome, algorithm, hash, options));
     } catch (const ToolError& error) {
-      // One key that cannot sign says nothing about the others.
       if (!firstFailure) firstFailure = error;
-      signatures.push_back({{"container", container.record.index}, {"error", errorJson(error)}});
-      if (options.all) environment.output().text(titleOf(container) + ": " + error.what() + "\n");
+      signatures.push_back({{"container", outcome.container.record.index}, {"error", errorJson(error)}});
+      if (options.all) environment.output().text(titleOf(outcome.container) + ": " + error.what() + "\n");
     }
   }
   Json result = {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
