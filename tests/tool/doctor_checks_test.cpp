@@ -175,6 +175,17 @@ TEST(ToolDoctorDriver, MustBeThereAndOfTheProcessorsKind) {
   EXPECT_EQ(judgeDriver(file, kMachineX64), ok("C:\\a.dll, for x64."));
   expectFinding(judgeDriver(file, kMachineArm64), StepState::kBroken,
                 "C:\\a.dll is built for x64, but this program runs as ARM64", "another kind");
+  file.missing = {"VCRUNTIME140.dll"};
+  expectFinding(judgeDriver(file, kMachineX64), StepState::kBroken,
+                "C:\\a.dll needs VCRUNTIME140.dll, which is not there", "missing");
+  // An x64 program on an Arm machine loads hybrid code, too, one on an Intel machine does not.
+  for (const std::uint16_t kind : {kMachineArm64Ec, kMachineArm64X}) {
+    EXPECT_EQ(judgeDriver(library(kind), kMachineArm64Ec).state, StepState::kOk) << machineName(kind);
+    expectFinding(judgeDriver(library(kind), kMachineX64), StepState::kBroken,
+                  "C:\\a.dll is built for " + machineName(kind) + ", but this program runs as x64", "hybrid code");
+  }
+  expectFinding(judgeDriver(library(kMachineArm64), kMachineArm64Ec), StepState::kBroken,
+                "is built for ARM64, but this program runs as x64", "ARM64 code in an x64 program");
   file.pe.reset();
   expectFinding(judgeDriver(file, kMachineX64), StepState::kBroken, "C:\\a.dll is no program library", "no library");
   file.readable = false;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace orvane::tool {
 namespace {
 
@@ -52,6 +54,87 @@ TEST(ToolPeFile, MachineAndImportsAreRead) {
   EXPECT_EQ(readPeFile(library(kMachineArm64, true)), (PeFile{kMachineArm64, imports}));
   EXPECT_EQ(readPeFile(library(kMachineX64, true)), (PeFile{kMachineX64, imports}));
   EXPECT_EQ(readPeFile(library(kMachineX86, false)), (PeFile{kMachineX86, imports}));
+}
+
+// Puts a load configuration into the file whose pointer to hybrid metadata is `pointer`.
+void putLoadConfig(Bytes& file, std::uint32_t size, std::uint32_t low, std::uint32_t high) {
+  constexpr std::size_t kDirectory = kOptional + 112 + std::size_t{10} * 8;
+  file.resize(kSectionData + 0x300);
+  put32(file, kSection + 16, 0x300);
+  put32(file, kDirectory, kSectionAddress + 0x200);
+  put32(file, kDirectory + 4, size);
+  put32(file, kSectionData + 0x200, size);
+  put32(file, kSectionData + 0x200 + 200, low);
+  put32(file, kSectionData + 0x200 + 204, high);
+}
+
+TEST(ToolPeFile, HybridCodeIsTakenForWhatItIs) {
+  struct Case {
+    const char* what;
+    std::uint16_t machine;
+    std::uint32_t size;
+    std::uint32_t low;
+    std::uint32_t high;
+    std::uint16_t kind;
+  };
+  const Case cases[] = {
+      {"ARM64X", kMachineArm64, 0x140, 0x1000, 0x1, kMachineArm64X},
+      {"ARM64EC", kMachineX64, 0x140, 0x1000, 0x1, kMachineArm64Ec},
+      {"high half alone", kMachineX64, 0x140, 0, 0x1, kMachineArm64Ec},
+      {"shortest", kMachineX64, 208, 0x1000, 0, kMachineArm64Ec},
+      {"too short", kMachineX64, 207, 0x1000, 0x1, kMachineX64},
+      {"no metadata", kMachineX64, 0x140, 0, 0, kMachineX64},
+      {"no metadata, ARM64", kMachineArm64, 0x140, 0, 0, kMachineArm64},
+      {"another machine", 0x01C4, 0x140, 0x1000, 0, 0x01C4},
+  };
+  for (const Case& row : cases) {
+    Bytes file = library(row.machine, true);
+    putLoadConfig(file, row.size, row.low, row.high);
+    const auto read = readPeFile(file);
+    ASSERT_TRUE(read) << row.what;
+    EXPECT_EQ(read->machine, row.kind) << row.what;
+    EXPECT_EQ(read->imports.size(), 2U) << row.what;
+  }
+}
+
+TEST(ToolPeFile, SignatureLiesWithinTheFile) {
+  struct Case {
+    const char* what;
+    std::uint32_t place;
+    std::uint32_t size;
+    bool isSigned;
+  };
+  const Case cases[] = {
+      {"signed", 0x280, 0x80, true},        {"none", 0, 0, false},           {"no place", 0, 0x80, false},
+      {"no size", 0x280, 0, false},         {"cut off", 0x280, 0x81, false}, {"outside", 0x1000, 0x80, false},
+      {"overflow", 0xFFFFFFFF, 0x2, false},
+  };
+  for (const Case& row : cases) {
+    Bytes file = library(kMachineX64, true);
+    put32(file, kOptional + 112 + std::size_t{4} * 8, row.place);
+    put32(file, kOptional + 112 + std::size_t{4} * 8 + 4, row.size);
+    const auto read = readPeFile(file);
+    ASSERT_TRUE(read) << row.what;
+    EXPECT_EQ(read->isSigned, row.isSigned) << row.what;
+  }
+}
+
+TEST(ToolPeFile, ProcessesLoadTheirOwnKindAndWhatIsMadeForIt) {
+  struct Case {
+    std::uint16_t process;
+    std::vector<std::uint16_t> files;
+  };
+  const Case cases[] = {
+      {kMachineArm64, {kMachineArm64, kMachineArm64X}},
+      {kMachineX64, {kMachineX64}},
+      {kMachineArm64Ec, {kMachineX64, kMachineArm64Ec, kMachineArm64X}},
+      {kMachineX86, {kMachineX86}},
+  };
+  for (const auto& [process, files] : cases) {
+    for (const std::uint16_t file : {kMachineArm64, kMachineArm64X, kMachineArm64Ec, kMachineX64, kMachineX86})
+      EXPECT_EQ(canLoad(process, file), std::find(files.begin(), files.end(), file) != files.end())
+          << machineName(process) << " " << machineName(file);
+  }
 }
 
 TEST(ToolPeFile, WhatIsNoProgramFileHasNoValue) {
@@ -136,7 +219,11 @@ TEST(ToolPeFile, MachinesHaveNames) {
   EXPECT_EQ(machineName(kMachineArm64), "ARM64");
   EXPECT_EQ(machineName(kMachineX64), "x64");
   EXPECT_EQ(machineName(kMachineX86), "x86 (32 bits)");
+  EXPECT_EQ(machineName(kMachineArm64Ec), "ARM64EC");
+  EXPECT_EQ(machineName(kMachineArm64X), "ARM64X");
   EXPECT_EQ(machineName(0x01C4), "0x01C4");
+  EXPECT_EQ(processName(kMachineArm64Ec), "x64");
+  EXPECT_EQ(processName(kMachineArm64), "ARM64");
 }
 
 }  // namespace

@@ -43,6 +43,11 @@ TEST(ToolStatusNames, AdviceForOneCallComesBeforeAdviceForAnyCall) {
   EXPECT_NE(adviceFor("CardAcquireContext", 0x8010000C), adviceFor("SCardConnect", 0x8010000C));
   EXPECT_EQ(adviceFor("SCardConnect", 0x8010000C), "Plug the token in and try again.");
   EXPECT_EQ(adviceFor("CardSignData", 0x80101234), "");
+  // Whatever keeps a library from being loaded has advice of its own.
+  for (const std::uint32_t status : {126U, 127U, 193U, 577U, 1114U, 1260U, 4551U}) {
+    EXPECT_NE(adviceFor("LoadLibrary", status), "") << status;
+    EXPECT_NE(statusMeaning(status), "") << status;
+  }
 }
 
 TEST(ToolStatusNames, ExitCodesGroupTheStatuses) {

@@ -63,7 +63,11 @@ constexpr StatusText kStatusTexts[] = {
     {193, ExitCode::kRefused, "ERROR_BAD_EXE_FORMAT", "the file is no program library for this kind of processor"},
     {577, ExitCode::kRefused, "ERROR_INVALID_IMAGE_HASH", "the library's signature is missing or not trusted"},
     {1114, ExitCode::kRefused, "ERROR_DLL_INIT_FAILED", "a library failed while it started"},
+    {1260, ExitCode::kRefused, "ERROR_ACCESS_DISABLED_BY_POLICY",
+     "a policy of this machine's administrators forbids it"},
     {1306, ExitCode::kRefused, "ERROR_REVISION_MISMATCH", "the interface versions do not fit"},
+    {4551, ExitCode::kRefused, "ERROR_SYSTEM_INTEGRITY_POLICY_VIOLATION",
+     "an application-control policy has blocked the file"},
 };
 
 struct Advice {
@@ -108,6 +112,11 @@ constexpr Advice kAdvice[] = {
      "The library, or one that it needs, is damaged or built for another kind of processor than this program. Install "
      "it again, with the package for this machine."},
     {"LoadLibrary", 577, "The operating system wants every library to be signed. Install the signed package."},
+    {"LoadLibrary", 1260,
+     "Have the machine's administrators allow the library (AppLocker or software restriction policies)."},
+    {"LoadLibrary", 4551,
+     "Smart App Control, or another application-control policy of this machine, lets only signed or known libraries "
+     "in. Install the signed package, or have the machine's administrators allow the library."},
     {"LoadLibrary", 1114, "The library gives up while it starts. Start Windows anew, then install it again."},
     {"", 0x80100009, "\"orvane-card info\" lists the readers; write the name exactly as shown there."},
     {"", 0x8010000B, "Close the other program or wait until it has finished, then try again."},

@@ -93,10 +93,16 @@ std::optional<Finding> judgeKind(const LibraryFile& file, std::uint16_t machine,
     return broken(file.path + " is there but cannot be read.",
                   "Look whether this user may read it and whether another program, such as a virus scanner, holds it.");
   if (!file.pe) return broken(file.path + " is no program library.", advice);
-  if (file.pe->machine == machine) return std::nullopt;
+  if (canLoad(machine, file.pe->machine)) return std::nullopt;
   return broken(file.path + " is built for " + machineName(file.pe->machine) + ", but this program runs as " +
-                    machineName(machine) + ", and a program can only load libraries of its own kind.",
+                    processName(machine) + ", and a program can only load libraries of its own kind.",
                 advice);
+}
+
+Finding judgeMissing(const std::string& library, const LibraryFile& file, std::uint16_t machine,
+                     const char* otherwise) {
+  return broken(library + " needs " + listed(file.missing) + ", which is not there.",
+                "Install the Visual C++ runtime for " + processName(machine) + ", or " + otherwise + " again.");
 }
 
 std::string described(const LibraryFile& file) {
@@ -172,6 +178,7 @@ Finding judgeDriver(const LibraryFile& file, std::uint16_t machine) {
     return broken("There is no file " + file.path + ".",
                   "Install the minidriver again. A registry entry without a folder means the system folder.");
   if (auto finding = judgeKind(file, machine, kInstallAgain)) return *finding;
+  if (!file.missing.empty()) return judgeMissing(file.path, file, machine, "the minidriver");
   return ok(described(file) + ".");
 }
 
@@ -180,14 +187,11 @@ Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_
   const auto isTokenLibrary = [](const std::string& name) { return equalsIgnoreCase(name, kTokenLibrary); };
   if (std::none_of(driver.imports.begin(), driver.imports.end(), isTokenLibrary))
     return ok("This minidriver does not use " + library + ".");
-  const std::string advice = "Install the token's own software for " + machineName(machine) +
+  const std::string advice = "Install the token's own software for " + processName(machine) +
                              "; it brings this library. It has to lie beside the minidriver or in the system folder.";
   if (!file.found) return broken(library + " is missing; it is not at " + file.path + ".", advice);
   if (auto finding = judgeKind(file, machine, advice)) return *finding;
-  if (!file.missing.empty())
-    return broken(
-        library + " needs " + listed(file.missing) + ", which is not there.",
-        "Install the Visual C++ runtime for " + machineName(machine) + ", or the token's own software again.");
+  if (!file.missing.empty()) return judgeMissing(library, file, machine, "the token's own software");
   if (file.loadError)
     return broken(file.path + " does not load: " + file.loadError->what() + ".",
                   file.loadError->advice().empty() ? advice : file.loadError->advice());

@@ -181,7 +181,7 @@ class Doctor {
       return false;
     choice_ = chooseDriver(named, atr);
     const std::uint16_t machine = processMachine();
-    const LibraryFile driver = inspectLibrary(choice_.path);
+    const LibraryFile driver = inspectMinidriver(choice_.path, machine);
     return report(DoctorStep::kDriver, judgeDriver(driver, machine)) &&
            report(DoctorStep::kLibrary, judgeLibrary(*driver.pe, inspectTokenLibrary(choice_.path, machine), machine));
   }

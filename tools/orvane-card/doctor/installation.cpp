@@ -1,5 +1,6 @@
 #include "doctor/installation.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -7,6 +8,7 @@
 #include "local_files.h"
 #include "log/files.h"
 #include "platform/windows_api.h"
+#include "support/text_compare.h"
 #include "text/utf.h"
 
 namespace orvane::tool {
@@ -33,12 +35,22 @@ bool takesFiles(const std::string& folder) {
   return std::filesystem::is_directory(toWide(folder), error);
 }
 
-// What a library needs and Windows would not find for it.
+// What a library in `folder` needs, or a library that lies beside it, and Windows would not find. It says only that
+// something is missing (error 126), not what.
 std::vector<std::string> missingImports(const std::string& folder, const PeFile& pe) {
   std::vector<std::string> missing;
-  for (const std::string& name : pe.imports) {
-    if (isApiSet(name) || GetModuleHandleW(toWide(name).c_str())) continue;
-    if (!exists(joinPath(folder, name)) && !exists(joinPath(systemFolder(), name))) missing.push_back(name);
+  std::vector<std::string> names = pe.imports;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string name = names[i];
+    const auto isSame = [&](const std::string& other) { return equalsIgnoreCase(name, other); };
+    const auto here = names.begin() + static_cast<std::ptrdiff_t>(i);
+    if (isApiSet(name) || std::any_of(names.begin(), here, isSame) || GetModuleHandleW(toWide(name).c_str())) continue;
+    if (exists(joinPath(folder, name))) {
+      const LibraryFile beside = inspectLibrary(joinPath(folder, name));
+      if (beside.pe) names.insert(names.end(), beside.pe->imports.begin(), beside.pe->imports.end());
+    } else if (!exists(joinPath(systemFolder(), name))) {
+      missing.push_back(name);
+    }
   }
   return missing;
 }
@@ -49,7 +61,11 @@ std::uint16_t processMachine() {
   const auto* base = reinterpret_cast<const std::uint8_t*>(GetModuleHandleW(nullptr));
   const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
   const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-  return headers->FileHeader.Machine;
+  const std::uint16_t machine = headers->FileHeader.Machine;
+  USHORT emulated = 0;
+  USHORT native = 0;
+  const bool isOnArm = IsWow64Process2(GetCurrentProcess(), &emulated, &native) && native == kMachineArm64;
+  return machine == kMachineX64 && isOnArm ? kMachineArm64Ec : machine;
 }
 
 LibraryFile inspectLibrary(const std::string& path) {
@@ -67,6 +83,16 @@ LibraryFile inspectLibrary(const std::string& path) {
   return file;
 }
 
+LibraryFile inspectMinidriver(const std::string& path, std::uint16_t machine) {
+  LibraryFile file = inspectLibrary(path);
+  if (!file.pe || !canLoad(machine, file.pe->machine)) return file;
+  // A link of its own, which has its own advice.
+  PeFile others = *file.pe;
+  std::erase_if(others.imports, [](const std::string& name) { return equalsIgnoreCase(name, kTokenLibrary); });
+  file.missing = missingImports(folderOf(path), others);
+  return file;
+}
+
 LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine) {
   const std::string folder = folderOf(driverPath);
   const std::string name(kTokenLibrary);
@@ -75,7 +101,7 @@ LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t mac
     LibraryFile inSystem = inspectLibrary(joinPath(systemFolder(), name));
     if (inSystem.found) file = std::move(inSystem);
   }
-  if (!file.pe || file.pe->machine != machine) return file;
+  if (!file.pe || !canLoad(machine, file.pe->machine)) return file;
   file.missing = missingImports(folderOf(file.path), *file.pe);
   if (!file.missing.empty()) return file;
   // It stays loaded: the minidriver needs it next, and a library with threads of its own may not like to go.

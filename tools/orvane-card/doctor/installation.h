@@ -9,11 +9,15 @@
 
 namespace orvane::tool {
 
-// processMachine gives the kind of processor that this program is built for.
+// processMachine gives the kind of this process: kMachineArm64Ec for an x64 program on an Arm machine.
 std::uint16_t processMachine();
 
 // inspectLibrary looks at the file at `path` (UTF-8) without loading it.
 LibraryFile inspectLibrary(const std::string& path);
+
+// inspectMinidriver does so, too, and looks for the libraries that the minidriver needs, without the token library, if
+// a process of the kind `machine` can load it.
+LibraryFile inspectMinidriver(const std::string& path, std::uint16_t machine);
 
 // inspectTokenLibrary finds the token library as Windows would for a minidriver in `driverPath`: beside it, else in the
 // system folder. A library of the kind `machine` is also loaded, with everything that it needs, and stays loaded.

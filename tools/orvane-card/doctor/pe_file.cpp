@@ -9,6 +9,12 @@ constexpr std::size_t kFileHeaderSize = 24;  // with the signature before it
 constexpr std::size_t kSectionSize = 40;
 constexpr std::size_t kImportDescriptorSize = 20;
 constexpr std::size_t kImportDirectory = 1;
+constexpr std::size_t kSecurityDirectory = 4;
+constexpr std::size_t kLoadConfigDirectory = 10;
+// Of the pointer to the metadata of hybrid code, in the load configuration of 64-bit files:
+// IMAGE_LOAD_CONFIG_DIRECTORY64 in the system's header winnt.h. Files of which kind have it: Microsoft Learn, "Arm64X
+// PE files".
+constexpr std::size_t kHybridPointerAt = 200;
 // What no library has: a file that claims more is damaged or made up, and would cost memory without end.
 constexpr std::size_t kLongestName = 260;
 constexpr std::size_t kMostImports = 1024;
@@ -80,6 +86,31 @@ std::vector<std::string> importsAt(const Numbers& reader, const SectionTable& se
   return imports;
 }
 
+struct Directory {
+  std::uint32_t address = 0;
+  std::uint32_t size = 0;
+};
+
+// The entry of the table of directories at `table`; an empty one when there is none.
+Directory directoryAt(const Numbers& reader, std::size_t table, std::size_t index) {
+  const auto count = reader.word(table - 4);
+  const auto address = reader.word(table + index * 8);
+  const auto size = reader.word(table + index * 8 + 4);
+  if (!count || *count <= index || !address || !size) return {};
+  return {*address, *size};
+}
+
+bool isHybrid(const Numbers& reader, const SectionTable& sections, std::uint32_t loadConfigAddress) {
+  const auto config = loadConfigAddress ? sections.fileOffset(loadConfigAddress) : std::nullopt;
+  if (!config || reader.word(*config).value_or(0) < kHybridPointerAt + 8) return false;
+  return reader.word(*config + kHybridPointerAt).value_or(0) || reader.word(*config + kHybridPointerAt + 4).value_or(0);
+}
+
+std::uint16_t hybridMachine(std::uint16_t machine) {
+  if (machine == kMachineX64) return kMachineArm64Ec;
+  return machine == kMachineArm64 ? kMachineArm64X : machine;
+}
+
 }  // namespace
 
 std::optional<PeFile> readPeFile(ByteView file) {
@@ -96,17 +127,30 @@ std::optional<PeFile> readPeFile(ByteView file) {
   if (*magic != kMagic32 && *magic != kMagic64) return std::nullopt;
 
   const std::size_t directories = optional + (*magic == kMagic64 ? 112 : 96);
-  const auto directoryCount = reader.word(directories - 4);
-  const auto importTable = reader.word(directories + kImportDirectory * 8);
   const SectionTable sections{reader, optional + *optionalSize, *sectionCount};
-  const bool hasImports = directoryCount && *directoryCount > kImportDirectory && importTable;
-  return PeFile{*machine, importsAt(reader, sections, hasImports ? *importTable : 0)};
+  const bool hybrid =
+      *magic == kMagic64 && isHybrid(reader, sections, directoryAt(reader, directories, kLoadConfigDirectory).address);
+  // The one directory whose address is a place in the file.
+  const auto [signature, signatureSize] = directoryAt(reader, directories, kSecurityDirectory);
+  return PeFile{hybrid ? hybridMachine(*machine) : *machine,
+                importsAt(reader, sections, directoryAt(reader, directories, kImportDirectory).address),
+                signature && signatureSize && std::size_t{signature} + signatureSize <= file.size()};
+}
+
+bool canLoad(std::uint16_t process, std::uint16_t file) {
+  if (process == kMachineArm64) return file == kMachineArm64 || file == kMachineArm64X;
+  if (process == kMachineArm64Ec) return file == kMachineX64 || file == kMachineArm64Ec || file == kMachineArm64X;
+  return process == file;
 }
 
 std::string machineName(std::uint16_t machine) {
   switch (machine) {
     case kMachineArm64:
       return "ARM64";
+    case kMachineArm64Ec:
+      return "ARM64EC";
+    case kMachineArm64X:
+      return "ARM64X";
     case kMachineX64:
       return "x64";
     case kMachineX86:
@@ -115,5 +159,7 @@ std::string machineName(std::uint16_t machine) {
       return "0x" + hexNumber(machine, 4);
   }
 }
+
+std::string processName(std::uint16_t machine) { return machine == kMachineArm64Ec ? "x64" : machineName(machine); }
 
 }  // namespace orvane::tool
