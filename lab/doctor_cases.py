@@ -11,8 +11,9 @@ from tool_run import LAB
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
-STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness")
-INSTALLED = ("registration", "driver", "library", "log")
+STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness",
+         "logon")
+INSTALLED = ("registration", "driver", "library", "log", "logon")
 LOG_FOLDER = "Brightfold/orvane-card"
 
 
@@ -38,7 +39,9 @@ def expect(run, status, state, broken, text, advice, *, ok=None, **how):
 
 
 def before(step):
-    return STEPS[:STEPS.index(step)] + ("log",)
+    """The links that are fine when `step` is broken: those before it, the log, and the logon process once the minidriver's
+    file has been looked at."""
+    return STEPS[:STEPS.index(step)] + ("log", "logon")[:1 if step == "registration" else 2]
 
 
 def healthy(run):
@@ -189,6 +192,14 @@ def log_folder_outside_code_page(run):
     expect(run, 12, "warning", "log", "and the minidriver looks for it as C:\\users\\?.", "TMP and TEMP")
 
 
+def logon_process(run):
+    registry(run, "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]",
+             "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Lsa]\n\"RunAsPPL\"=dword:00000001\n\n"
+             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]")
+    expect(run, 12, "warning", "logon", "LSA protection is on (RunAsPPL 1), Smart App Control is off. Without a signature: "
+           "Z:\\build\\OrvaneMinidriver.dll and Z:\\build\\OrvaneDSCLibrary.dll.", "that Microsoft has signed")
+
+
 def log_command(run):
     """What the minidriver wrote is shown, filtered and explained; a PIN is never in it."""
     (run.temp / LOG_FOLDER).mkdir(parents=True)
@@ -263,6 +274,7 @@ CASES = {
     "DoctorKeys": keys,
     "DoctorLogSettings": log_settings,
     "DoctorLogFolderOutsideCodePage": log_folder_outside_code_page,
+    "DoctorLogonProcess": logon_process,
     "Log": log_command,
     "LogText": log_text,
     "LogFollow": log_follow,

@@ -71,6 +71,16 @@ Finding judgeDriver(const LibraryFile& file, std::uint16_t machine);
 // judgeLibrary: the token library that a minidriver with the imports of `driver` needs.
 Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_t machine);
 
+// LogonFacts is what decides whether protected programs, above all the logon process, load the two libraries.
+struct LogonFacts {
+  std::optional<std::uint32_t> lsaProtection;    // registry value "RunAsPPL"; none when it is missing
+  std::optional<std::uint32_t> smartAppControl;  // registry value "VerifiedAndReputablePolicyState"
+  std::vector<LibraryFile> libraries;            // those that were found
+};
+
+// judgeLogon: would the logon process load the libraries? Nothing is broken by that for other programs.
+Finding judgeLogon(const LogonFacts& facts);
+
 // isApiSet says whether a library's name is one that the operating system resolves by itself, without a file.
 bool isApiSet(std::string_view library);
 

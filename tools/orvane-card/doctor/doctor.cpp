@@ -135,6 +135,7 @@ class Doctor {
     } else {
       examineLog();
     }
+    if (!libraries_.empty()) report(DoctorStep::kLogon, judgeLogon(logonFacts(libraries_)));
     showUpTo(kDoctorStepCount);
     return report_;
   }
@@ -182,8 +183,10 @@ class Doctor {
     choice_ = chooseDriver(named, atr);
     const std::uint16_t machine = processMachine();
     const LibraryFile driver = inspectMinidriver(choice_.path, machine);
-    return report(DoctorStep::kDriver, judgeDriver(driver, machine)) &&
-           report(DoctorStep::kLibrary, judgeLibrary(*driver.pe, inspectTokenLibrary(choice_.path, machine), machine));
+    libraries_.push_back(driver);
+    if (!report(DoctorStep::kDriver, judgeDriver(driver, machine))) return false;
+    libraries_.push_back(inspectTokenLibrary(choice_.path, machine));
+    return report(DoctorStep::kLibrary, judgeLibrary(*driver.pe, libraries_.back(), machine));
   }
 
   void examineCard() {
@@ -212,6 +215,7 @@ class Doctor {
   DoctorReport report_;
   Reader reader_;
   DriverChoice choice_;
+  std::vector<LibraryFile> libraries_;  // the minidriver and the token library, as far as they were looked at
   std::size_t shown_ = 0;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "doctor/checks.h"
 
@@ -22,6 +23,9 @@ LibraryFile inspectMinidriver(const std::string& path, std::uint16_t machine);
 // inspectTokenLibrary finds the token library as Windows would for a minidriver in `driverPath`: beside it, else in the
 // system folder. A library of the kind `machine` is also loaded, with everything that it needs, and stays loaded.
 LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine);
+
+// logonFacts reads the settings that protect the logon process, and takes the libraries that were found.
+LogonFacts logonFacts(std::vector<LibraryFile> libraries);
 
 // logFacts reads the level and looks whether this program's log can be written.
 LogFacts logFacts();

@@ -27,6 +27,7 @@ constexpr std::array<StepText, kDoctorStepCount> kSteps = {{
     {"keys", "Keys and certificates", ExitCode::kCheckFailed},
     {"log", "Log", ExitCode::kCheckFailed},
     {"freshness", "Freshness numbers", ExitCode::kCheckFailed},
+    {"logon", "Logon process", ExitCode::kCheckFailed},
 }};
 
 const StepText& textOf(DoctorStep step) { return kSteps[static_cast<std::size_t>(step)]; }

@@ -25,8 +25,9 @@ enum class DoctorStep {
   kKeys,
   kLog,
   kFreshness,
+  kLogon,
 };
-inline constexpr std::size_t kDoctorStepCount = 11;
+inline constexpr std::size_t kDoctorStepCount = 12;
 
 enum class StepState { kOk, kWarning, kBroken, kNotReached };
 
