@@ -12,7 +12,9 @@ from tool_run import LAB
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
 STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness",
-         "logon")
+         "store", "logon")
+# The emulated system has no service that copies certificates, so this link is never reached, and says why.
+NEVER_REACHED = "store"
 INSTALLED = ("registration", "driver", "library", "log", "logon")
 LOG_FOLDER = "Brightfold/orvane-card"
 
@@ -28,9 +30,9 @@ def examine(run, reader=READER, serial=SERIAL, arguments=()):
 
 def expect(run, status, state, broken, text, advice, *, ok=None, **how):
     """Exactly the step `broken` has `state`, with these parts in finding and advice; the steps in `ok` are ok (by default
-    all others) and the rest is not reached."""
+    all others that can be) and the rest is not reached."""
     actual, steps = examine(run, **how)
-    good = [step for step in STEPS if step != broken] if ok is None else ok
+    good = [step for step in STEPS if step not in (broken, NEVER_REACHED)] if ok is None else ok
     states = {step: state if step == broken else "ok" if step in good else "not reached" for step in STEPS}
     equal({step: steps[step]["state"] for step in STEPS}, states, f"states, {steps}")
     equal(actual, status, "exit status")
@@ -46,10 +48,12 @@ def before(step):
 
 def healthy(run):
     status, steps = examine(run)
-    equal({step: steps[step]["state"] for step in STEPS}, dict.fromkeys(STEPS, "ok"), f"states, {steps}")
+    equal({step: steps[step]["state"] for step in STEPS},
+          {step: "not reached" if step == NEVER_REACHED else "ok" for step in STEPS}, f"states, {steps}")
     equal((status, {steps[step]["advice"] for step in STEPS}), (0, {None}), "exit status and advice")
     contains(steps["keys"]["finding"], "3 keys, each with its certificate: Orvane test user (0012AB key 1), ", "keys")
     contains(steps["log"]["finding"], "\\Brightfold\\orvane-card\\", "log file")
+    contains(steps["store"]["finding"], "This system has no service that copies them there (CertPropSvc)", "store")
 
 
 def without_card(run):
@@ -152,7 +156,7 @@ def keys(run):
     run.tokens = run.folder / "tokens"
     token = run.tokens / SERIAL
     shutil.copytree(original, token)
-    reached = [step for step in STEPS if step != "keys"]
+    reached = [step for step in STEPS if step not in ("keys", NEVER_REACHED)]
     (token / "key2.crt").unlink()
     expect(run, 12, "warning", "keys", "The key of container 1 has no certificate", "put on the token", ok=reached)
     shutil.copy(token / "key1.crt", token / "key2.crt")
@@ -190,6 +194,14 @@ def log_folder_outside_code_page(run):
     environment = f'\n[HKEY_CURRENT_USER\\Environment]\n"TMP"="{folder}"\n"TEMP"="{folder}"\n'
     run.registry.write_text((LAB / "orvane.reg").read_text() + environment, encoding="utf-16")
     expect(run, 12, "warning", "log", "and the minidriver looks for it as C:\\users\\?.", "TMP and TEMP")
+
+
+def propagation_policy(run):
+    registry(run, "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]",
+             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Microsoft\\Windows\\CertProp]\n\"CertPropEnabled\"=dword:00000000\n\n"
+             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]")
+    expect(run, 11, "broken", "store", "Not in this user's store: the certificate of container 0 (Orvane test user",
+           "Turn on certificate propagation")
 
 
 def logon_process(run):
@@ -274,6 +286,7 @@ CASES = {
     "DoctorKeys": keys,
     "DoctorLogSettings": log_settings,
     "DoctorLogFolderOutsideCodePage": log_folder_outside_code_page,
+    "DoctorPropagationPolicy": propagation_policy,
     "DoctorLogonProcess": logon_process,
     "Log": log_command,
     "LogText": log_text,

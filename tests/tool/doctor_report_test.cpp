@@ -7,10 +7,10 @@
 namespace orvane::tool {
 namespace {
 
-constexpr DoctorStep kSteps[] = {DoctorStep::kService,      DoctorStep::kReader,    DoctorStep::kCard,
-                                 DoctorStep::kRegistration, DoctorStep::kDriver,    DoctorStep::kLibrary,
-                                 DoctorStep::kAcquire,      DoctorStep::kFiles,     DoctorStep::kKeys,
-                                 DoctorStep::kLog,          DoctorStep::kFreshness, DoctorStep::kLogon};
+constexpr DoctorStep kSteps[] = {
+    DoctorStep::kService,   DoctorStep::kReader,  DoctorStep::kCard,  DoctorStep::kRegistration, DoctorStep::kDriver,
+    DoctorStep::kLibrary,   DoctorStep::kAcquire, DoctorStep::kFiles, DoctorStep::kKeys,         DoctorStep::kLog,
+    DoctorStep::kFreshness, DoctorStep::kStore,   DoctorStep::kLogon};
 static_assert(std::size(kSteps) == kDoctorStepCount);
 
 DoctorReport healthy() {
@@ -29,7 +29,7 @@ TEST(ToolDoctorReport, ChainHoldsWhereNothingIsBroken) {
 }
 
 TEST(ToolDoctorReport, FirstBrokenLinkGivesTheExitCode) {
-  constexpr int kCodes[] = {3, 3, 3, 4, 4, 4, 4, 11, 11, 11, 11, 11};
+  constexpr int kCodes[] = {3, 3, 3, 4, 4, 4, 4, 11, 11, 11, 11, 11, 11};
   for (std::size_t i = 0; i < std::size(kSteps); ++i) {
     DoctorReport report = healthy();
     EXPECT_EQ(report.exitCode(), ExitCode::kSuccess);
@@ -91,6 +91,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
             "ok           Keys and certificates  Fine.\n"
             "ok           Log                    Fine.\n"
             "ok           Freshness numbers      Fine.\n"
+            "ok           Certificate store      Fine.\n"
             "ok           Logon process          Fine.\n");
   EXPECT_TRUE(report.text(0, kDoctorStepCount, Style(true), 0)
                   .starts_with("\x1B[32mok           \x1B[0m\x1B[1mSmart-card service     \x1B[0mFine.\n"

@@ -9,10 +9,6 @@
 namespace orvane::tool {
 namespace {
 
-// The operating system compares these two letter by letter.
-constexpr std::string_view kCryptoProvider = "Microsoft Base Smart Card Crypto Provider";
-constexpr std::string_view kKeyStorageProvider = "Microsoft Smart Card Key Storage Provider";
-
 constexpr const char* kPlugIn = "Plug the token in; if it is in, unplug it, wait a moment and plug it in again.";
 constexpr const char* kInstallAgain = "Install the minidriver again, with the package for this machine.";
 constexpr const char* kSetLogLevel =

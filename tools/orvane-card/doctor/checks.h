@@ -21,6 +21,10 @@ namespace orvane::tool {
 inline constexpr std::string_view kTokenLibrary = "OrvaneDSCLibrary.dll";
 inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
 
+// The operating system's two programs that load minidrivers. It compares their names letter by letter.
+inline constexpr std::string_view kCryptoProvider = "Microsoft Base Smart Card Crypto Provider";
+inline constexpr std::string_view kKeyStorageProvider = "Microsoft Smart Card Key Storage Provider";
+
 // ServiceState is what the operating system says about one of its services.
 enum class ServiceState {
   kUnknown,   // it cannot be asked
@@ -71,6 +75,34 @@ Finding judgeDriver(const LibraryFile& file, std::uint16_t machine);
 // judgeLibrary: the token library that a minidriver with the imports of `driver` needs.
 Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_t machine);
 
+// StoredCertificate is what this user's store of certificates knows about a certificate of the token.
+struct StoredCertificate {
+  int container = 0;
+  std::string guid;  // the container's name on the token
+  std::string subject;
+  bool isStored = false;                 // the rest counts only if it is
+  std::string provider;                  // that the store names for its key; empty: the store knows of no key
+  std::string keyName;                   // container that the store names
+  std::uint32_t trustErrors = 0;         // CERT_TRUST_STATUS::dwErrorStatus of its chain
+  std::optional<std::uint8_t> keyUsage;  // first byte of the extension; none: every use
+  std::optional<std::vector<std::string>>
+      purposes;  // object identifiers of the extended key usage; none: every purpose
+};
+
+// StoreFacts is what decides whether Windows shows the certificates of the token.
+struct StoreFacts {
+  ServiceState propagation = ServiceState::kUnknown;  // of the service that copies certificates into the store
+  bool forbidden = false;                             // a policy switches the copying off
+  std::vector<StoredCertificate> certificates;
+};
+
+// judgeStore: is each certificate in the store, with its key, and can it be used? Not reached when that cannot be
+// known.
+Finding judgeStore(const StoreFacts& facts);
+
+// usesOf says in words what a certificate is for: "logon, signing, decryption", or an empty text.
+std::string usesOf(const StoredCertificate& certificate);
+
 // LogonFacts is what decides whether protected programs, above all the logon process, load the two libraries.
 struct LogonFacts {
   std::optional<std::uint32_t> lsaProtection;    // registry value "RunAsPPL"; none when it is missing
@@ -107,7 +139,8 @@ struct ContainerFacts {
   std::string subject;
   std::string notBefore;  // as isoTime writes it
   std::string notAfter;
-  bool current = true;  // now lies between the two
+  bool current = true;     // now lies between the two
+  Bytes certificate = {};  // DER
 };
 
 // judgeKeys compares "cmapfile", public keys and certificates.

@@ -10,6 +10,7 @@
 #include "commands/commands.h"
 #include "doctor/checks.h"
 #include "doctor/installation.h"
+#include "doctor/user_store.h"
 #include "doctor/windows_services.h"
 #include "tool_error.h"
 
@@ -63,6 +64,7 @@ ContainerFacts containerFacts(CardSession& card, const Container& container) {
     facts.keysProblem = error.what();
   }
   facts.hasCertificate = !container.certificate.empty();
+  facts.certificate = container.certificate;
   if (!facts.hasCertificate) {
     const bool holdsNone = !container.status || *container.status == static_cast<DWORD>(SCARD_E_NO_KEY_CONTAINER);
     if (!holdsNone) facts.certificateProblem = container.whyNone;
@@ -200,15 +202,19 @@ class Doctor {
     }
     report(DoctorStep::kAcquire, ok("The minidriver accepts the card and offers version " +
                                     std::to_string(card->version()) + " of the interface."));
+    std::vector<ContainerFacts> containers;
     try {
-      if (report(DoctorStep::kFiles, judgeFiles(fileFacts(*card))))
-        report(DoctorStep::kKeys, judgeKeys(allContainerFacts(*card)));
+      if (report(DoctorStep::kFiles, judgeFiles(fileFacts(*card)))) {
+        containers = allContainerFacts(*card);
+        report(DoctorStep::kKeys, judgeKeys(containers));
+      }
     } catch (const ToolError& error) {
       const bool listed = report_.at(DoctorStep::kFiles).holds();
       report_.set(listed ? DoctorStep::kKeys : DoctorStep::kFiles, failed(error));
     }
     examineLog();
     report(DoctorStep::kFreshness, judgeFreshness(watchFreshness(*card)));
+    if (report_.at(DoctorStep::kKeys).holds()) report(DoctorStep::kStore, judgeStore(storeFacts(containers)));
   }
 
   Environment& environment_;

@@ -55,14 +55,6 @@ std::vector<std::string> missingImports(const std::string& folder, const PeFile&
   return missing;
 }
 
-std::optional<std::uint32_t> registryNumber(const wchar_t* key, const wchar_t* value) {
-  DWORD number = 0;
-  DWORD size = sizeof number;
-  if (RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_DWORD, nullptr, &number, &size) != ERROR_SUCCESS)
-    return std::nullopt;
-  return number;
-}
-
 }  // namespace
 
 std::uint16_t processMachine() {
@@ -117,6 +109,14 @@ LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t mac
                       LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS))
     file.loadError = ToolError("LoadLibrary", GetLastError());
   return file;
+}
+
+std::optional<std::uint32_t> registryNumber(const wchar_t* key, const wchar_t* value) {
+  DWORD number = 0;
+  DWORD size = sizeof number;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_DWORD, nullptr, &number, &size) != ERROR_SUCCESS)
+    return std::nullopt;
+  return number;
 }
 
 LogonFacts logonFacts(std::vector<LibraryFile> libraries) {

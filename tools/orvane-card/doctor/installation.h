@@ -3,6 +3,7 @@
 #define ORVANE_TOOL_DOCTOR_INSTALLATION_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ LibraryFile inspectMinidriver(const std::string& path, std::uint16_t machine);
 // inspectTokenLibrary finds the token library as Windows would for a minidriver in `driverPath`: beside it, else in the
 // system folder. A library of the kind `machine` is also loaded, with everything that it needs, and stays loaded.
 LibraryFile inspectTokenLibrary(const std::string& driverPath, std::uint16_t machine);
+
+// registryNumber reads a REG_DWORD below HKEY_LOCAL_MACHINE; none when it is missing or of another type.
+std::optional<std::uint32_t> registryNumber(const wchar_t* key, const wchar_t* value);
 
 // logonFacts reads the settings that protect the logon process, and takes the libraries that were found.
 LogonFacts logonFacts(std::vector<LibraryFile> libraries);

@@ -3,19 +3,10 @@
 #include <map>
 
 #include "doctor/checks.h"
+#include "doctor/problems.h"
 
 namespace orvane::tool {
 namespace {
-
-// What was found about all containers; the worst counts, and the first sentences are shown.
-struct Problems {
-  std::vector<Finding> broken;
-  std::vector<Finding> suspicious;
-
-  void add(Finding finding) {
-    (finding.state == StepState::kBroken ? broken : suspicious).push_back(std::move(finding));
-  }
-};
 
 constexpr const char* kReplaceCertificate =
     "Such a key cannot be used with that certificate; have the certificate on the token replaced.";
@@ -84,15 +75,6 @@ void checkNames(const std::vector<ContainerFacts>& containers, Problems& problem
         warning("\"cmapfile\" marks " + std::to_string(defaults) + " containers as the default one.", kAllKeys));
 }
 
-// One finding with the sentences of the first ones.
-Finding joined(const std::vector<Finding>& findings) {
-  constexpr std::size_t kShown = 3;
-  Finding all = findings.front();
-  for (std::size_t i = 1; i < std::min(findings.size(), kShown); ++i) all.text += " " + findings[i].text;
-  if (findings.size() > kShown) all.text += " And " + std::to_string(findings.size() - kShown) + " more.";
-  return all;
-}
-
 }  // namespace
 
 Finding judgeKeys(const std::vector<ContainerFacts>& containers) {
@@ -104,13 +86,13 @@ Finding judgeKeys(const std::vector<ContainerFacts>& containers) {
   Problems problems;
   for (const ContainerFacts& container : used) checkContainer(container, problems);
   checkNames(used, problems);
-  if (!problems.broken.empty()) return joined(problems.broken);
+  if (!problems.broken.empty()) return problems.finding();
   const auto certificates =
       std::count_if(used.begin(), used.end(), [](const ContainerFacts& container) { return container.hasCertificate; });
   if (certificates == 0)
     return broken("No key on the token has a certificate, so Windows shows none.",
                   "Have the certificates put on the token.");
-  if (!problems.suspicious.empty()) return joined(problems.suspicious);
+  if (!problems.suspicious.empty()) return problems.finding();
   std::string names;
   for (const ContainerFacts& container : used) names += (names.empty() ? "" : ", ") + container.subject;
   return ok((used.size() == 1 ? "One key with its certificate: "

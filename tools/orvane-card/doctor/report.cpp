@@ -27,6 +27,7 @@ constexpr std::array<StepText, kDoctorStepCount> kSteps = {{
     {"keys", "Keys and certificates", ExitCode::kCheckFailed},
     {"log", "Log", ExitCode::kCheckFailed},
     {"freshness", "Freshness numbers", ExitCode::kCheckFailed},
+    {"store", "Certificate store", ExitCode::kCheckFailed},
     {"logon", "Logon process", ExitCode::kCheckFailed},
 }};
 

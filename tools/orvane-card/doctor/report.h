@@ -25,9 +25,10 @@ enum class DoctorStep {
   kKeys,
   kLog,
   kFreshness,
+  kStore,
   kLogon,
 };
-inline constexpr std::size_t kDoctorStepCount = 12;
+inline constexpr std::size_t kDoctorStepCount = 13;
 
 enum class StepState { kOk, kWarning, kBroken, kNotReached };
 
