@@ -50,6 +50,7 @@ Reaction CallScript::enter(Function function, const std::string& text) {
     RecordedCall call;
     call.text = cardHandle == 0 ? text : text + " [card " + handleText(cardHandle) + "]";
     call.details = {currentThread(), cardHandle};
+    if (observer != nullptr) observer(call.text.c_str());
     recorded.push_back(std::move(call));
     waitAtGate(gates[index(function)], lock);
     std::deque<Reaction>& prepared = reactions[index(function)];
@@ -95,6 +96,11 @@ std::size_t CallScript::queued(Function function) {
 std::vector<RecordedCall> CallScript::calls() {
   const std::lock_guard<std::mutex> lock(mutex);
   return recorded;
+}
+
+void CallScript::observe(SofttokenObserver newObserver) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  observer = newObserver;
 }
 
 void CallScript::clearCalls() {

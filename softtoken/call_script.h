@@ -72,6 +72,7 @@ class CallScript {
   void queue(Function function, Reaction reaction);
   std::size_t queued(Function function);
   std::vector<RecordedCall> calls();
+  void observe(SofttokenObserver newObserver);
   void clearCalls();
   void setGate(Function function, bool closed);
   void passGate(Function function, unsigned count);
@@ -96,6 +97,7 @@ class CallScript {
   std::uintptr_t cardHandle = 0;
   unsigned long long overlaps = 0;
   std::vector<RecordedCall> recorded;
+  SofttokenObserver observer = nullptr;
   std::array<std::deque<Reaction>, static_cast<std::size_t>(Function::kCount)> reactions;
   std::array<Gate, static_cast<std::size_t>(Function::kCount)> gates;
 };

@@ -141,6 +141,8 @@ std::size_t softtoken_call(std::size_t position, SofttokenCall* call, char* text
 
 unsigned long long softtoken_handle_overlaps(void) { return callScript().handleOverlaps(); }
 
+void softtoken_observe(SofttokenObserver observer) { callScript().observe(observer); }
+
 void softtoken_clear_calls(void) { callScript().clearCalls(); }
 
 void softtoken_hide_pins(int hidden) { hidePins(hidden != 0); }

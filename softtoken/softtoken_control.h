@@ -190,6 +190,11 @@ SOFTTOKEN_API unsigned long long softtoken_handle_overlaps(void);
 // Forgets the recorded calls.
 SOFTTOKEN_API void softtoken_clear_calls(void);
 
+// From now on `observer` is told the text of each call when it is recorded, in the calling thread; null: nobody is. It
+// must not call the library or this interface. When softtoken_observe returns, the one before is told no more.
+typedef void (*SofttokenObserver)(const char* call);
+SOFTTOKEN_API void softtoken_observe(SofttokenObserver observer);
+
 // ---- gates ----
 
 // Closes (1) or opens (0) the gate of a function. A closed gate holds every call of the function made by another thread
