@@ -112,7 +112,6 @@ void startInput(Input input) {
     machine.readerName.clear();
     machine.transmitResult = SCARD_S_SUCCESS;
     machine.reply.clear();
-    machine.sent.clear();
   }
   ProcessState& state = processState();
   for (const char* const serial : kSerials) {

@@ -15,8 +15,7 @@ struct PinCase {
   bool isCachedBefore = false;
   std::optional<Answer> answer = std::nullopt;
   DWORD status = 0;
-  Lines log = {};  // after the entry line
-  Lines calls = {};
+  Lines trace = {};                              // after the entry line
   std::optional<DWORD> attempts = std::nullopt;  // none: untouched
   std::string cachedPin = "";
 };
@@ -42,7 +41,7 @@ class AuthenticatePinTest : public DriverTest {
       return record.pfnCardAuthenticatePin(argument, const_cast<LPWSTR>(row.userId), pin.data(),
                                            row.isZeroLength ? 0 : pin.size(), row.hasCounter ? &attempts : nullptr);
     });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.log), row.calls}));
+    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.trace)}));
     EXPECT_EQ(attempts, row.attempts.value_or(kPoison32));
     EXPECT_EQ(cachedPin(record), row.cachedPin);
     EXPECT_EQ(authenticatedState(record), 0u);
@@ -52,25 +51,25 @@ class AuthenticatePinTest : public DriverTest {
 TEST_F(AuthenticatePinTest, RefusesArgumentsInOrder) {
   const Lines invalid = {"E CardAuthenticatePin: invalid parameter(s)"};
   const PinCase cases[] = {
-      {.name = "no record", .hasRecord = false, .status = 87, .log = invalid},
-      {.name = "no user id", .userId = nullptr, .status = 87, .log = invalid},
-      {.name = "no PIN", .pin = std::nullopt, .status = 87, .log = invalid},
+      {.name = "no record", .hasRecord = false, .status = 87, .trace = invalid},
+      {.name = "no user id", .userId = nullptr, .status = 87, .trace = invalid},
+      {.name = "no PIN", .pin = std::nullopt, .status = 87, .trace = invalid},
       {.name = "no PIN comes before no context",
        .hasContext = false,
        .pin = std::nullopt,
        .status = 87,
-       .log = invalid},
+       .trace = invalid},
       {.name = "no context before length 0",
        .hasContext = false,
        .isZeroLength = true,
        .status = 87,
-       .log = {"E CardAuthenticatePin: null provider context"}},
-      {.name = "length 0", .isZeroLength = true, .status = 86, .log = {"E CardAuthenticatePin: PIN length is zero"}},
+       .trace = {"E CardAuthenticatePin: null provider context"}},
+      {.name = "length 0", .isZeroLength = true, .status = 86, .trace = {"E CardAuthenticatePin: PIN length is zero"}},
       {.name = "length 0 leaves the cached PIN",
        .isZeroLength = true,
        .isCachedBefore = true,
        .status = 86,
-       .log = {"E CardAuthenticatePin: PIN length is zero"},
+       .trace = {"E CardAuthenticatePin: PIN length is zero"},
        .cachedPin = kUserPin},
   };
   for (const PinCase& row : cases) {
@@ -80,90 +79,77 @@ TEST_F(AuthenticatePinTest, RefusesArgumentsInOrder) {
 }
 
 TEST_F(AuthenticatePinTest, AsksTheTokenWithoutLockAndHandle) {
-  const Lines verified = {"D CardAuthenticatePin: PIN verified successfully [0012AB]"};
-  const Lines wrong = {"E CardAuthenticatePin: wrong PIN [0012AB]"};
+  const char* const verified = "D CardAuthenticatePin: PIN verified successfully [0012AB]";
+  const char* const wrong = "E CardAuthenticatePin: wrong PIN [0012AB]";
   const std::string longPin(200, 'x');
   const PinCase cases[] = {
-      {.name = "right PIN", .log = verified, .calls = {validate(kUserPin)}, .attempts = 0, .cachedPin = kUserPin},
+      {.name = "right PIN", .trace = {validate(kUserPin), verified}, .attempts = 0, .cachedPin = kUserPin},
       {.name = "without a counter",
        .hasCounter = false,
-       .log = verified,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), verified},
        .cachedPin = kUserPin},
       {.name = "user id admin is the user, too",
        .userId = L"admin",
-       .log = verified,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), verified},
        .attempts = 0,
        .cachedPin = kUserPin},
       {.name = "empty user id",
        .userId = L"",
-       .log = verified,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), verified},
        .attempts = 0,
        .cachedPin = kUserPin},
       {.name = "wrong PIN",
        .pin = kWrongPin,
        .status = code(SCARD_W_WRONG_CHV),
-       .log = wrong,
-       .calls = {validate(kWrongPin)},
+       .trace = {validate(kWrongPin), wrong},
        .attempts = 2},
       {.name = "wrong PIN forgets the cached one",
        .pin = kWrongPin,
        .isCachedBefore = true,
        .status = code(SCARD_W_WRONG_CHV),
-       .log = wrong,
-       .calls = {validate(kWrongPin)},
+       .trace = {validate(kWrongPin), wrong},
        .attempts = 2},
       {.name = "wrong PIN without a counter",
        .pin = kWrongPin,
        .hasCounter = false,
        .status = code(SCARD_W_WRONG_CHV),
-       .log = wrong,
-       .calls = {validate(kWrongPin)}},
+       .trace = {validate(kWrongPin), wrong}},
       {.name = "a cached PIN does not spare the token",
        .isCachedBefore = true,
-       .log = verified,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), verified},
        .attempts = 0,
        .cachedPin = kUserPin},
       {.name = "blocked is not told apart",
        .answer = Answer{kSofttokenPinBlocked, 0},
        .status = code(SCARD_W_WRONG_CHV),
-       .log = wrong,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), wrong},
        .attempts = 0},
       {.name = "negative result, negative attempts",
        .answer = Answer{-1, -1},
        .status = code(SCARD_W_WRONG_CHV),
-       .log = wrong,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), wrong},
        .attempts = 0xFFFFFFFF},
       {.name = "attempts of a success",
        .answer = Answer{0, 7},
-       .log = verified,
-       .calls = {validate(kUserPin)},
+       .trace = {validate(kUserPin), verified},
        .attempts = 7,
        .cachedPin = kUserPin},
       {.name = "one byte is no matter",
        .pin = "x",
        .answer = Answer{},
-       .log = verified,
-       .calls = {validate("x")},
+       .trace = {validate("x"), verified},
        .attempts = 0,
        .cachedPin = "x"},
       {.name = "200 bytes are no matter",
        .pin = longPin,
        .answer = Answer{},
-       .log = verified,
-       .calls = {validate(longPin)},
+       .trace = {validate(longPin), verified},
        .attempts = 0,
        .cachedPin = longPin},
       {.name = "the library sees the text up to a NUL",
        .pin = std::string("ab\0cd", 5),
        .answer = Answer{},
-       .log = verified,
-       .calls = {validate("ab")},
+       .trace = {validate("ab"), verified},
        .attempts = 0,
        .cachedPin = "ab"},
   };

@@ -23,8 +23,7 @@ struct ChangeCase {
   bool hasCounter = true;
   std::optional<Answer> answer = std::nullopt;  // of the library's function for the role
   DWORD status = 0;
-  Lines log = {};  // after the entry line
-  Lines calls = {};
+  Lines trace = {};                              // after the entry line
   std::optional<DWORD> attempts = std::nullopt;  // none: untouched
   std::string cachedPin = kUserPin;              // it is before
 };
@@ -88,8 +87,7 @@ class ChangePinTest : public DriverTest {
     DWORD attempts = kPoison32;
     const Outcome outcome = observe([&] { return call(record, argument, row, row.hasCounter ? &attempts : nullptr); });
     EXPECT_EQ(outcome,
-              (Outcome{row.status, concat({"D " + entryName(row.role) + " :: LOG_FUNCTION_NAME = Entry"}, row.log),
-                       row.calls}));
+              (Outcome{row.status, concat({"D " + entryName(row.role) + " :: LOG_FUNCTION_NAME = Entry"}, row.trace)}));
     EXPECT_EQ(attempts, row.attempts.value_or(kPoison32));
     EXPECT_EQ(cachedPin(record), row.cachedPin);
     EXPECT_EQ(authenticatedState(record), 3u);
@@ -115,23 +113,23 @@ TEST_F(ChangePinTest, ByUserIdRefusesArgumentsInOrder) {
        .role = kUserById,
        .flags = 1,
        .status = 87,
-       .log = invalid},
-      {.name = "no user id", .role = {.userId = nullptr}, .status = 87, .log = invalid},
-      {.name = "no current PIN", .role = kUserById, .currentPin = std::nullopt, .status = 87, .log = invalid},
-      {.name = "no new PIN", .role = kUserById, .newPin = std::nullopt, .status = 87, .log = invalid},
+       .trace = invalid},
+      {.name = "no user id", .role = {.userId = nullptr}, .status = 87, .trace = invalid},
+      {.name = "no current PIN", .role = kUserById, .currentPin = std::nullopt, .status = 87, .trace = invalid},
+      {.name = "no new PIN", .role = kUserById, .newPin = std::nullopt, .status = 87, .trace = invalid},
       {.name = "challenge and response, before no context",
        .hasContext = false,
        .role = kUserById,
        .flags = 1,
        .status = feature,
-       .log = {unsupported + "1"}},
-      {.name = "flags 0", .role = kUserById, .flags = 0, .status = feature, .log = {unsupported + "0"}},
-      {.name = "flags 3", .role = kUserById, .flags = 3, .status = feature, .log = {unsupported + "3"}},
+       .trace = {unsupported + "1"}},
+      {.name = "flags 0", .role = kUserById, .flags = 0, .status = feature, .trace = {unsupported + "0"}},
+      {.name = "flags 3", .role = kUserById, .flags = 3, .status = feature, .trace = {unsupported + "3"}},
       {.name = "all flags",
        .role = kUserById,
        .flags = 0xFFFFFFFF,
        .status = feature,
-       .log = {unsupported + "4294967295"}},
+       .trace = {unsupported + "4294967295"}},
       {.name = "no context is silent, before the length",
        .hasContext = false,
        .role = kUserById,
@@ -141,35 +139,38 @@ TEST_F(ChangePinTest, ByUserIdRefusesArgumentsInOrder) {
        .role = unknown,
        .newPin = "333",
        .status = invalidLength,
-       .log = {length + "3"},
+       .trace = {length + "3"},
        .attempts = kNoAttempts},
       {.name = "3 bytes without a counter",
        .role = kUserById,
        .newPin = "333",
        .hasCounter = false,
        .status = invalidLength,
-       .log = {length + "3"}},
+       .trace = {length + "3"}},
       {.name = "64 bytes",
        .role = kUserById,
        .newPin = std::string(64, 'n'),
        .status = invalidLength,
-       .log = {length + "64"},
+       .trace = {length + "64"},
        .attempts = kNoAttempts},
       {.name = "64 bytes for the administrator",
        .role = kAdminById,
        .newPin = std::string(64, 'n'),
        .status = invalidLength,
-       .log = {length + "64"},
+       .trace = {length + "64"},
        .attempts = kNoAttempts},
-      {.name = "unknown user id", .role = unknown, .status = 87, .log = {"E CardChangeAuthenticator: unknown userId"}},
+      {.name = "unknown user id",
+       .role = unknown,
+       .status = 87,
+       .trace = {"E CardChangeAuthenticator: unknown userId"}},
       {.name = "empty user id",
        .role = {.userId = L""},
        .status = 87,
-       .log = {"E CardChangeAuthenticator: unknown userId"}},
+       .trace = {"E CardChangeAuthenticator: unknown userId"}},
       {.name = "a blank more",
        .role = {.userId = L"user "},
        .status = 87,
-       .log = {"E CardChangeAuthenticator: unknown userId"}},
+       .trace = {"E CardChangeAuthenticator: unknown userId"}},
   };
   runAll(cases);
 }
@@ -184,31 +185,31 @@ TEST_F(ChangePinTest, ByPinIdRefusesArgumentsInOrder) {
     return ChangeCase{.name = "combination",
                       .role = {.authenticating = authenticating, .target = target},
                       .status = feature,
-                      .log = {"E CardChangeAuthenticatorEx: unsupported PIN ID combination auth=" +
-                              std::to_string(authenticating) + " target=" + std::to_string(target)}};
+                      .trace = {"E CardChangeAuthenticatorEx: unsupported PIN ID combination auth=" +
+                                std::to_string(authenticating) + " target=" + std::to_string(target)}};
   };
   const ChangeCase cases[] = {
-      {.name = "no record, before the flags", .hasRecord = false, .flags = 1, .status = 87, .log = invalid},
-      {.name = "no current PIN", .currentPin = std::nullopt, .status = 87, .log = invalid},
-      {.name = "no new PIN", .newPin = std::nullopt, .status = 87, .log = invalid},
+      {.name = "no record, before the flags", .hasRecord = false, .flags = 1, .status = 87, .trace = invalid},
+      {.name = "no current PIN", .currentPin = std::nullopt, .status = 87, .trace = invalid},
+      {.name = "no new PIN", .newPin = std::nullopt, .status = 87, .trace = invalid},
       {.name = "unblocking, before no context",
        .hasContext = false,
        .flags = 1,
        .status = feature,
-       .log = {unsupported + "1"}},
-      {.name = "flags 0", .flags = 0, .status = feature, .log = {unsupported + "0"}},
-      {.name = "flags 3", .flags = 3, .status = feature, .log = {unsupported + "3"}},
+       .trace = {unsupported + "1"}},
+      {.name = "flags 0", .flags = 0, .status = feature, .trace = {unsupported + "0"}},
+      {.name = "flags 3", .flags = 3, .status = feature, .trace = {unsupported + "3"}},
       {.name = "no context is silent, before the length", .hasContext = false, .newPin = "1", .status = 87},
       {.name = "3 bytes, before the PIN ids",
        .role = {.authenticating = 2, .target = 1},
        .newPin = "333",
        .status = invalidLength,
-       .log = {length + "3"},
+       .trace = {length + "3"},
        .attempts = kNoAttempts},
       {.name = "64 bytes",
        .newPin = std::string(64, 'n'),
        .status = invalidLength,
-       .log = {length + "64"},
+       .trace = {length + "64"},
        .attempts = kNoAttempts},
       combination(2, 1),
       combination(1, 2),
@@ -232,21 +233,18 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
     const ChangeCase cases[] = {
         {.name = "changed",
          .role = role,
-         .log = changed(role),
-         .calls = {changeUser(kUserPin, kNewPin)},
+         .trace = inOrder(changeUser(kUserPin, kNewPin), changed(role)),
          .attempts = kNoAttempts,
          .cachedPin = kNewPin},
         {.name = "changed, without a counter",
          .role = role,
          .hasCounter = false,
-         .log = changed(role),
-         .calls = {changeUser(kUserPin, kNewPin)},
+         .trace = inOrder(changeUser(kUserPin, kNewPin), changed(role)),
          .cachedPin = kNewPin},
         {.name = "attempts of a success",
          .role = role,
          .answer = Answer{1, 3},
-         .log = changed(role),
-         .calls = {changeUser(kUserPin, kNewPin)},
+         .trace = inOrder(changeUser(kUserPin, kNewPin), changed(role)),
          .attempts = 3,
          .cachedPin = kNewPin},
         {.name = "4 bytes; a current PIN of 1 byte",
@@ -254,16 +252,14 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
          .currentPin = "1",
          .newPin = "4444",
          .answer = Answer{1},
-         .log = changed(role),
-         .calls = {changeUser("1", "4444")},
+         .trace = inOrder(changeUser("1", "4444"), changed(role)),
          .attempts = kNoAttempts,
          .cachedPin = "4444"},
         {.name = "a NUL ends both for the library",
          .role = role,
          .currentPin = std::string(kUserPin) + std::string("\0x", 2),
          .newPin = std::string("4444\0x", 6),
-         .log = changed(role),
-         .calls = {changeUser(kUserPin, "4444")},
+         .trace = inOrder(changeUser(kUserPin, "4444"), changed(role)),
          .attempts = kNoAttempts,
          .cachedPin = "4444"},
         {.name = "63 bytes; a current PIN of none",
@@ -271,16 +267,14 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
          .currentPin = "",
          .newPin = sixtyThree,
          .answer = Answer{1},
-         .log = changed(role),
-         .calls = {changeUser("", sixtyThree)},
+         .trace = inOrder(changeUser("", sixtyThree), changed(role)),
          .attempts = kNoAttempts,
          .cachedPin = sixtyThree},
         {.name = "wrong",
          .role = role,
          .currentPin = kWrongPin,
          .status = wrong,
-         .log = failed(role, "2"),
-         .calls = {changeUser(kWrongPin, kNewPin)},
+         .trace = inOrder(changeUser(kWrongPin, kNewPin), failed(role, "2")),
          .attempts = 2,
          .cachedPin = ""},
         {.name = "wrong, without a counter",
@@ -288,23 +282,20 @@ TEST_F(ChangePinTest, ChangesTheUserPin) {
          .currentPin = kWrongPin,
          .hasCounter = false,
          .status = wrong,
-         .log = failed(role, "2"),
-         .calls = {changeUser(kWrongPin, kNewPin)},
+         .trace = inOrder(changeUser(kWrongPin, kNewPin), failed(role, "2")),
          .cachedPin = ""},
         {.name = "attempts left alone by the library",
          .role = role,
          .answer = Answer{0},
          .status = wrong,
-         .log = failed(role, "-1"),
-         .calls = {changeUser(kUserPin, kNewPin)},
+         .trace = inOrder(changeUser(kUserPin, kNewPin), failed(role, "-1")),
          .attempts = kNoAttempts,
          .cachedPin = ""},
         {.name = "blocked",
          .role = role,
          .answer = Answer{0, 0},
          .status = code(SCARD_W_CHV_BLOCKED),
-         .log = failed(role, "0"),
-         .calls = {changeUser(kUserPin, kNewPin)},
+         .trace = inOrder(changeUser(kUserPin, kNewPin), failed(role, "0")),
          .attempts = 0,
          .cachedPin = ""},
     };
@@ -321,42 +312,36 @@ TEST_F(ChangePinTest, ChangesTheAdministratorPin) {
          .role = role,
          .currentPin = kSoPin,
          .newPin = withNul,
-         .log = changed(role),
-         .calls = {changeSo(kSoPin, "Nq\\x00fresh")},
+         .trace = inOrder(changeSo(kSoPin, "Nq\\x00fresh"), changed(role)),
          .attempts = kNoAttempts},
         {.name = "a NUL in the current PIN",
          .role = role,
          .currentPin = std::string(kSoPin) + std::string("\0x", 2),
          .status = code(SCARD_W_WRONG_CHV),
-         .log = failed(role, "-1"),
-         .calls = {changeSo(std::string(kSoPin) + "\\x00x", kNewPin)},
+         .trace = inOrder(changeSo(std::string(kSoPin) + "\\x00x", kNewPin), failed(role, "-1")),
          .attempts = kNoAttempts},
         {.name = "changed",
          .role = role,
          .currentPin = kSoPin,
-         .log = changed(role),
-         .calls = {changeSo(kSoPin, kNewPin)},
+         .trace = inOrder(changeSo(kSoPin, kNewPin), changed(role)),
          .attempts = kNoAttempts},
         {.name = "wrong",
          .role = role,
          .currentPin = kWrongPin,
          .status = code(SCARD_W_WRONG_CHV),
-         .log = failed(role, "-1"),
-         .calls = {changeSo(kWrongPin, kNewPin)},
+         .trace = inOrder(changeSo(kWrongPin, kNewPin), failed(role, "-1")),
          .attempts = kNoAttempts},
         {.name = "wrong, without a counter",
          .role = role,
          .currentPin = kWrongPin,
          .hasCounter = false,
          .status = code(SCARD_W_WRONG_CHV),
-         .log = failed(role, "-1"),
-         .calls = {changeSo(kWrongPin, kNewPin)}},
+         .trace = inOrder(changeSo(kWrongPin, kNewPin), failed(role, "-1"))},
         {.name = "63 bytes",
          .role = role,
          .newPin = std::string(63, 'n'),
          .answer = Answer{1},
-         .log = changed(role),
-         .calls = {changeSo(kUserPin, std::string(63, 'n'))},
+         .trace = inOrder(changeSo(kUserPin, std::string(63, 'n')), changed(role)),
          .attempts = kNoAttempts},
     };
     runAll(cases);
@@ -368,11 +353,10 @@ TEST_F(ChangePinTest, LaterChangesBumpTheFreshnessOnlyIfNeeded) {
   const std::string getInfo = "orvane_getTokenInfo(\"0012AB\", null)";
   const auto user = [&](const Role& role) {
     return ChangeCase{
-        .role = role, .currentPin = kNewPin, .newPin = kUserPin, .calls = {changeUser(kNewPin, kUserPin), getInfo}};
+        .role = role, .currentPin = kNewPin, .newPin = kUserPin, .trace = {changeUser(kNewPin, kUserPin)}};
   };
   const auto admin = [&](const Role& role) {
-    return ChangeCase{
-        .role = role, .currentPin = kSoPin, .newPin = kNewSoPin, .calls = {changeSo(kSoPin, kNewSoPin), getInfo}};
+    return ChangeCase{.role = role, .currentPin = kSoPin, .newPin = kNewSoPin, .trace = {changeSo(kSoPin, kNewSoPin)}};
   };
   const struct {
     const char* name;
@@ -433,11 +417,9 @@ TEST_F(ChangePinTest, LaterChangesBumpTheFreshnessOnlyIfNeeded) {
     ASSERT_EQ(softtoken_set_password_validated(kSerial, row.validatedOnToken), 1);
     const std::string name = entryName(row.second.role);
     EXPECT_EQ(observe([&] { return call(record, &record, row.second, nullptr); }),
-              (Outcome{0,
-                       concat({"D " + name + " :: LOG_FUNCTION_NAME = Entry", "D " + name + ": success [0012AB]",
-                               "D device reconnect true [0012AB]"},
-                              row.log),
-                       row.second.calls}));
+              (Outcome{0, inOrder("D " + name + " :: LOG_FUNCTION_NAME = Entry", row.second.trace,
+                                  "D " + name + ": success [0012AB]", "D device reconnect true [0012AB]", getInfo,
+                                  row.log)}));
     EXPECT_EQ(cardCf(record), (Bytes{0, row.pins, 1, 0, 1, 0}));
   }
 }
@@ -454,8 +436,7 @@ TEST_F(ChangePinTest, TheNewPinCountsForEveryContext) {
             }),
             (Outcome{0,
                      {"D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry",
-                      "D CardAuthenticateEx: silent auth with cached PIN [0012AB]"},
-                     {}}));
+                      "D CardAuthenticateEx: silent auth with cached PIN [0012AB]"}}));
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ class DeauthenticateTest : public DriverTest {
       first = {"D CardDeauthenticate :: LOG_FUNCTION_NAME = Entry"};
       return record.pfnCardDeauthenticate(argument, const_cast<LPWSTR>(std::get<const wchar_t*>(row.pins)), row.flags);
     });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat(first, row.log), {}}));
+    EXPECT_EQ(outcome, (Outcome{row.status, concat(first, row.log)}));
     EXPECT_EQ(authenticatedState(record), row.after);
     EXPECT_EQ(cachedPin(record), row.isPinKept ? kUserPin : "");
     EXPECT_EQ(inside(record).sessionAuthValid, row.isSessionKept ? 1u : 0u);
@@ -242,7 +242,7 @@ TEST_F(DeauthenticateTest, ASerialWithoutARecordGetsOne) {
   EXPECT_EQ(cardCf(record), (Bytes{0, 1, 0, 0, 0, 0}));
   for (const std::uint8_t pins : {std::uint8_t{1}, std::uint8_t{2}}) {
     EXPECT_EQ(observe([&] { return record.pfnCardDeauthenticateEx(&record, PIN_SET_ALL_ROLES, 0); }),
-              (Outcome{0, concat(startedEx(0xFF), {"D CardDeauthenticateEx: cleared all PINs [nobody]"}), {}}));
+              (Outcome{0, concat(startedEx(0xFF), {"D CardDeauthenticateEx: cleared all PINs [nobody]"})}));
     EXPECT_EQ(cardCf(record), (Bytes{0, pins, 0, 0, 0, 0}));
   }
 }
@@ -261,8 +261,7 @@ TEST_F(DeauthenticateTest, ThePinIsGoneForEveryContext) {
             }),
             (Outcome{code(SCARD_W_CARD_NOT_AUTHENTICATED),
                      {"D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry",
-                      "D CardAuthenticateEx: no cached PIN, silent auth not possible [0012AB]"},
-                     {}}));
+                      "D CardAuthenticateEx: no cached PIN, silent auth not possible [0012AB]"}}));
 }
 
 }  // namespace

@@ -250,24 +250,24 @@ TEST_F(AcquisitionFaults, OfTheResourceManager) {
     SCOPED_TRACE(result);
     startAnew();
     resourceManager.statusResult = result;
-    EXPECT_EQ(acquireOnce(kCardHandle), 0u);
+    const Outcome outcome = observe([&] { return acquireOnce(kCardHandle); });
+    EXPECT_EQ(outcome.status, 0u);
     Bytes digits(4);
     for (std::size_t i = 0; i < 4; ++i) digits[i] = static_cast<std::uint8_t>(code(result) >> (24 - 8 * i));
-    const Lines log = takeLog();
-    const std::string line =
-        "E SCardStatusA failed: 0x" + hexText<std::string>(digits.data(), 4) + ", defaulting to index 0";
-    EXPECT_EQ(std::count(log.begin(), log.end(), line), 1);
-    EXPECT_EQ(resolvedSerial(log), kSerial);
-    EXPECT_EQ(takeTransmissions(), Lines{});
+    EXPECT_EQ(linesWith("E ", outcome.trace),
+              Lines{"E SCardStatusA failed: 0x" + hexText<std::string>(digits.data(), 4) + ", defaulting to index 0"});
+    EXPECT_EQ(resolvedSerial(outcome.trace), kSerial);
+    EXPECT_EQ(linesWith("SCardTransmit ", outcome.trace), Lines{});
 
     for (const char* const reader : {"OrvaneDSC 0", "Reader 0"}) {
       startAnew();
       resourceManager.readerName = reader;
       resourceManager.transmitResult = result;
       resourceManager.reply = {'X', 'Y', 'Z', 0x90, 0x00};
-      EXPECT_EQ(acquireOnce(kCardHandle), 0u);
-      EXPECT_EQ(resolvedSerial(takeLog()), kSerial);
-      EXPECT_EQ(takeTransmissions().size(), 1u);
+      const Outcome refused = observe([&] { return acquireOnce(kCardHandle); });
+      EXPECT_EQ(refused.status, 0u);
+      EXPECT_EQ(resolvedSerial(refused.trace), kSerial);
+      EXPECT_EQ(linesWith("SCardTransmit ", refused.trace).size(), 1u);
     }
   }
 }

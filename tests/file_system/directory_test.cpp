@@ -28,9 +28,8 @@ class DirectoryTest : public DriverTest {
     bool hasSize = true;
     DWORD flags = 0;
     DWORD status = 0;
-    Lines log = {};
+    Lines trace = {};
     std::optional<Bytes> names = std::nullopt;  // none: both outputs untouched
-    std::vector<std::size_t> allocations = {};
   };
 
   void run(CARD_DATA& record, const EnumCase& row) {
@@ -40,14 +39,12 @@ class DirectoryTest : public DriverTest {
     char untouched = 'x';
     LPSTR names = &untouched;
     DWORD size = kPoison32;
-    takeAllocations();
     EXPECT_EQ(observe([&] {
                 return record.pfnCardEnumFiles(argument, const_cast<LPSTR>(row.directory),
                                                row.hasNames ? &names : nullptr, row.hasSize ? &size : nullptr,
                                                row.flags);
               }),
-              (Outcome{row.status, concat({kEnum}, row.log), {}}));
-    EXPECT_EQ(takeAllocations(), row.allocations);
+              (Outcome{row.status, concat({kEnum}, row.trace)}));
     EXPECT_EQ(untouched, 'x');
     if (row.names) {
       ASSERT_NE(names, &untouched);
@@ -64,10 +61,9 @@ class DirectoryTest : public DriverTest {
     const Bytes contents = multiString(names);
     run(record, {.label = directory != nullptr ? directory : "null",
                  .directory = directory,
-                 .log = {"D CardEnumFiles: returned " + std::to_string(names.size()) +
-                         " files, size=" + std::to_string(contents.size())},
-                 .names = contents,
-                 .allocations = {contents.size()}});
+                 .trace = {alloc(contents.size()), "D CardEnumFiles: returned " + std::to_string(names.size()) +
+                                                       " files, size=" + std::to_string(contents.size())},
+                 .names = contents});
   }
 
   struct InfoCase {
@@ -83,12 +79,11 @@ class DirectoryTest : public DriverTest {
     const std::string directory = row.directory != nullptr ? row.directory : "";
     SCOPED_TRACE(directory + "/" + row.file);
     auto info = poisoned<CARD_FILE_INFO>();
-    EXPECT_EQ(
-        observe([&] {
-          return record.pfnCardGetFileInfo(&record, const_cast<LPSTR>(row.directory), const_cast<LPSTR>(row.file),
-                                           &info);
-        }),
-        (Outcome{row.status, {kInfo, "D CardGetFileInfo: dir=" + directory + " file=" + row.file, row.line}, {}}));
+    EXPECT_EQ(observe([&] {
+                return record.pfnCardGetFileInfo(&record, const_cast<LPSTR>(row.directory), const_cast<LPSTR>(row.file),
+                                                 &info);
+              }),
+              (Outcome{row.status, {kInfo, "D CardGetFileInfo: dir=" + directory + " file=" + row.file, row.line}}));
     EXPECT_EQ(bytesOf(info), words({1, row.size, row.access}));
   }
 
@@ -106,36 +101,36 @@ TEST_F(DirectoryTest, EnumRefusesArgumentsInOrder) {
   CARD_DATA& record = open();
   const Lines invalid = {"E CardEnumFiles: invalid parameter(s)"};
   const EnumCase cases[] = {
-      {.label = "no record, before the flags", .hasRecord = false, .flags = 1, .status = 87, .log = invalid},
-      {.label = "no names", .hasNames = false, .status = 87, .log = invalid},
-      {.label = "no size, before no context", .hasContext = false, .hasSize = false, .status = 87, .log = invalid},
+      {.label = "no record, before the flags", .hasRecord = false, .flags = 1, .status = 87, .trace = invalid},
+      {.label = "no names", .hasNames = false, .status = 87, .trace = invalid},
+      {.label = "no size, before no context", .hasContext = false, .hasSize = false, .status = 87, .trace = invalid},
       {.label = "flags 1, before no context",
        .hasContext = false,
        .flags = 1,
        .status = code(SCARD_E_INVALID_PARAMETER),
-       .log = {"E CardEnumFiles: dwFlags is not zero, dwFlags=1"}},
+       .trace = {"E CardEnumFiles: dwFlags is not zero, dwFlags=1"}},
       {.label = "all flags",
        .directory = "mscp",
        .flags = 0xFFFFFFFF,
        .status = code(SCARD_E_INVALID_PARAMETER),
-       .log = {"E CardEnumFiles: dwFlags is not zero, dwFlags=4294967295"}},
+       .trace = {"E CardEnumFiles: dwFlags is not zero, dwFlags=4294967295"}},
       {.label = "no context, before the directory",
        .hasContext = false,
        .directory = "elsewhere",
        .status = 87,
-       .log = {"E CardEnumFiles: provider context is null"}},
+       .trace = {"E CardEnumFiles: provider context is null"}},
       {.label = "other directory",
        .directory = "mscp2",
        .status = code(SCARD_E_DIR_NOT_FOUND),
-       .log = {"E CardEnumFiles: directory not found: mscp2"}},
+       .trace = {"E CardEnumFiles: directory not found: mscp2"}},
       {.label = "a blank is a name",
        .directory = " ",
        .status = code(SCARD_E_DIR_NOT_FOUND),
-       .log = {"E CardEnumFiles: directory not found:  "}},
+       .trace = {"E CardEnumFiles: directory not found:  "}},
       {.label = "a beginning of the name",
        .directory = "msc",
        .status = code(SCARD_E_DIR_NOT_FOUND),
-       .log = {"E CardEnumFiles: directory not found: msc"}},
+       .trace = {"E CardEnumFiles: directory not found: msc"}},
   };
   for (const EnumCase& row : cases) run(record, row);
 }
@@ -205,20 +200,18 @@ TEST_F(DirectoryTest, EnumWithoutMemory) {
   CARD_DATA& record = open({makeKey(1, 3)});
   const EnumCase root{.label = "root",
                       .status = code(SCARD_E_NO_MEMORY),
-                      .log = {"E CardEnumFiles: pfnCspAlloc failed, totalSize=8"},
-                      .allocations = {8}};
+                      .trace = {refusedAlloc(8), "E CardEnumFiles: pfnCspAlloc failed, totalSize=8"}};
   const EnumCase mscp{.label = "mscp",
                       .directory = "mscp",
                       .status = code(SCARD_E_NO_MEMORY),
-                      .log = {"E CardEnumFiles: pfnCspAlloc failed, totalSize=27"},
-                      .allocations = {27}};
+                      .trace = {refusedAlloc(27), "E CardEnumFiles: pfnCspAlloc failed, totalSize=27"}};
   failAllocationsAfter(0);
   run(record, root);
   run(record, mscp);
   failAllocationsAfter(std::nullopt);
   record.pfnCspAlloc = nullptr;
   for (EnumCase row : {root, mscp}) {
-    row.allocations.clear();
+    row.trace.erase(row.trace.begin());  // nobody is asked
     run(record, row);
   }
 }
@@ -247,7 +240,7 @@ TEST_F(DirectoryTest, InfoRefusesArgumentsInOrder) {
     EXPECT_EQ(observe([&] {
                 return record.pfnCardGetFileInfo(row.record, elsewhere, row.file, row.hasInfo ? &info : nullptr);
               }),
-              (Outcome{87, {kInfo, row.line}, {}}));
+              (Outcome{87, {kInfo, row.line}}));
     EXPECT_EQ(bytesOf(info), Bytes(sizeof(info), kPoison));
   }
 }

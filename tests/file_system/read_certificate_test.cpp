@@ -9,10 +9,8 @@ struct CertificateCase {
   const char* file = "";
   SCARDHANDLE cardHandle = kCardHandle;
   DWORD status = 0;
-  Lines log = {};  // after the line with the file's name
-  Lines calls = {};
+  Lines trace = {};                              // after the line with the file's name
   std::optional<Bytes> contents = std::nullopt;  // none: both outputs untouched
-  std::vector<std::size_t> allocations = {};
 };
 
 const OrvaneKeyPair kFirst = makeKey(1, 1);
@@ -45,13 +43,11 @@ class ReadCertificateTest : public DriverTest {
     PBYTE data = &untouched;
     DWORD size = kPoison32;
     record.hScard = row.cardHandle;
-    takeAllocations();
     const Outcome outcome =
         observe([&] { return record.pfnCardReadFile(&record, nullptr, const_cast<LPSTR>(row.file), 0, &data, &size); });
     const Lines begin = {"D CardReadFile :: LOG_FUNCTION_NAME = Entry",
                          std::string("D CardReadFile filename: ") + row.file};
-    EXPECT_EQ(outcome, (Outcome{row.status, concat(begin, row.log), row.calls}));
-    EXPECT_EQ(takeAllocations(), row.allocations);
+    EXPECT_EQ(outcome, (Outcome{row.status, concat(begin, row.trace)}));
     if (row.contents) {
       ASSERT_NE(data, &untouched);
       ASSERT_EQ(size, row.contents->size());
@@ -63,14 +59,12 @@ class ReadCertificateTest : public DriverTest {
     EXPECT_EQ(untouched, kPoison);
   }
 
-  CertificateCase success(const char* file, std::uint8_t id, const Bytes& contents) {
-    return {
-        .name = file,
-        .file = file,
-        .log = {opening(file), "D CardReadFile: returned key exchange cert length=" + std::to_string(contents.size())},
-        .calls = concat(kReopened, {find(id)}),
-        .contents = contents,
-        .allocations = {contents.size()}};
+  CertificateCase success(const char* file, std::uint8_t id, const Bytes& contents, const Lines& reopened = kReopened) {
+    return {.name = file,
+            .file = file,
+            .trace = inOrder(reopened, opening(file), find(id), alloc(contents.size()),
+                             "D CardReadFile: returned key exchange cert length=" + std::to_string(contents.size())),
+            .contents = contents};
   }
 };
 
@@ -98,8 +92,7 @@ TEST_F(ReadCertificateTest, RefusesNumbersWithoutAContainer) {
     SCOPED_TRACE(file);
     run(record, {.file = file,
                  .status = code(SCARD_E_FILE_NOT_FOUND),
-                 .log = {opening(file), "E CardReadFile: invalid container index for kx cert"},
-                 .calls = kReopened});
+                 .trace = inOrder(kReopened, opening(file), "E CardReadFile: invalid container index for kx cert")});
   }
 }
 
@@ -107,18 +100,17 @@ TEST_F(ReadCertificateTest, RefusesContainersWithoutKeyOrCertificate) {
   CARD_DATA& record = openCertificates();
   for (const char* const file : {"ksc2", "kxc2"}) {
     SCOPED_TRACE(file);
-    run(record, {.file = file,
-                 .status = code(SCARD_E_NO_KEY_CONTAINER),
-                 .log = {opening(file), "E CardReadFile: no matching key exchange cert found"},
-                 .calls = concat(kReopened, {find(3)})});
+    run(record,
+        {.file = file,
+         .status = code(SCARD_E_NO_KEY_CONTAINER),
+         .trace = inOrder(kReopened, opening(file), find(3), "E CardReadFile: no matching key exchange cert found")});
   }
   setKeys(record, 1, {});
   for (const char* const file : {"ksc1", "kxc1"}) {
     SCOPED_TRACE(file);
     run(record, {.file = file,
                  .status = code(SCARD_E_NO_KEY_CONTAINER),
-                 .log = {opening(file), "E CardReadFile: container has no keys"},
-                 .calls = kReopened});
+                 .trace = inOrder(kReopened, opening(file), "E CardReadFile: container has no keys")});
   }
 }
 
@@ -130,13 +122,12 @@ TEST_F(ReadCertificateTest, OpensTheDeviceFirst) {
       queueResult("orvane_initDevice", result);
       run(record, {.file = file,
                    .status = 2,
-                   .log = {"E Init device in get certificate failed : " + std::to_string(result)},
-                   .calls = kReopened});
+                   .trace = inOrder(kReopened, "E Init device in get certificate failed : " + std::to_string(result))});
     }
   }
-  CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  CertificateCase row =
+      success("ksc0", 1, contentsOf(0x30, 700), withoutHandle("orvane_initDevice(\"0012AB\", true, null)"));
   row.cardHandle = 0;
-  row.calls = concat(withoutHandle("orvane_initDevice(\"0012AB\", true, null)"), {find(1)});
   run(record, row);
 }
 
@@ -150,28 +141,28 @@ TEST_F(ReadCertificateTest, LengthOfTheCertificate) {
   OrvaneCertificate tooLong = makeCertificate(1, 3072);
   tooLong.certLength = 3073;
   setCertificate(kSerial, kFirst, tooLong);
-  run(record, {.file = "ksc0",
-               .status = code(SCARD_E_NO_KEY_CONTAINER),
-               .log = {opening("ksc0"), "E CardReadFile: no matching key exchange cert found"},
-               .calls = concat(kReopened, {find(1)})});
+  run(record,
+      {.file = "ksc0",
+       .status = code(SCARD_E_NO_KEY_CONTAINER),
+       .trace = inOrder(kReopened, opening("ksc0"), find(1), "E CardReadFile: no matching key exchange cert found")});
 }
 
 TEST_F(ReadCertificateTest, NoMemory) {
   CARD_DATA& record = openCertificates();
   for (const char* const file : {"ksc0", "kxc0"}) {
     SCOPED_TRACE(file);
-    CertificateCase row{.file = file,
-                        .status = code(SCARD_E_NO_MEMORY),
-                        .log = {opening(file), "E CardReadFile: allocation failed for kx cert"},
-                        .calls = concat(kReopened, {find(1)}),
-                        .allocations = {700}};
+    const auto failed = [&](const Lines& request) {
+      return CertificateCase{.file = file,
+                             .status = code(SCARD_E_NO_MEMORY),
+                             .trace = inOrder(kReopened, opening(file), find(1), request,
+                                              "E CardReadFile: allocation failed for kx cert")};
+    };
     failAllocationsAfter(0);
-    run(record, row);
+    run(record, failed({refusedAlloc(700)}));
     failAllocationsAfter(std::nullopt);
     const auto allocator = record.pfnCspAlloc;
     record.pfnCspAlloc = nullptr;
-    row.allocations.clear();
-    run(record, row);
+    run(record, failed({}));
     record.pfnCspAlloc = allocator;
   }
 }
@@ -188,19 +179,20 @@ TEST_F(ReadCertificateTest, EmptyCertificateWithoutMemory) {
   failAllocationsAfter(0);
   const Outcome outcome = observe([&] { return record.pfnCardReadFile(&record, directory, file, 0, &data, &size); });
   failAllocationsAfter(std::nullopt);
-  EXPECT_EQ(outcome.status, 0u);
-  EXPECT_EQ(outcome.log.back(), "D CardReadFile: returned key exchange cert length=0");
-  EXPECT_EQ(outcome.calls, concat(kReopened, {find(1)}));
+  EXPECT_EQ(outcome, (Outcome{0, inOrder("D CardReadFile :: LOG_FUNCTION_NAME = Entry", "D CardReadFile filename: ksc0",
+                                         kReopened, opening("ksc0"), find(1), refusedAlloc(0),
+                                         "D CardReadFile: returned key exchange cert length=0")}));
   EXPECT_EQ(data, nullptr);
   EXPECT_EQ(size, 0u);
 }
 
 TEST_F(ReadCertificateTest, ReadsTheCardHandleAtEachCall) {
   CARD_DATA& record = openCertificates();
-  CertificateCase row = success("ksc0", 1, contentsOf(0x30, 700));
+  CertificateCase row =
+      success("ksc0", 1, contentsOf(0x30, 700),
+              {"orvane_setExternalSmartcardHandle(0xBEEF)", "orvane_initDevice(\"0012AB\", true, null) [card 0xBEEF]",
+               "orvane_clearExternalSmartcardHandle() [card 0xBEEF]"});
   row.cardHandle = 0xBEEF;
-  row.calls = {"orvane_setExternalSmartcardHandle(0xBEEF)", "orvane_initDevice(\"0012AB\", true, null) [card 0xBEEF]",
-               "orvane_clearExternalSmartcardHandle() [card 0xBEEF]", find(1)};
   run(record, row);
 }
 

@@ -119,59 +119,53 @@ TEST_F(AcquireContext, RefusesInThisOrderBeforeAnythingIsTouched) {
     resourceManager.readerName = "Reader 1";
     if (!row.hasCardName) record.pwszCardName = nullptr;
     const auto before = membersOf(record);
-    EXPECT_EQ(acquire(record, row.flags), row.status);
-    EXPECT_EQ(takeLog(),
-              concat({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=" + std::to_string(row.flags)},
-                     row.errors));
+    EXPECT_EQ(observe([&] { return acquire(record, row.flags); }),
+              (Outcome{row.status, concat({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry",
+                                           "D dwFlags=" + std::to_string(row.flags)},
+                                          row.errors)}));
     EXPECT_EQ(membersOf(record), before);
-    EXPECT_EQ(takeCalls(), Lines{});
-    EXPECT_EQ(takeTransmissions(), Lines{});
-    EXPECT_EQ(takeAllocations(), std::vector<std::size_t>{});
     EXPECT_EQ(takeMonitorStarts(), 0u);
   }
 }
 
 TEST_F(AcquireContext, RefusesANullRecord) {
   const PFN_CARD_ACQUIRE_CONTEXT cardAcquireContext = acquireContextExport();
-  EXPECT_EQ(cardAcquireContext(nullptr, 1), 87u);
-  EXPECT_EQ(takeLog(), (Lines{"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=1",
-                              "E CardAcquireContext: pCardData is NULL"}));
-  EXPECT_EQ(takeCalls(), Lines{});
+  EXPECT_EQ(observe([&] { return cardAcquireContext(nullptr, 1); }),
+            (Outcome{87,
+                     {"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=1",
+                      "E CardAcquireContext: pCardData is NULL"}}));
 }
 
 TEST_F(AcquireContext, BindsTheOnlyToken) {
   defineToken({.serial = "A1", .keys = {makeKey(0x11, 1), makeKey(0xA2, 2, 4096), makeKey(0x33, -1)}});
   CARD_DATA record = newRecord();
-  EXPECT_EQ(acquire(record), 0u);
-  EXPECT_EQ(takeLog(), (Lines{
-                           "D CardAcquireContext :: LOG_FUNCTION_NAME = Entry",
-                           "D dwFlags=0",
-                           "D Global library init (skip HID scan)",
-                           "D Monitor thread started (startDeviceMonitor).",
-                           "D resolved serial number :: A1",
-                           "D Using serial=A1 for hScard=0",
-                           "D Initialising device [A1]",
-                           "D older key count 0",
-                           "D new key count 3",
-                           "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0",
-                           "D guidAscii (credential id ) :: 11111111111111111111111111111111",
-                           "D key usage :: 1",
-                           "D guidAscii (credential id ) :: A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2",
-                           "D key usage :: 2",
-                           "D guidAscii (credential id ) :: 33333333333333333333333333333333",
-                           "D key usage :: -1",
-                           "D CardAcquireContext completed successfully",
-                       }));
+  const Outcome outcome = observe([&] { return acquire(record); });
+  EXPECT_EQ(outcome.status, 0u);
+  EXPECT_EQ(outcome.trace, (Lines{
+                               "D CardAcquireContext :: LOG_FUNCTION_NAME = Entry",
+                               "D dwFlags=0",
+                               "D Global library init (skip HID scan)",
+                               "orvane_init(0, null, 2)",
+                               "D Monitor thread started (startDeviceMonitor).",
+                               "orvane_getConnectedDeviceList(false, null)",
+                               "D resolved serial number :: A1",
+                               "D Using serial=A1 for hScard=0",
+                               "D Initialising device [A1]",
+                               "orvane_initDevice(\"A1\", false, null)",
+                               "orvane_clearExternalSmartcardHandle()",
+                               "orvane_getKeyPairList(\"A1\", null)",
+                               "D older key count 0",
+                               "D new key count 3",
+                               "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0",
+                               "D guidAscii (credential id ) :: 11111111111111111111111111111111",
+                               "D key usage :: 1",
+                               "D guidAscii (credential id ) :: A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2A2",
+                               "D key usage :: 2",
+                               "D guidAscii (credential id ) :: 33333333333333333333333333333333",
+                               "D key usage :: -1",
+                               "D CardAcquireContext completed successfully",
+                           }));
   EXPECT_EQ(takeMonitorStarts(), 1u);
-  EXPECT_EQ(takeCalls(), (Lines{
-                             "orvane_init(0, null, 2)",
-                             "orvane_getConnectedDeviceList(false, null)",
-                             "orvane_initDevice(\"A1\", false, null)",
-                             "orvane_clearExternalSmartcardHandle()",
-                             "orvane_getKeyPairList(\"A1\", null)",
-                         }));
-  EXPECT_EQ(takeTransmissions(), Lines{});
-  EXPECT_EQ(takeAllocations(), std::vector<std::size_t>{});
 }
 
 // A handle that another user of the library left set goes before the keys are read.
@@ -181,17 +175,16 @@ TEST_F(AcquireContext, HandsOverNoCardHandle) {
   record.hScard = 0xFEDCBA9876543210;
   resourceManager.readerName = "";
   tokenlib::setExternalSmartcardHandle(0x77);
-  forget();
-  EXPECT_EQ(acquire(record), 0u);
-  EXPECT_EQ(takeCalls(), (Lines{
-                             "orvane_init(0, 0xFEDCBA9876543210, 2) [card 0x77]",
-                             "orvane_getConnectedDeviceList(false, null) [card 0x77]",
-                             "orvane_initDevice(\"A1\", false, null) [card 0x77]",
-                             "orvane_clearExternalSmartcardHandle() [card 0x77]",
-                             "orvane_getKeyPairList(\"A1\", null)",
-                         }));
-  const Lines log = takeLog();
-  EXPECT_EQ(std::count(log.begin(), log.end(), "D Using serial=A1 for hScard=18364758544493064720"), 1);
+  const Outcome outcome = observe([&] { return acquire(record); });
+  EXPECT_EQ(outcome.status, 0u);
+  EXPECT_EQ(linesWith("orvane_", outcome.trace), (Lines{
+                                                     "orvane_init(0, 0xFEDCBA9876543210, 2) [card 0x77]",
+                                                     "orvane_getConnectedDeviceList(false, null) [card 0x77]",
+                                                     "orvane_initDevice(\"A1\", false, null) [card 0x77]",
+                                                     "orvane_clearExternalSmartcardHandle() [card 0x77]",
+                                                     "orvane_getKeyPairList(\"A1\", null)",
+                                                 }));
+  EXPECT_EQ(linesWith("D Using serial=", outcome.trace), Lines{"D Using serial=A1 for hScard=18364758544493064720"});
 }
 
 struct Slot {
@@ -323,22 +316,19 @@ TEST_F(AcquireContext, DoesNotLookAtTheLibraryInitialisationsResult) {
 }
 
 TEST_F(AcquireContext, FailsWithoutATokenButLeavesTheMonitorRunning) {
-  const Lines calls = {"orvane_init(0, null, 2)", "orvane_getConnectedDeviceList(false, null)"};
+  const auto failed = [](const char* monitorLine) {
+    return Outcome{0x8010000C,
+                   {"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
+                    "D Global library init (skip HID scan)", "orvane_init(0, null, 2)", monitorLine,
+                    "orvane_getConnectedDeviceList(false, null)", "E No smart card connected"}};
+  };
   CARD_DATA record = newRecord();
   const auto before = membersOf(record);
-  EXPECT_EQ(acquire(record), 0x8010000Cu);
-  EXPECT_EQ(takeLog(), (Lines{"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
-                              "D Global library init (skip HID scan)", "D Monitor thread started (startDeviceMonitor).",
-                              "E No smart card connected"}));
-  EXPECT_EQ(takeCalls(), calls);
+  EXPECT_EQ(observe([&] { return acquire(record); }), failed("D Monitor thread started (startDeviceMonitor)."));
   EXPECT_EQ(membersOf(record), before);
   EXPECT_EQ(takeMonitorStarts(), 1u);
 
-  EXPECT_EQ(acquire(record), 0x8010000Cu);
-  EXPECT_EQ(takeLog(), (Lines{"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
-                              "D Global library init (skip HID scan)",
-                              "D Monitor thread already running, not starting again.", "E No smart card connected"}));
-  EXPECT_EQ(takeCalls(), calls);
+  EXPECT_EQ(observe([&] { return acquire(record); }), failed("D Monitor thread already running, not starting again."));
   EXPECT_EQ(membersOf(record), before);
   EXPECT_EQ(takeMonitorStarts(), 0u);
 
@@ -357,18 +347,22 @@ TEST_F(AcquireContext, TakesTheFirstOfSeveralTokens) {
 
 struct LibraryFailure {
   const char* function;
-  Lines log;  // after the first three lines
+  Lines trace;  // behind the call of orvane_init
 };
 
-const char* const kMonitorRuns = "D Monitor thread already running, not starting again.";
-const Lines kBound = {kMonitorRuns, "D resolved serial number :: A1", "D Using serial=A1 for hScard=0"};
+const Lines kListed = {"D Monitor thread already running, not starting again.",
+                       "orvane_getConnectedDeviceList(false, null)"};
+const Lines kBound = inOrder(kListed, "D resolved serial number :: A1", "D Using serial=A1 for hScard=0");
+const Lines kOpened = inOrder(kBound, "D Initialising device [A1]", "orvane_initDevice(\"A1\", false, null)");
+const char* const kCleared = "orvane_clearExternalSmartcardHandle()";
 
 const LibraryFailure kLibraryFailures[] = {
     {"orvane_init", {}},
-    {"orvane_getConnectedDeviceList", {kMonitorRuns}},
-    {"orvane_initDevice", concat(kBound, {"D Initialising device [A1]"})},
-    {"orvane_clearExternalSmartcardHandle", concat(kBound, {"D Initialising device [A1]"})},
-    {"orvane_getKeyPairList", kBound},
+    {"orvane_getConnectedDeviceList", kListed},
+    {"orvane_initDevice", kOpened},
+    {"orvane_clearExternalSmartcardHandle", inOrder(kOpened, kCleared)},
+    // The token is initialised by now.
+    {"orvane_getKeyPairList", inOrder(kBound, kCleared, "orvane_getKeyPairList(\"A1\", null)")},
 };
 
 // An exception of the library ends the acquisition with a status; record and lock are as if it had not begun.
@@ -380,17 +374,15 @@ TEST_F(AcquireContext, SurvivesExceptionsOfTheLibrary) {
   defineToken({.serial = "A1", .keys = {makeKey(0x11, 1)}});
   for (const LibraryFailure& row : kLibraryFailures) {
     SCOPED_TRACE(row.function);
-    forget();
     CARD_DATA record = newRecord();
     const auto before = membersOf(record);
     queueThrow(row.function);
-    EXPECT_EQ(acquire(record), 0x80100001u);
     const std::string error =
         "E CardAcquireContext: unhandled exception: " + std::string(row.function) + ": exception in the token library";
-    EXPECT_EQ(takeLog(), concat(concat({"D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
-                                        "D Global library init (skip HID scan)"},
-                                       row.log),
-                                {error}));
+    EXPECT_EQ(observe([&] { return acquire(record); }),
+              (Outcome{0x80100001,
+                       inOrder("D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
+                               "D Global library init (skip HID scan)", "orvane_init(0, null, 2)", row.trace, error)}));
     EXPECT_EQ(membersOf(record), before);
     EXPECT_EQ(takeMonitorStarts(), 0u);
     EXPECT_EQ(softtoken_queued(row.function), 0u);

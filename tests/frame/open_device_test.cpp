@@ -13,12 +13,15 @@ struct Row {
   const char* name;
   std::vector<int> initResults;
   std::vector<std::size_t> keyCounts;
-  Lines log;  // between "Using serial" and the key count
-  Lines calls;
+  Lines trace;  // between "Using serial" and the key count
   std::size_t containers;
   bool isInitialized;  // afterwards
 };
 
+const char* const kMonitorStarts = "D Monitor thread started (startDeviceMonitor).";
+const char* const kMonitorRuns = "D Monitor thread already running, not starting again.";
+const char* const kInitialising = "D Initialising device [0012AB]";
+const char* const kRefreshing = "D Key list empty for [0012AB], refreshing";
 const std::string kInitCall = "orvane_initDevice(\"0012AB\", false, null)";
 const std::string kClearCall = "orvane_clearExternalSmartcardHandle()";
 const std::string kListCall = "orvane_getKeyPairList(\"0012AB\", null)";
@@ -27,48 +30,42 @@ const Row kRows[] = {
     {.name = "both work",
      .initResults = {0},
      .keyCounts = {2},
-     .log = {"D Initialising device [0012AB]"},
-     .calls = {kInitCall, kClearCall, kListCall},
+     .trace = {kInitialising, kInitCall, kClearCall, kListCall},
      .containers = 2,
      .isInitialized = true},
     {.name = "the keys are there although the initialisation failed",
      .initResults = {7},
      .keyCounts = {2},
-     .log = {"D Initialising device [0012AB]", "E Init device failed for [0012AB]: 7",
-             "D Key list available via HID despite init error \xE2\x80\x94 marking [0012AB] as initialized"},
-     .calls = {kInitCall, kClearCall, kListCall},
+     .trace = {kInitialising, kInitCall, "E Init device failed for [0012AB]: 7", kClearCall, kListCall,
+               "D Key list available via HID despite init error \xE2\x80\x94 marking [0012AB] as initialized"},
      .containers = 2,
      .isInitialized = true},
     {.name = "both fail, and the refresh as well",
      .initResults = {-2147483647, -3},
      .keyCounts = {0},
-     .log = {"D Initialising device [0012AB]", "E Init device failed for [0012AB]: -2147483647",
-             "D Key list empty for [0012AB], refreshing", "E PACE refresh failed for [0012AB]: -3"},
-     .calls = {kInitCall, kClearCall, kListCall, kInitCall},
+     .trace = {kInitialising, kInitCall, "E Init device failed for [0012AB]: -2147483647", kClearCall, kListCall,
+               kRefreshing, kInitCall, "E PACE refresh failed for [0012AB]: -3"},
      .containers = 0,
      .isInitialized = false},
     {.name = "the refresh brings the keys",
      .initResults = {7, 0},
      .keyCounts = {0, 3},
-     .log = {"D Initialising device [0012AB]", "E Init device failed for [0012AB]: 7",
-             "D Key list empty for [0012AB], refreshing"},
-     .calls = {kInitCall, kClearCall, kListCall, kInitCall, kListCall},
+     .trace = {kInitialising, kInitCall, "E Init device failed for [0012AB]: 7", kClearCall, kListCall, kRefreshing,
+               kInitCall, kListCall},
      .containers = 3,
      .isInitialized = true},
     {.name = "the refresh works but brings no keys",
      .initResults = {7, 0},
      .keyCounts = {0, 0},
-     .log = {"D Initialising device [0012AB]", "E Init device failed for [0012AB]: 7",
-             "D Key list empty for [0012AB], refreshing"},
-     .calls = {kInitCall, kClearCall, kListCall, kInitCall, kListCall},
+     .trace = {kInitialising, kInitCall, "E Init device failed for [0012AB]: 7", kClearCall, kListCall, kRefreshing,
+               kInitCall, kListCall},
      .containers = 0,
      .isInitialized = true},
     {.name = "an initialised token stays so although its refresh fails",
      .initResults = {0, 8},
      .keyCounts = {0},
-     .log = {"D Initialising device [0012AB]", "D Key list empty for [0012AB], refreshing",
-             "E PACE refresh failed for [0012AB]: 8"},
-     .calls = {kInitCall, kClearCall, kListCall, kInitCall},
+     .trace = {kInitialising, kInitCall, kClearCall, kListCall, kRefreshing, kInitCall,
+               "E PACE refresh failed for [0012AB]: 8"},
      .containers = 0,
      .isInitialized = true},
 };
@@ -84,15 +81,12 @@ class OpenDevice : public DriverTest {
     queueResult("orvane_getKeyPairList", 0, kSofttokenKeep, kSofttokenKeep, records);
   }
 
-  // The log of an acquisition without the lines that are the same for all.
-  Lines linesOfOpening() {
-    Lines log = takeLog();
-    const auto begin = std::find(log.begin(), log.end(), "D Using serial=0012AB for hScard=0");
-    if (begin == log.end() || log.back() != "D CardAcquireContext completed successfully") {
-      ADD_FAILURE() << "not the log of an acquisition";
-      return log;
-    }
-    return Lines(begin + 1, log.end() - 1);
+  // An acquisition with this in the middle.
+  static Outcome acquired(const Lines& opening, const char* monitorLine) {
+    return {0, inOrder("D CardAcquireContext :: LOG_FUNCTION_NAME = Entry", "D dwFlags=0",
+                       "D Global library init (skip HID scan)", "orvane_init(0, null, 2)", monitorLine,
+                       "orvane_getConnectedDeviceList(false, null)", "D resolved serial number :: 0012AB",
+                       "D Using serial=0012AB for hScard=0", opening, "D CardAcquireContext completed successfully")};
   }
 
   static Lines linesOfKeys(std::size_t count) {
@@ -110,30 +104,26 @@ TEST_F(OpenDevice, LetsTheKeyListDecide) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     reloadDriver();
-    forget();
     for (const int result : row.initResults) queueResult("orvane_initDevice", result);
     for (const std::size_t count : row.keyCounts) queueKeys(count);
     CARD_DATA record = newRecord();
-    ASSERT_EQ(acquire(record), 0u);
+    const Outcome outcome = observe([&] { return acquire(record); });
     Lines counted = {"D older key count 0"};
     if (row.containers != 0) {
       counted.push_back("D new key count " + std::to_string(row.containers));
       counted.push_back("D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0");
     }
-    EXPECT_EQ(linesOfOpening(), concat(concat(row.log, counted), linesOfKeys(row.containers)));
-    EXPECT_EQ(takeCalls(),
-              concat({"orvane_init(0, null, 2)", "orvane_getConnectedDeviceList(false, null)"}, row.calls));
+    ASSERT_EQ(outcome, acquired(inOrder(row.trace, counted, linesOfKeys(row.containers)), kMonitorStarts));
     EXPECT_EQ(inside(record).containerCount(), row.containers);
     EXPECT_EQ(softtoken_queued("orvane_initDevice") + softtoken_queued("orvane_getKeyPairList"), 0u);
 
     // The next acquisition initialises the device only if this one could not.
     queueKeys(1);
     CARD_DATA next = newRecord();
-    ASSERT_EQ(acquire(next), 0u);
-    const Lines log = linesOfOpening();
-    EXPECT_EQ(std::count(log.begin(), log.end(), "D Initialising device [0012AB]"), row.isInitialized ? 0 : 1);
-    const Lines calls = takeCalls();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), kInitCall), row.isInitialized ? 0 : 1);
+    const Outcome nextOutcome = observe([&] { return acquire(next); });
+    ASSERT_EQ(nextOutcome.status, 0u);
+    EXPECT_EQ(linesWith(kInitialising, nextOutcome.trace).size(), row.isInitialized ? 0u : 1u);
+    EXPECT_EQ(linesWith("orvane_initDevice(", nextOutcome.trace).size(), row.isInitialized ? 0u : 1u);
     record.pfnCardDeleteContext(&record);
     next.pfnCardDeleteContext(&next);
   }
@@ -143,30 +133,31 @@ TEST_F(OpenDevice, CountsTheKeysOfEachAcquisition) {
   defineToken({});
   struct Step {
     std::size_t keyCount;
-    Lines log;
+    Lines trace;  // between "Using serial" and the keys
     Bytes cardCf;
   };
   const Step steps[] = {
       {2,
-       {"D Initialising device [0012AB]", "D older key count 0", "D new key count 2",
+       {kInitialising, kInitCall, kClearCall, kListCall, "D older key count 0", "D new key count 2",
         "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0"},
        {0, 0, 1, 0, 1, 0}},
-      {2, {"D older key count 2"}, {0, 0, 1, 0, 1, 0}},
+      {2, {kClearCall, kListCall, "D older key count 2"}, {0, 0, 1, 0, 1, 0}},
       {3,
-       {"D older key count 2", "D new key count 3", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0"},
+       {kClearCall, kListCall, "D older key count 2", "D new key count 3",
+        "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0"},
        {0, 0, 2, 0, 2, 0}},
       {1,
-       {"D older key count 3", "D new key count 1", "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0"},
+       {kClearCall, kListCall, "D older key count 3", "D new key count 1",
+        "D >>> GLOBAL CACHE BUMPED: ver=0 pins=0 cont=0 file=0"},
        {0, 0, 3, 0, 3, 0}},
-      {1, {"D older key count 1"}, {0, 0, 3, 0, 3, 0}},
+      {1, {kClearCall, kListCall, "D older key count 1"}, {0, 0, 3, 0, 3, 0}},
   };
   for (const Step& step : steps) {
     SCOPED_TRACE(&step - steps);
-    forget();
     queueKeys(step.keyCount);
     CARD_DATA record = newRecord();
-    ASSERT_EQ(acquire(record), 0u);
-    EXPECT_EQ(linesOfOpening(), concat(step.log, linesOfKeys(step.keyCount)));
+    ASSERT_EQ(observe([&] { return acquire(record); }),
+              acquired(concat(step.trace, linesOfKeys(step.keyCount)), &step == steps ? kMonitorStarts : kMonitorRuns));
     EXPECT_EQ(cardCf(record), step.cardCf);
     record.pfnCardDeleteContext(&record);
   }

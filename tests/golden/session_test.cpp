@@ -161,8 +161,12 @@ TEST_F(Session, LogsAsItAlwaysDid) {
 
   record_ = newRecord();
   record_.hScard = kCardHandle;
-  note("CardAcquireContext", acquire(record_));
-  EXPECT_EQ(takeTransmissions(), (Lines{"handle=0x2A protocol=2 pci=8 recv=64 FFFF00D5000000"}));
+  {
+    const Trace trace(logFolder());
+    note("CardAcquireContext", acquire(record_));
+    EXPECT_EQ(linesWith("SCardTransmit ", trace.with({})),
+              Lines{"SCardTransmit handle=0x2A protocol=2 pci=8 recv=64 FFFF00D5000000"});
+  }
   notePoll("the monitor sees the token");
 
   enumerate("");

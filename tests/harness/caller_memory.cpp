@@ -5,6 +5,9 @@
 #include <cstring>
 #include <utility>
 
+#include "outcome.h"
+#include "trace.h"
+
 namespace orvane::test {
 namespace {
 
@@ -67,10 +70,10 @@ std::vector<std::string> CallerMemory::reset() {
 void* CallerMemory::allocateBlock(std::size_t size) {
   const std::lock_guard lock(mutex_);
   requests_.push_back(size);
-  if (successesLeft_) {
-    if (*successesLeft_ == 0) return nullptr;
-    --*successesLeft_;
-  }
+  const bool isRefused = successesLeft_ == 0u;
+  Trace::note(isRefused ? refusedAlloc(size) : alloc(size));
+  if (isRefused) return nullptr;
+  if (successesLeft_) --*successesLeft_;
   auto* const block = static_cast<unsigned char*>(std::malloc(size + kMargin));
   if (block == nullptr) return nullptr;
   std::memset(block, kFreshFill, size);
@@ -86,6 +89,7 @@ void CallerMemory::releaseBlock(void* block) {
     faults_.push_back(block == nullptr ? "a null block was freed" : "a block that is not in use was freed");
     return;
   }
+  Trace::note("free " + std::to_string(found->second));
   const auto* const margin = static_cast<const unsigned char*>(block) + found->second;
   if (std::any_of(margin, margin + kMargin, [](unsigned char byte) { return byte != kMarginFill; })) {
     faults_.push_back("a block of " + std::to_string(found->second) + " bytes was written beyond its end");

@@ -5,6 +5,7 @@
 #include "cache/process_state.h"
 #include "driver_loader.h"
 #include "log/process_name.h"
+#include "machine.h"
 #include "minidriver/frame/function_table.h"
 
 namespace orvane::test {
@@ -25,7 +26,7 @@ const Export kExports[] = {
 }  // namespace
 
 // The state that the program was started with, or that the last unloading left, has not been used.
-void loadDriver() {}
+void loadDriver() { machine::divertCalls(nullptr); }
 
 void unloadDriver() {
   ProcessState* const state = &processState();

@@ -58,13 +58,12 @@ struct DriverTest::State {
   bool isMonitorStarted = false;
   bool isMonitorOpen = false;
 
-  Lines takeLog() {
+  std::vector<LogLine> takeLog() {
     machine::startThreads();
-    Lines lines = log.take();
-    for (const std::string& line : lines) allLogText += line.substr(2) + "\n";
-    const auto starts = std::remove(lines.begin(), lines.end(), kMonitorStart);
-    monitorStarts += static_cast<unsigned>(lines.end() - starts);
-    lines.erase(starts, lines.end());
+    std::vector<LogLine> lines = log.take();
+    for (const LogLine& line : lines) allLogText += line.text.substr(2) + "\n";
+    monitorStarts +=
+        static_cast<unsigned>(std::erase_if(lines, [](const LogLine& line) { return line.text == kMonitorStart; }));
     return lines;
   }
 
@@ -94,14 +93,13 @@ void DriverTest::SetUp() {
   setTempFolder(tempFolder());
   setLocalTime(kFixedTime);
   setDebugLog(true);
-  machine::takeTransmissions();
   state_->load();
 }
 
 void DriverTest::TearDown() {
   closeAll();
   state_->unload();
-  takeLog();
+  state_->takeLog();
   for (const char* const text : {kUserPin, kNewPin, kWrongPin, kSoPin, kNewSoPin}) {
     const std::string pin = text;
     const std::string digits = hexText(reinterpret_cast<const unsigned char*>(pin.data()), pin.size());
@@ -283,7 +281,11 @@ void DriverTest::signWithPreparedAnswer(CARD_DATA& record) {
   if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
 }
 
-Lines DriverTest::takeLog() { return state_->takeLog(); }
+Lines DriverTest::takeLog() {
+  Lines lines;
+  for (const LogLine& line : state_->takeLog()) lines.push_back(line.text);
+  return lines;
+}
 
 unsigned DriverTest::takeMonitorStarts() { return std::exchange(state_->monitorStarts, 0); }
 
@@ -293,12 +295,15 @@ Lines DriverTest::takeCalls() {
   return calls;
 }
 
+Lines DriverTest::takeTrace(const Trace& trace) {
+  softtoken_clear_calls();
+  return trace.with(state_->takeLog());
+}
+
 void DriverTest::forget() {
   takeLog();
   takeCalls();
 }
-
-Lines DriverTest::takeTransmissions() { return machine::takeTransmissions(); }
 
 std::string DriverTest::cachedPin(CARD_DATA& record) {
   // A signature that the library refuses: its arguments show the PIN.
@@ -308,8 +313,7 @@ std::string DriverTest::cachedPin(CARD_DATA& record) {
   const Outcome outcome = observe([&] { return record.pfnCardSignData(&record, &info); });
   EXPECT_EQ(outcome.status, code(SCARD_E_INVALID_PARAMETER));
   if (info.pbSignedData != nullptr) freeBuffer(info.pbSignedData);
-  for (const std::string& call : outcome.calls) {
-    if (!call.starts_with("orvane_signHash(")) continue;
+  for (const std::string& call : linesWith("orvane_signHash(", outcome.trace)) {
     // The third argument; texts in these tests contain no ", ".
     std::size_t begin = call.find(", ", call.find(", ") + 2) + 2;
     return call.substr(begin + 1, call.find(", ", begin) - begin - 2);

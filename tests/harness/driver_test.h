@@ -8,7 +8,8 @@
 // (call_test.h) for what holds for every call; both are DriverTests. Beside them stand
 //   test_token.h       the serial, the PINs, the card handle, keys and tokens that everybody uses
 //   test_values.h      lines, bytes, the poison
-//   outcome.h          what a call did: status, log lines, library calls
+//   outcome.h          what a call did: its status, and its trace
+//   trace.h            how the trace comes about
 //   all_calls.h        the one list of calls, and all_properties.h the one list of properties
 //   machine.h          registry, clock, temporary folder, resource manager
 //
@@ -19,25 +20,34 @@
 //   {.name = "wrong",
 //    .pin = kWrongPin,
 //    .status = code(SCARD_W_WRONG_CHV),
-//    .log = {"D empty password for [0012AB]",
-//            "E invalid password for [0012AB] : 160",
-//            "E CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV"},
-//    .calls = {"orvane_setExternalSmartcardHandle(0x2A)",
+//    .trace = {"D empty password for [0012AB]",
+//              "orvane_setExternalSmartcardHandle(0x2A)",
 //              "orvane_validatePassword(\"0012AB\", \"Wv9-wrong-pin-for-a-test\", 1, 8, null) [card 0x2A]",
-//              "orvane_clearExternalSmartcardHandle() [card 0x2A]"},
+//              "orvane_clearExternalSmartcardHandle() [card 0x2A]",
+//              "E invalid password for [0012AB] : 160",
+//              "E CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV"},
 //    .attempts = 2}
 //
 // Read aloud: "On a fresh context with card handle 0x2A, before which nothing happened, CardAuthenticateEx is called
 // for the user's role with the wrong PIN, and all outputs are wanted. It returns SCARD_W_WRONG_CHV. Behind its entry
-// line it logs one line at DEBUG and two at ERROR. It calls the token library three times. First it sets card handle
-// 0x2A. Then, and that handle is set by now, it has the PIN of role 1 checked on token 0012AB, with a counter of
-// attempts that holds 8 when the library gets it, and no library context. Last it clears the handle, which is still set
-// when this call arrives. The counter comes back as 2 and goes to the caller. Afterwards no role is authenticated, and
-// no PIN is cached, because the row says nothing else."
+// line it logs one line at DEBUG. It then calls the token library three times. First it sets card handle 0x2A. Then,
+// and that handle is set by now, it has the PIN of role 1 checked on token 0012AB, with a counter of attempts that
+// holds 8 when the library gets it, and no library context. Last it clears the handle, which is still set when this
+// call arrives. Only then does it log two lines at ERROR. The counter comes back as 2 and goes to the caller.
+// Afterwards no role is authenticated, and no PIN is cached, because the row says nothing else."
 //
-// A line of the log is its level's first letter, a blank, and the text: "D ..." for DEBUG, "E ..." for ERROR.
+// The trace has everything that the call did, one line for each thing, in the order in which it began; the row holds
+// that order, too. Of what other threads do only the log lines are in it. Its lines are
+//   D text, E text         a line of the log at DEBUG or ERROR
+//   orvane_...             a call to the token library, see below
+//   SCardStatusA handle=0x2A name=512 atr=36 zeroed
+//   SCardTransmit handle=0x2A protocol=2 pci=8 recv=64 FFFF00D5000000
+//                          the resource manager is asked for the reader, or to send a command (transmission_text.h)
+//   alloc 276, alloc 276 refused, free 276
+//                          the caller's allocator is asked for so many bytes, has none, or gets them back
+// inOrder (test_values.h) puts lines and lists of lines one behind the other.
 //
-// A recorded call is written as in C, with the name and the arguments as they arrive at the library:
+// A library call is written as in C, with the name and the arguments as they arrive at the library:
 //   "0012AB"               a text; bytes outside 0x20..0x7E, quotes and backslashes in it are \xHH
 //   A0A1A2                 bytes, in hexadecimal; "" for none
 //   0x2A                   a card handle or another pointer; null for none
@@ -65,6 +75,7 @@
 #include "harness/outcome.h"
 #include "harness/test_token.h"
 #include "harness/test_values.h"
+#include "harness/trace.h"
 #include "minidriver/frame/provider_context.h"
 #include "platform/card_module.h"
 #include "softtoken/softtoken_control.h"
@@ -159,15 +170,13 @@ class DriverTest : public ::testing::Test {
   void signWithPreparedAnswer(CARD_DATA& record);
 
   // --- what happened ---
-  // Runs `call` and tells what it did.
+  // Runs `call`, in this thread, and tells what it did; what was logged and called before is forgotten.
   template <typename Call>
   Outcome observe(Call call) {
     forget();
-    Outcome outcome;
-    outcome.status = call();
-    outcome.log = takeLog();
-    outcome.calls = takeCalls();
-    return outcome;
+    const Trace trace(logFolder());
+    const DWORD status = call();
+    return {status, takeTrace(trace)};
   }
   // The log lines of all threads since the last call, oldest first, as "D text", "E text" ("?" for another tag); each
   // line's prefix is checked for its form. UTF-8 as in the file. "D Device monitor thread started." is left out: it
@@ -179,9 +188,6 @@ class DriverTest : public ::testing::Test {
   Lines takeCalls();
   // takeLog and takeCalls, thrown away.
   void forget();
-  // The commands sent through SCardTransmit since the last call, as "handle=0x2A protocol=2 pci=8 recv=64
-  // FFFF00D5000000".
-  Lines takeTransmissions();
 
   // --- what the process and the context hold afterwards, asked through the function table; log and calls are
   // forgotten ---
@@ -224,6 +230,9 @@ class DriverTest : public ::testing::Test {
   void openMonitor();
 
  private:
+  // The trace with the log; log and calls are forgotten.
+  Lines takeTrace(const Trace& trace);
+
   struct State;
   std::unique_ptr<State> state_;
   std::deque<CARD_DATA> records_;

@@ -37,13 +37,15 @@ void LogReader::open(const std::filesystem::path& folder) {
   read_.clear();
 }
 
-Lines LogReader::take() {
+std::vector<LogLine> LogReader::take() {
   std::set<std::filesystem::path> files;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
     if (entry.is_regular_file()) files.insert(entry.path());
   }
-  Lines lines;
+  std::uintmax_t position = 0;
+  for (const auto& [path, size] : read_) position += size;
+  std::vector<LogLine> lines;
   for (const auto& path : files) {
     std::ifstream file(path, std::ios::binary);
     file.seekg(static_cast<std::streamoff>(read_[path]));
@@ -52,12 +54,24 @@ Lines LogReader::take() {
     while (begin < bytes.size()) {
       const std::size_t end = bytes.find('\n', begin);
       const std::string line = bytes.substr(begin, end == std::string::npos ? end : end - begin);
-      lines.push_back(end == std::string::npos ? "? " + line : logLineText(line));
+      lines.push_back({position + begin, end == std::string::npos ? "? " + line : logLineText(line)});
       begin = end == std::string::npos ? bytes.size() : end + 1;
     }
     read_[path] += begin;
+    position += begin;
   }
   return lines;
+}
+
+std::uintmax_t bytesIn(const std::filesystem::path& folder) {
+  std::uintmax_t bytes = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    // By its path: what the folder itself says about a file that was just written may be old.
+    const std::uintmax_t size = std::filesystem::file_size(entry.path(), error);
+    if (!error) bytes += size;
+  }
+  return bytes;
 }
 
 std::string fileBytes(const std::filesystem::path& path) {

@@ -31,7 +31,8 @@ struct ResourceManager {
 
 namespace orvane::test::machine {
 
-// Diverts the calls of a module that was just loaded (an HMODULE; null natively).
+// Diverts the calls of a module that was just loaded (an HMODULE; null natively). Those to the resource manager are
+// noted in the Trace.
 void divertCalls(void* module);
 
 // Everything here holds until it is set again. Any thread may be inside the minidriver meanwhile.
@@ -49,13 +50,6 @@ void setResourceManager(const ResourceManager& manager);
 
 // The process name in log paths.
 std::string processName();
-// What was sent since the last call; see DriverTest::takeTransmissions.
-Lines takeTransmissions();
-
-// How SCardStatusA was asked last since the last call, as "handle=0x2A name=512 atr=36 zeroed": the lengths that came
-// in, and whether both buffers were. Empty when it was not asked.
-std::string takeStatusQuestion();
-
 // Whether the minidriver can create threads; it can at first.
 void setThreadsFail(bool fail);
 

@@ -1,6 +1,6 @@
 #include "machine.h"
 #include "platform/host/host_control.h"
-#include "support/hex_text.h"
+#include "trace.h"
 #include "transmission_text.h"
 
 namespace orvane::test::machine {
@@ -16,7 +16,17 @@ void change(const Change& apply) {
 
 }  // namespace
 
-void divertCalls(void*) {}
+void divertCalls(void*) {
+  change([](host::HostMachine& machine) {
+    machine.statusAsked = [](const host::StatusQuestion& question) {
+      Trace::note(statusQuestionText(question.cardHandle, question.nameLength, question.atrLength, question.isZeroed));
+    };
+    machine.commandSent = [](const host::SentCommand& command) {
+      Trace::note(transmissionText(command.cardHandle, command.protocol, command.headerLength, command.hasReceiveHeader,
+                                   command.receiveLength, command.bytes));
+    };
+  });
+}
 
 void setLogLevel(const LogLevelValue& value) {
   std::optional<Bytes> data;
@@ -51,24 +61,6 @@ void setResourceManager(const ResourceManager& manager) {
 }
 
 std::string processName() { return "hosttest"; }
-
-Lines takeTransmissions() {
-  std::vector<host::SentCommand> sent;
-  change([&](host::HostMachine& machine) { sent.swap(machine.sent); });
-  Lines lines;
-  for (const host::SentCommand& command : sent) {
-    lines.push_back(transmissionText(command.cardHandle, command.protocol, command.headerLength,
-                                     command.hasReceiveHeader, command.receiveLength, command.bytes));
-  }
-  return lines;
-}
-
-std::string takeStatusQuestion() {
-  std::optional<host::StatusQuestion> question;
-  change([&](host::HostMachine& machine) { question.swap(machine.statusQuestion); });
-  if (!question) return "";
-  return statusQuestionText(question->cardHandle, question->nameLength, question->atrLength, question->isZeroed);
-}
 
 void setThreadsFail(bool fail) {
   change([&](host::HostMachine& machine) { machine.threadsFail = fail; });

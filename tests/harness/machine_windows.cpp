@@ -6,9 +6,9 @@
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 #include "machine.h"
+#include "trace.h"
 #include "transmission_text.h"
 
 namespace orvane::test::machine {
@@ -20,8 +20,6 @@ struct Diverted {
   std::optional<SYSTEMTIME> localTime;
   bool hasTempFolder = true;
   ResourceManager manager;
-  Lines sent;
-  std::string statusQuestion;
   std::vector<HANDLE> heldThreads;
   Lines threadCreations;
   bool threadsFail = false;
@@ -41,8 +39,8 @@ bool isZero(const void* buffer, DWORD size) {
 LONG WINAPI divertedStatus(SCARDHANDLE card, LPSTR readerName, LPDWORD readerNameLength, LPDWORD, LPDWORD, LPBYTE atr,
                            LPDWORD atrLength) {
   const std::lock_guard lock(diverted().mutex);
-  diverted().statusQuestion = statusQuestionText(card, *readerNameLength, *atrLength,
-                                                 isZero(readerName, *readerNameLength) && isZero(atr, *atrLength));
+  Trace::note(statusQuestionText(card, *readerNameLength, *atrLength,
+                                 isZero(readerName, *readerNameLength) && isZero(atr, *atrLength)));
   const ResourceManager& manager = diverted().manager;
   if (manager.statusResult != SCARD_S_SUCCESS) return manager.statusResult;
   const std::size_t size = manager.readerName.size() + (manager.hasNameNul ? 1 : 0);
@@ -55,9 +53,8 @@ LONG WINAPI divertedStatus(SCARDHANDLE card, LPSTR readerName, LPDWORD readerNam
 LONG WINAPI divertedTransmit(SCARDHANDLE card, LPCSCARD_IO_REQUEST sendHeader, LPCBYTE command, DWORD commandLength,
                              LPSCARD_IO_REQUEST receiveHeader, LPBYTE reply, LPDWORD replyLength) {
   const std::lock_guard lock(diverted().mutex);
-  diverted().sent.push_back(transmissionText(card, sendHeader->dwProtocol, sendHeader->cbPciLength,
-                                             receiveHeader != nullptr, *replyLength,
-                                             Bytes(command, command + commandLength)));
+  Trace::note(transmissionText(card, sendHeader->dwProtocol, sendHeader->cbPciLength, receiveHeader != nullptr,
+                               *replyLength, Bytes(command, command + commandLength)));
   const ResourceManager& manager = diverted().manager;
   if (manager.transmitResult != SCARD_S_SUCCESS) return manager.transmitResult;
   if (manager.reply.size() > *replyLength) return SCARD_E_INSUFFICIENT_BUFFER;
@@ -205,16 +202,6 @@ std::string processName() {
   const std::string path(program);
   const std::string name = path.substr(path.find_last_of("\\/") + 1);
   return name.substr(0, name.find('.'));
-}
-
-Lines takeTransmissions() {
-  const std::lock_guard lock(diverted().mutex);
-  return std::exchange(diverted().sent, {});
-}
-
-std::string takeStatusQuestion() {
-  const std::lock_guard lock(diverted().mutex);
-  return std::exchange(diverted().statusQuestion, {});
 }
 
 void setThreadsFail(bool fail) {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "platform/card_module.h"
@@ -27,6 +28,21 @@ constexpr DWORD code(LONG status) { return static_cast<DWORD>(status); }
 inline Lines concat(Lines first, const Lines& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
+}
+
+// Lines one after the other, each part one line or several.
+template <typename... Parts>
+Lines inOrder(const Parts&... parts) {
+  Lines lines;
+  const auto add = [&lines](const auto& part) {
+    if constexpr (std::is_convertible_v<decltype(part), std::string>) {
+      lines.emplace_back(part);
+    } else {
+      lines.insert(lines.end(), part.begin(), part.end());
+    }
+  };
+  (add(parts), ...);
+  return lines;
 }
 
 // The bytes of a plain record, padding included.

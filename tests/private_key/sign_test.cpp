@@ -17,9 +17,8 @@ struct SignCase {
   SCARDHANDLE cardHandle = kCardHandle;
   std::optional<Answer> answer = std::nullopt;
   DWORD status = 0;
-  Lines log = {};  // after the entry line
-  Lines calls = {};
-  std::vector<std::size_t> allocations = {};
+  Lines trace = {};                                     // after the entry line
+  std::optional<std::size_t> buffer = std::nullopt;     // the size asked for; none: pbSignedData untouched
   std::optional<DWORD> signatureLength = std::nullopt;  // none: cbSignedData untouched
   Bytes signature = {};                                 // the first bytes of the buffer
 };
@@ -74,20 +73,18 @@ class SignTest : public DriverTest {
   void run(CARD_DATA& record, const SignCase& row, CARD_SIGNING_INFO info) {
     answer("orvane_signHash", row.answer);
     record.hScard = row.cardHandle;
-    takeAllocations();
     CARD_SIGNING_INFO expected = info;
     const Outcome outcome = observe([&] { return record.pfnCardSignData(&record, &info); });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.log), row.calls}));
-    EXPECT_EQ(takeAllocations(), row.allocations);
+    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.trace)}));
     if (row.signatureLength) expected.cbSignedData = *row.signatureLength;
-    if (!row.allocations.empty()) {
+    if (row.buffer) {
       EXPECT_NE(info.pbSignedData, expected.pbSignedData);
       expected.pbSignedData = info.pbSignedData;
     }
     EXPECT_EQ(bytesOf(info), bytesOf(expected));
     EXPECT_EQ(hash_, callersHash());
-    if (!row.allocations.empty() && info.pbSignedData != nullptr) {
-      Bytes buffer = takeBuffer(info.pbSignedData, row.allocations.front());
+    if (row.buffer && info.pbSignedData != nullptr) {
+      Bytes buffer = takeBuffer(info.pbSignedData, *row.buffer);
       ASSERT_LE(row.signature.size(), buffer.size());
       buffer.resize(row.signature.size());
       EXPECT_EQ(buffer, row.signature);
@@ -134,9 +131,8 @@ TEST_F(SignTest, RefusesArgumentsInOrder) {
     std::optional<CARD_SIGNING_INFO> info;
     if (row.info != nullptr) info = *row.info;
     EXPECT_EQ(observe([&] { return record.pfnCardSignData(row.record, info ? &*info : nullptr); }),
-              (Outcome{87, {kEntry, row.line}, {}}));
+              (Outcome{87, {kEntry, row.line}}));
     if (info) EXPECT_EQ(bytesOf(*info), bytesOf(*row.info));
-    EXPECT_TRUE(takeAllocations().empty());
   }
 }
 
@@ -149,35 +145,33 @@ TEST_F(SignTest, ChoosesTheContainersFirstKey) {
       {.name = "an index equal to the count",
        .index = 3,
        .status = none,
-       .log = {test::request(3, 3, "00000000", 1), "E CardSignData: invalid container index"}},
+       .trace = {test::request(3, 3, "00000000", 1), "E CardSignData: invalid container index"}},
       {.name = "the largest index, the largest flags",
        .index = 255,
        .flags = 0xFFFFFFFF,
        .status = none,
-       .log = {test::request(255, 3, "FFFFFFFF", 1), "E CardSignData: invalid container index"}},
+       .trace = {test::request(255, 3, "FFFFFFFF", 1), "E CardSignData: invalid container index"}},
       {.name = "a container without keys",
        .index = 2,
        .status = none,
-       .log = {test::request(2, 3, "00000000", 1), "E CardSignData: container has no keys"}},
+       .trace = {test::request(2, 3, "00000000", 1), "E CardSignData: container has no keys"}},
       {.name = "without keys, size only",
        .index = 2,
        .flags = CARD_BUFFER_SIZE_ONLY,
        .status = none,
-       .log = {test::request(2, 3, "20000000", 1), "E CardSignData: container has no keys"}},
+       .trace = {test::request(2, 3, "20000000", 1), "E CardSignData: container has no keys"}},
       {.name = "first container",
-       .log = {test::request(0, 3, "00000000", 1), key(0, 1, 1, 2), size(256), "D CardSignData: hash length=32",
-               success(256)},
-       .calls = withHandle(sign(1, kUserPin)),
-       .allocations = {256},
+       .trace = inOrder(test::request(0, 3, "00000000", 1), key(0, 1, 1, 2), size(256), alloc(256),
+                        "D CardSignData: hash length=32", withHandle(sign(1, kUserPin)), success(256)),
+       .buffer = 256,
        .signatureLength = 256,
        .signature = reversedPattern(256)},
       {.name = "second container, a key-exchange key",
        .index = 1,
        .flags = 0xDFFFFFFF,
-       .log = {test::request(1, 3, "DFFFFFFF", 1), key(1, 2, 2, 3), size(384), "D CardSignData: hash length=32",
-               success(384)},
-       .calls = withHandle(sign(2, kUserPin)),
-       .allocations = {384},
+       .trace = inOrder(test::request(1, 3, "DFFFFFFF", 1), key(1, 2, 2, 3), size(384), alloc(384),
+                        "D CardSignData: hash length=32", withHandle(sign(2, kUserPin)), success(384)),
+       .buffer = 384,
        .signatureLength = 384,
        .signature = reversedPattern(384)},
   };
@@ -196,54 +190,53 @@ TEST_F(SignTest, SizeComesFromTheAlgorithmCode) {
       {.name = "1",
        .index = 0,
        .flags = sizeOnly,
-       .log = {asked(0), key(0, 1, 1, 1), size(128), only(128)},
-       .allocations = {128},
+       .trace = {asked(0), key(0, 1, 1, 1), size(128), alloc(128), only(128)},
+       .buffer = 128,
        .signatureLength = 128},
       {.name = "2",
        .index = 1,
        .flags = sizeOnly,
-       .log = {asked(1), key(1, 2, 1, 2), size(256), only(256)},
-       .allocations = {256},
+       .trace = {asked(1), key(1, 2, 1, 2), size(256), alloc(256), only(256)},
+       .buffer = 256,
        .signatureLength = 256},
       {.name = "3",
        .index = 2,
        .flags = sizeOnly,
-       .log = {asked(2), key(2, 3, 1, 3), size(384), only(384)},
-       .allocations = {384},
+       .trace = {asked(2), key(2, 3, 1, 3), size(384), alloc(384), only(384)},
+       .buffer = 384,
        .signatureLength = 384},
       {.name = "4",
        .index = 3,
        .flags = sizeOnly,
-       .log = {asked(3), key(3, 4, 1, 4), size(512), only(512)},
-       .allocations = {512},
+       .trace = {asked(3), key(3, 4, 1, 4), size(512), alloc(512), only(512)},
+       .buffer = 512,
        .signatureLength = 512},
       {.name = "0",
        .index = 4,
        .flags = sizeOnly,
-       .log = {asked(4), key(4, 5, 1, 0), unknown, size(256), only(256)},
-       .allocations = {256},
+       .trace = {asked(4), key(4, 5, 1, 0), unknown, size(256), alloc(256), only(256)},
+       .buffer = 256,
        .signatureLength = 256},
       {.name = "5, with other flags",
        .index = 5,
        .flags = 0x60000001,
-       .log = {test::request(5, 7, "60000001"), key(5, 6, 1, 5), unknown, size(256), only(256)},
-       .allocations = {256},
+       .trace = {test::request(5, 7, "60000001"), key(5, 6, 1, 5), unknown, size(256), alloc(256), only(256)},
+       .buffer = 256,
        .signatureLength = 256},
       {.name = "the largest code",
        .index = 6,
        .flags = sizeOnly,
-       .log = {asked(6), key(6, 7, 1, 0xFFFFFFFF), unknown, size(256), only(256)},
-       .allocations = {256},
+       .trace = {asked(6), key(6, 7, 1, 0xFFFFFFFF), unknown, size(256), alloc(256), only(256)},
+       .buffer = 256,
        .signatureLength = 256},
   };
   runAll(record, cases);
   authenticate(record);
   run(record, {.name = "an unknown code signs, too",
                .index = 5,
-               .log = {test::request(5, 7, "00000000", 1), key(5, 6, 1, 5), unknown, size(256),
-                       "D CardSignData: hash length=32", success(256)},
-               .calls = withHandle(sign(6, kUserPin)),
-               .allocations = {256},
+               .trace = inOrder(test::request(5, 7, "00000000", 1), key(5, 6, 1, 5), unknown, size(256), alloc(256),
+                                "D CardSignData: hash length=32", withHandle(sign(6, kUserPin)), success(256)),
+               .buffer = 256,
                .signatureLength = 256,
                .signature = reversedPattern(256)});
 }
@@ -257,21 +250,19 @@ TEST_F(SignTest, KeyLongerThanItsAlgorithmCode) {
   authenticate(record);
   Bytes answer = reversedPattern(256);
   std::reverse(answer.begin(), answer.end());
-  const Lines begin = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
+  const Lines begin = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256), alloc(256),
                        "D CardSignData: hash length=32"};
   const SignCase cases[] = {
       {.name = "as long as the code says",
        .answer = answerOf(0, 256, answer),
-       .log = concat(begin, {success(256)}),
-       .calls = withHandle(sign(1, kUserPin)),
-       .allocations = {256},
+       .trace = inOrder(begin, withHandle(sign(1, kUserPin)), success(256)),
+       .buffer = 256,
        .signatureLength = 256,
        .signature = reversedPattern(256)},
       {.name = "as long as the key",
        .status = code(SCARD_E_INVALID_PARAMETER),
-       .log = concat(begin, {"E CardSignData: invalid signature length 512"}),
-       .calls = withHandle(sign(1, kUserPin)),
-       .allocations = {256},
+       .trace = inOrder(begin, withHandle(sign(1, kUserPin)), "E CardSignData: invalid signature length 512"),
+       .buffer = 256,
        .signature = Bytes(256, 0)},
   };
   runAll(record, cases);
@@ -286,14 +277,14 @@ TEST_F(SignTest, NeedsMemoryEvenForTheSize) {
     record.pfnCspAlloc = nullptr;
     run(record, {.flags = flags,
                  .status = 87,
-                 .log = {first, key(0, 1, 1, 2), size(256), "E CardSignData: allocator not available"}});
+                 .trace = {first, key(0, 1, 1, 2), size(256), "E CardSignData: allocator not available"}});
     record.pfnCspAlloc = allocator;
     failAllocationsAfter(0);
     // The null pointer is stored.
     run(record, {.flags = flags,
                  .status = code(SCARD_E_NO_MEMORY),
-                 .log = {first, key(0, 1, 1, 2), size(256), "E CardSignData: allocation failed"},
-                 .allocations = {256}});
+                 .trace = {first, key(0, 1, 1, 2), size(256), refusedAlloc(256), "E CardSignData: allocation failed"},
+                 .buffer = 256});
     failAllocationsAfter(std::nullopt);
   }
 }
@@ -301,17 +292,17 @@ TEST_F(SignTest, NeedsMemoryEvenForTheSize) {
 TEST_F(SignTest, RefusesRsa1024OfKnownTokens) {
   CARD_DATA& record = open({makeKey(1, 3, 1024)});
   authenticate(record);
-  const Lines refused = {key(0, 1, 3, 1), size(128), "D CardSignData: hash length=32",
+  const Lines refused = {key(0, 1, 3, 1), size(128), alloc(128), "D CardSignData: hash length=32",
                          "E CardSignData: RSA-1024 signing not allowed \xE2\x80\x94 key size below 112-bit security "
                          "strength"};
   run(record, {.status = code(SCARD_E_UNSUPPORTED_FEATURE),
-               .log = concat({test::request(0, 1, "00000000", 1)}, refused),
-               .allocations = {128}});
+               .trace = concat({test::request(0, 1, "00000000", 1)}, refused),
+               .buffer = 128});
   run(record, {.hashLength = 20,
                .status = code(SCARD_E_UNSUPPORTED_FEATURE),
-               .log = {test::request(0, 1, "00000000", 1), refused[0], refused[1], "D CardSignData: hash length=20",
-                       refused[3]},
-               .allocations = {128}});
+               .trace = {test::request(0, 1, "00000000", 1), refused[0], refused[1], refused[2],
+                         "D CardSignData: hash length=20", refused[4]},
+               .buffer = 128});
 
   // A token that the process keeps no record of: the library decides, and gets an empty PIN.
   defineToken({.serial = kOtherSerial, .keys = {makeKey(1, 3, 1024)}});
@@ -323,9 +314,9 @@ TEST_F(SignTest, RefusesRsa1024OfKnownTokens) {
   Bytes signature(128);
   for (std::size_t i = 0; i < 128; ++i) signature[i] = static_cast<std::uint8_t>(i + 1);
   run(record, {.answer = answerOf(0, 128, signature),
-               .log = {asked, key(0, 1, 3, 1), size(128), "D CardSignData: hash length=32", success(128)},
-               .calls = withHandle(call),
-               .allocations = {128},
+               .trace = inOrder(asked, key(0, 1, 3, 1), size(128), alloc(128), "D CardSignData: hash length=32",
+                                withHandle(call), success(128)),
+               .buffer = 128,
                .signatureLength = 128,
                .signature = Bytes(signature.rbegin(), signature.rend())});
 }
@@ -333,21 +324,16 @@ TEST_F(SignTest, RefusesRsa1024OfKnownTokens) {
 TEST_F(SignTest, MapsTheLibrarysResult) {
   CARD_DATA& record = open({makeKey(1, 1)});
   authenticate(record);
-  const Lines begin = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
+  const Lines begin = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256), alloc(256),
                        "D CardSignData: hash length=32"};
-  const Lines calls = withHandle(sign(1, kUserPin));
+  const Lines begun = concat(begin, withHandle(sign(1, kUserPin)));
   const DWORD invalid = code(SCARD_E_INVALID_PARAMETER);
   Bytes whole(256, 0x55);
   whole.front() = 0x01;
   whole.back() = 0xFF;
   const Bytes reversed(whole.rbegin(), whole.rend());
   const auto failure = [&](const char* name, const Answer& answer, DWORD status, const char* line) {
-    return SignCase{.name = name,
-                    .answer = answer,
-                    .status = status,
-                    .log = concat(begin, {line}),
-                    .calls = calls,
-                    .allocations = {256}};
+    return SignCase{.name = name, .answer = answer, .status = status, .trace = concat(begun, {line}), .buffer = 256};
   };
   const SignCase cases[] = {
       failure("51", answerOf(51, 256), code(SCARD_E_UNSUPPORTED_FEATURE),
@@ -364,30 +350,26 @@ TEST_F(SignTest, MapsTheLibrarysResult) {
       failure("far too long", answerOf(0, 2147483647), invalid, "E CardSignData: invalid signature length 2147483647"),
       {.name = "the whole modulus",
        .answer = answerOf(0, 256, whole),
-       .log = concat(begin, {success(256)}),
-       .calls = calls,
-       .allocations = {256},
+       .trace = concat(begun, {success(256)}),
+       .buffer = 256,
        .signatureLength = 256,
        .signature = reversed},
       {.name = "one byte less",
        .answer = answerOf(0, 255, whole),
-       .log = concat(begin, {success(255)}),
-       .calls = calls,
-       .allocations = {256},
+       .trace = concat(begun, {success(255)}),
+       .buffer = 256,
        .signatureLength = 255,
        .signature = Bytes(reversed.begin() + 1, reversed.end())},
       {.name = "three bytes",
        .answer = answerOf(0, 3, {0xAA, 0xBB, 0xCC}),
-       .log = concat(begin, {success(3)}),
-       .calls = calls,
-       .allocations = {256},
+       .trace = concat(begun, {success(3)}),
+       .buffer = 256,
        .signatureLength = 3,
        .signature = {0xCC, 0xBB, 0xAA}},
       {.name = "one byte",
        .answer = answerOf(0, 1, {0xAA}),
-       .log = concat(begin, {success(1)}),
-       .calls = calls,
-       .allocations = {256},
+       .trace = concat(begun, {success(1)}),
+       .buffer = 256,
        .signatureLength = 1,
        .signature = {0xAA}},
   };
@@ -397,19 +379,19 @@ TEST_F(SignTest, MapsTheLibrarysResult) {
 TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
   CARD_DATA& record = open({makeKey(1, 1)});
   const auto begin = [](const std::string& length) {
-    return Lines{test::request(0, 1, "00000000"), key(0, 1, 1, 2), size(256), "D CardSignData: hash length=" + length};
+    return Lines{test::request(0, 1, "00000000"), key(0, 1, 1, 2), size(256), alloc(256),
+                 "D CardSignData: hash length=" + length};
   };
-  run(record, {.name = "nobody authenticated",
-               .status = code(SCARD_E_INVALID_PARAMETER),
-               .log = concat(begin("32"), {"E CardSignData: orvane_signHash failed, ret=257"}),
-               .calls = withHandle(sign(1, "")),
-               .allocations = {256}});
+  run(record,
+      {.name = "nobody authenticated",
+       .status = code(SCARD_E_INVALID_PARAMETER),
+       .trace = inOrder(begin("32"), withHandle(sign(1, "")), "E CardSignData: orvane_signHash failed, ret=257"),
+       .buffer = 256});
   authenticate(record, 0);
   run(record, {.name = "no card handle",
                .cardHandle = 0,
-               .log = concat(begin("32"), {success(256)}),
-               .calls = withoutHandle(sign(1, kUserPin)),
-               .allocations = {256},
+               .trace = inOrder(begin("32"), withoutHandle(sign(1, kUserPin)), success(256)),
+               .buffer = 256,
                .signatureLength = 256,
                .signature = reversedPattern(256)});
   const struct {
@@ -428,9 +410,8 @@ TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
     SCOPED_TRACE(row.logged);
     run(record, {.hashLength = row.length,
                  .answer = answerOf(0, 1, {0x77}),
-                 .log = concat(begin(row.logged), {success(1)}),
-                 .calls = withHandle(sign(1, kUserPin, row.bytes, row.passed)),
-                 .allocations = {256},
+                 .trace = inOrder(begin(row.logged), withHandle(sign(1, kUserPin, row.bytes, row.passed)), success(1)),
+                 .buffer = 256,
                  .signatureLength = 1,
                  .signature = {0x77}});
   }
@@ -445,11 +426,11 @@ TEST_F(SignTest, RefusalOfAFipsToken) {
     const std::string bytes(kHash, 2 * length);
     run(record, {.hashLength = length,
                  .status = code(SCARD_E_UNSUPPORTED_FEATURE),
-                 .log = {test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256),
-                         "D CardSignData: hash length=" + std::to_string(length),
-                         "E CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token"},
-                 .calls = withHandle(sign(1, kUserPin, bytes, static_cast<int>(length))),
-                 .allocations = {256}});
+                 .trace = inOrder(test::request(0, 1, "00000000", 1), key(0, 1, 1, 2), size(256), alloc(256),
+                                  "D CardSignData: hash length=" + std::to_string(length),
+                                  withHandle(sign(1, kUserPin, bytes, static_cast<int>(length))),
+                                  "E CardSignData: SHA1/MD5 signing blocked on FIPS 140-3 token"),
+                 .buffer = 256});
   }
 }
 

@@ -10,8 +10,8 @@ TEST_F(QueryTest, Capabilities) {
   CARD_DATA& record = open();
   CARD_DATA noContext = withoutContext(record);
   const std::string entry = "D CardQueryCapabilities :: LOG_FUNCTION_NAME = Entry";
-  const Outcome invalid{87, {entry, "E CardQueryCapabilities: invalid parameter(s)"}, {}};
-  const Outcome success{0, {entry, "D CardQueryCapabilities: populated with RSA support, keygen disabled"}, {}};
+  const Outcome invalid{87, {entry, "E CardQueryCapabilities: invalid parameter(s)"}};
+  const Outcome success{0, {entry, "D CardQueryCapabilities: populated with RSA support, keygen disabled"}};
   const struct {
     const char* name;
     PCARD_DATA record;
@@ -39,9 +39,8 @@ TEST_F(QueryTest, FreeSpace) {
   CARD_DATA& record = open();
   CARD_DATA noContext = withoutContext(record);
   const std::string entry = "D CardQueryFreeSpace :: LOG_FUNCTION_NAME = Entry";
-  const Outcome invalid{87, {entry, "E CardQueryFreeSpace: invalid parameter(s)"}, {}};
-  const Outcome success{
-      0, {entry, "D CardQueryFreeSpace: BytesAvailable=12288 MaxContainers=6 ContainersAvailable=0"}, {}};
+  const Outcome invalid{87, {entry, "E CardQueryFreeSpace: invalid parameter(s)"}};
+  const Outcome success{0, {entry, "D CardQueryFreeSpace: BytesAvailable=12288 MaxContainers=6 ContainersAvailable=0"}};
   const struct {
     const char* name;
     PCARD_DATA record;
@@ -52,7 +51,7 @@ TEST_F(QueryTest, FreeSpace) {
   } cases[] = {
       {"no record", nullptr, 0, 1, true, invalid},
       {"no result, before no context", &noContext, 0, 1, false, invalid},
-      {"no context", &noContext, 0, 1, true, {87, {entry, "E CardQueryFreeSpace: null provider context"}, {}}},
+      {"no context", &noContext, 0, 1, true, {87, {entry, "E CardQueryFreeSpace: null provider context"}}},
       {"version 1", &record, 0, 1, true, success},
       {"any version, any flags", &record, 0xFFFFFFFF, 9, true, success},
   };
@@ -72,9 +71,9 @@ TEST_F(QueryTest, KeySizes) {
   CARD_DATA& record = open();
   CARD_DATA noContext = withoutContext(record);
   const std::string entry = "D CardQueryKeySizes :: LOG_FUNCTION_NAME = Entry";
-  const Outcome invalid{87, {entry, "E CardQueryKeySizes: invalid parameter(s)"}, {}};
+  const Outcome invalid{87, {entry, "E CardQueryKeySizes: invalid parameter(s)"}};
   const auto success = [&](const std::string& keySpec) {
-    return Outcome{0, {entry, "D CardQueryKeySizes: dwKeySpec=" + keySpec + " min=2048 default=2048 max=2048"}, {}};
+    return Outcome{0, {entry, "D CardQueryKeySizes: dwKeySpec=" + keySpec + " min=2048 default=2048 max=2048"}};
   };
   const struct {
     const char* name;

@@ -60,15 +60,13 @@ class SetPropertyTest : public DriverTest {
     data.insert(data.begin(), kPoison);
     const Bytes before = data;
     const auto size = row.size.value_or(static_cast<DWORD>(data.size() - 1));
-    EXPECT_EQ(
-        observe([&] {
-          return record.pfnCardSetProperty(argument, row.name, row.data ? data.data() + 1 : nullptr, size, row.flags);
-        }),
-        (Outcome{
-            row.status,
-            concat({"D CardSetProperty :: LOG_FUNCTION_NAME = Entry", "D dwflaogs :: " + std::to_string(row.flags)},
-                   row.log),
-            {}}));
+    EXPECT_EQ(observe([&] {
+                return record.pfnCardSetProperty(argument, row.name, row.data ? data.data() + 1 : nullptr, size,
+                                                 row.flags);
+              }),
+              (Outcome{row.status, concat({"D CardSetProperty :: LOG_FUNCTION_NAME = Entry",
+                                           "D dwflaogs :: " + std::to_string(row.flags)},
+                                          row.log)}));
     EXPECT_EQ(data, before);
     const Settings settings = settingsOf(record);
     EXPECT_EQ(settings.serialNumber, row.settings.serialNumber);

@@ -55,15 +55,16 @@ struct HostMachine {
   std::optional<std::string> throwing;
   // Called with their name when SCardStatusA and SCardTransmit begin, if it is set.
   std::function<void(const char* function)> whenAsked;
-  // SCardStatusA: its result, the reader name that it gives, with a NUL behind it or without, and the last question.
+  // SCardStatusA: its result, the reader name that it gives, with a NUL behind it or without, and who is told how it
+  // was asked.
   LONG statusResult = SCARD_S_SUCCESS;
   std::string readerName;
   bool hasNameNul = true;
-  std::optional<StatusQuestion> statusQuestion;
-  // SCardTransmit: its result and the reply; the commands that were sent.
+  std::function<void(const StatusQuestion&)> statusAsked;
+  // SCardTransmit: its result and the reply, and who is told the commands.
   LONG transmitResult = SCARD_S_SUCCESS;
   std::vector<BYTE> reply;
-  std::vector<SentCommand> sent;
+  std::function<void(const SentCommand&)> commandSent;
   // What somebody else does at a point on the way to a log file; without it nothing. It is told the point, and called
   // with no lock held: "open NAME" and "make NAME" come right before a folder or file of that name is opened or made,
   // "judge NAME" when a file is open and nothing is known about it yet.

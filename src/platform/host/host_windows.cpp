@@ -48,8 +48,10 @@ LONG SCardStatusA(SCARDHANDLE hCard, LPSTR szReaderName, LPDWORD pcchReaderLen, 
   HostMachine& machine = hostMachine();
   if (machine.whenAsked) machine.whenAsked("SCardStatusA");
   const std::lock_guard lock(machine.mutex);
-  machine.statusQuestion = {hCard, *pcchReaderLen, *pcbAtrLen,
-                            isZero(szReaderName, *pcchReaderLen) && isZero(pbAtr, *pcbAtrLen)};
+  if (machine.statusAsked) {
+    machine.statusAsked(
+        {hCard, *pcchReaderLen, *pcbAtrLen, isZero(szReaderName, *pcchReaderLen) && isZero(pbAtr, *pcbAtrLen)});
+  }
   if (machine.statusResult != SCARD_S_SUCCESS) return machine.statusResult;
   if (!machine.hasNameNul && machine.readerName.size() <= *pcchReaderLen) {
     *pcchReaderLen = static_cast<DWORD>(machine.readerName.copy(szReaderName, *pcchReaderLen));
@@ -65,8 +67,10 @@ LONG SCardTransmit(SCARDHANDLE hCard, LPCSCARD_IO_REQUEST pioSendPci, LPCBYTE pb
   HostMachine& machine = hostMachine();
   if (machine.whenAsked) machine.whenAsked("SCardTransmit");
   const std::lock_guard lock(machine.mutex);
-  machine.sent.push_back({hCard, pioSendPci->dwProtocol, pioSendPci->cbPciLength, pioRecvPci != nullptr, *pcbRecvLength,
-                          std::vector<BYTE>(pbSendBuffer, pbSendBuffer + cbSendLength)});
+  if (machine.commandSent) {
+    machine.commandSent({hCard, pioSendPci->dwProtocol, pioSendPci->cbPciLength, pioRecvPci != nullptr, *pcbRecvLength,
+                         std::vector<BYTE>(pbSendBuffer, pbSendBuffer + cbSendLength)});
+  }
   if (machine.transmitResult != SCARD_S_SUCCESS) return machine.transmitResult;
   if (machine.reply.size() > *pcbRecvLength) return SCARD_E_INSUFFICIENT_BUFFER;
   std::copy(machine.reply.begin(), machine.reply.end(), pbRecvBuffer);
