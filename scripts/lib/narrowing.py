@@ -79,8 +79,9 @@ def is_constant(nodes, constants):
     return True
 
 
-def findings(root, tree):
-    """The places in files below the root, as "FILE:LINE"."""
+def findings(root, folders, tree):
+    """The places in files below these folders of the root, as "FILE:LINE"."""
+    ours = tuple(f"{root}{folder}/" for folder in folders)
     lines = tree.splitlines()
     constants = {match[1] for match in map(CONSTEXPR.search, lines) if match}
     file, number, found = "", 0, set()
@@ -89,7 +90,7 @@ def findings(root, tree):
         for place in PLACE.finditer(QUOTED.sub("", line)):
             file = place["file"] or file
             number = int(place["fileline"] or place["line"])
-        if not file.startswith(root):
+        if not file.startswith(ours):
             continue
         if "<IntegralCast>" in line and "part_of_explicit_cast" not in line:
             narrow, nodes = width(TYPE.search(line)), list(subtree(lines, at))
@@ -104,14 +105,14 @@ def findings(root, tree):
     return found
 
 
-def look_at(root, entry):
+def look_at(root, folders, entry):
     arguments = shlex.split(entry["command"])
     output = arguments.index("-o")
     del arguments[output : output + 2]
     arguments.remove("-c")
     arguments += ["-fsyntax-only", "-w", "-Xclang", "-ast-dump", "-fno-color-diagnostics"]
     run = subprocess.run(arguments, cwd=entry["directory"], capture_output=True, text=True, check=True)
-    return findings(root, run.stdout)
+    return findings(root, folders, run.stdout)
 
 
 def main():
@@ -123,7 +124,7 @@ def main():
         sys.exit(f"{build} has no sources in {' '.join(folders)}")
     found = set()
     with concurrent.futures.ProcessPoolExecutor(os.cpu_count()) as pool:
-        for places in pool.map(look_at, [root] * len(entries), entries):
+        for places in pool.map(look_at, [root] * len(entries), [folders] * len(entries), entries):
             found |= places
     for place in sorted(found):
         print(f"{place}: an integer becomes narrower without a cast")
