@@ -1,6 +1,5 @@
 // Judging what Windows has made of the token's certificates.
 #include <algorithm>
-#include <iterator>
 
 #include "doctor/checks.h"
 #include "doctor/problems.h"
@@ -35,10 +34,10 @@ constexpr TrustError kTrustErrors[] = {
 };
 
 Finding distrusted(const StoredCertificate& certificate) {
-  const auto* found = std::find_if(std::begin(kTrustErrors), std::end(kTrustErrors),
-                                   [&](const TrustError& row) { return (certificate.trustErrors & row.flag) != 0; });
   const std::string name = "The certificate of " + nameOf(certificate);
-  if (found != std::end(kTrustErrors)) return warning(name + " " + found->text + ".", found->advice);
+  for (const TrustError& row : kTrustErrors) {
+    if (certificate.trustErrors & row.flag) return warning(name + " " + row.text + ".", row.advice);
+  }
   return warning(name + " is not trusted: 0x" + hexNumber(certificate.trustErrors, 8) + ".",
                  "certmgr.msc shows the certificate and what is wrong with it.");
 }
