@@ -1,6 +1,7 @@
 #include "cache/bump_freshness.h"
 
 #include <new>
+#include <utility>
 
 #include "cache/process_state.h"
 #include "log/log.h"
@@ -14,9 +15,10 @@ namespace {
 // trusts a stale one. What the caller asked for has been done by then and must not look as if it had failed.
 std::uint32_t refreshTokenInfo(const std::string& serial) {
   try {
-    const TokenInfo tokenInfo = tokenlib::getTokenInfo(serial);
-    processState().deviceCache.storeTokenInfo(serial, tokenInfo);
-    return tokenInfo.passwordValidated;
+    TokenInfo tokenInfo = tokenlib::getTokenInfo(serial);
+    const std::uint32_t passwordValidated = tokenInfo.passwordValidated;
+    processState().deviceCache.storeTokenInfo(serial, std::move(tokenInfo));
+    return passwordValidated;
   } catch (const tokenlib::TokenLibraryError&) {
     return 0;
   } catch (const std::bad_alloc&) {

@@ -110,9 +110,9 @@ void DeviceCache::firstPinsBump(const std::string& serial) {
   state.pinsFreshness = nextFreshness(state.pinsFreshness);
 }
 
-void DeviceCache::storeTokenInfo(const std::string& serial, const TokenInfo& tokenInfo) {
+void DeviceCache::storeTokenInfo(const std::string& serial, TokenInfo tokenInfo) {
   const LockGuard lock(deviceCacheMutex);
-  devices_[serial].tokenInfo = tokenInfo;
+  devices_[serial].tokenInfo = std::move(tokenInfo);
 }
 
 void DeviceCache::erase(const std::string& serial) {

@@ -101,8 +101,8 @@ class DeviceCache {
 
   // Makes the record if needed, counts its PIN counter on and sets `reconnectSeen`.
   void firstPinsBump(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);
-  // Makes the record if needed and stores a copy of the token's own record in it.
-  void storeTokenInfo(const std::string& serial, const TokenInfo& tokenInfo) ORVANE_EXCLUDES(deviceCacheMutex);
+  // Makes the record if needed and stores the token's own record in it, wholly or, when memory runs out, not at all.
+  void storeTokenInfo(const std::string& serial, TokenInfo tokenInfo) ORVANE_EXCLUDES(deviceCacheMutex);
 
   // Drops the record, with its PIN, if there is one.
   void erase(const std::string& serial) ORVANE_EXCLUDES(deviceCacheMutex);

@@ -18,7 +18,8 @@ namespace orvane {
 // writers), writes `bytes` at its end with one call of the system, which no other writer's bytes can come between, and
 // closes it. `base` is a path with a NUL behind it, and may itself be reached through links. The parts of `below` are
 // separated by "/"; at its front and between the parts there may be any number of them. kLedAway, with nothing made and
-// nothing written: a link was met on the way, or the file has another name elsewhere (a hard link), or lost its own.
+// nothing written: a link was met on the way, or the file has another name elsewhere (a hard link), or lost its own, or
+// another process holds it in a way that would make us wait (an oplock on Windows).
 // kFailed: it cannot be opened for another reason; a name with a "/" at its end is none of a file. A failing write is
 // not reported. Throws std::bad_alloc.
 //

@@ -27,8 +27,8 @@ constexpr std::string_view takePathPart(std::string_view& path) noexcept {
 constexpr bool isFileName(std::string_view path) noexcept { return !path.empty() && path.back() != '/'; }
 
 // windowsNameBelow turns a path below a folder into the form in which Windows' kernel takes it: single backslashes
-// between the parts, none around them. What usually comes before the kernel is made up for: blanks and dots at the end
-// of a path without a separator behind it do not count. Throws std::bad_alloc.
+// between the parts, none around them. Of what usually comes before the kernel, one thing is made up for: blanks and
+// dots at the end of a path without a separator behind it do not count. Throws std::bad_alloc.
 inline std::string windowsNameBelow(std::string_view below) {
   if (isFileName(below)) below = below.substr(0, below.find_last_not_of(" .") + 1);
   std::string name;
@@ -40,9 +40,13 @@ inline std::string windowsNameBelow(std::string_view below) {
   return name;
 }
 
-// openResultOf judges what Windows' kernel answered to an opening that must not meet a link.
+// openResultOf judges what Windows' kernel answered to an opening that must not meet a link, and must not wait. A file
+// on which another process holds an oplock is opened, but a write would wait for that process; who plants files could
+// make us wait for ever, so such a line is lost like one behind a link.
 constexpr BelowResult openResultOf(std::int32_t status) noexcept {
   constexpr auto kReparsePointEncountered = static_cast<std::int32_t>(0xC000050B);
+  constexpr std::int32_t kOplockBreakInProgress = 0x108;
+  if (status == kOplockBreakInProgress) return BelowResult::kLedAway;
   if (status >= 0) return BelowResult::kDone;
   return status == kReparsePointEncountered ? BelowResult::kLedAway : BelowResult::kFailed;
 }

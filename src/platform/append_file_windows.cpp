@@ -40,7 +40,9 @@ struct Opening {
 };
 constexpr Opening kAppending = {  // Without the right to write elsewhere the system itself puts every write at the end.
     FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-    FILE_OPEN_IF, FILE_NON_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT};
+    FILE_OPEN_IF,
+    // Another process's oplock on the file is not waited for: who plants the file could take one and never let go.
+    FILE_NON_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_COMPLETE_IF_OPLOCKED};
 // As CreateDirectory does it.
 constexpr Opening kNewFolder = {FILE_LIST_DIRECTORY | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_CREATE,
                                 FILE_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_FOR_BACKUP_INTENT};
@@ -72,11 +74,11 @@ BelowResult openBelow(const char* base, std::string_view below, const Opening& o
   attributes.Attributes = OBJ_CASE_INSENSITIVE | kDontReparse;
   IO_STATUS_BLOCK ignored{};
   HANDLE handle = INVALID_HANDLE_VALUE;
-  const BelowResult result =
-      openResultOf(NtCreateFile(&handle, opening.access, &attributes, &ignored, nullptr, FILE_ATTRIBUTE_NORMAL,
-                                opening.share, opening.disposition, opening.options, nullptr, 0));
-  if (result == BelowResult::kDone) opened.set(handle);
-  return result;
+  const NTSTATUS status = NtCreateFile(&handle, opening.access, &attributes, &ignored, nullptr, FILE_ATTRIBUTE_NORMAL,
+                                       opening.share, opening.disposition, opening.options, nullptr, 0);
+  // Also where the handle is not to be used: every success brings one.
+  if (status >= 0) opened.set(handle);
+  return openResultOf(status);
 }
 
 }  // namespace

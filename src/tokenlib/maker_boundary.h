@@ -30,7 +30,7 @@ struct OrvaneBoundaryFailure {
   OrvaneBoundaryExceptionKind kind;
   // What its what() said, zero-terminated and cut to what fits; empty for null. Control characters are blanks, so that
   // the text stays one line.
-  char text[256];
+  char text[112];
 };
 
 // A text that need not be terminated: length bytes at data.

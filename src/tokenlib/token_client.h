@@ -21,15 +21,16 @@
 
 namespace orvane::tokenlib {
 
-// The text of an exception, put together from two, cut to 255 bytes. It is part of the exception, so that raising one
-// needs no memory that could be lacking.
+// The text of an exception, put together from two, cut to 111 bytes. It is part of the exception, and so small that two
+// exceptions find room in the few hundred bytes that the C++ runtime keeps for raising them when there is no memory:
+// one of these, and the std::bad_alloc of a log line about it.
 class ExceptionText {
  public:
   explicit ExceptionText(std::string_view first, std::string_view second = {}) noexcept;
   const char* c_str() const noexcept { return text_; }
 
  private:
-  char text_[256];
+  char text_[112];
 };
 
 // The token library threw an exception. what() is its text if it was a standard one, else a text of ours that names the

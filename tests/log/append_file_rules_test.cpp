@@ -76,11 +76,12 @@ TEST(AppendFileRules, WhatTheKernelAnswers) {
     std::uint32_t status;
     BelowResult result;
   } rows[] = {
-      {0x00000000, BelowResult::kDone},   {0xC000050B, BelowResult::kLedAway},  // a reparse point was met
-      {0xC0000022, BelowResult::kFailed},                                       // access denied
-      {0xC0000034, BelowResult::kFailed},                                       // no such name
-      {0xC0000035, BelowResult::kFailed},                                       // there is one already
-      {0xC00000BA, BelowResult::kFailed},                                       // a folder
+      {0x00000000, BelowResult::kDone},    {0xC000050B, BelowResult::kLedAway},  // a reparse point was met
+      {0x00000108, BelowResult::kLedAway},                                       // another's oplock: not waited for
+      {0xC0000022, BelowResult::kFailed},                                        // access denied
+      {0xC0000034, BelowResult::kFailed},                                        // no such name
+      {0xC0000035, BelowResult::kFailed},                                        // there is one already
+      {0xC00000BA, BelowResult::kFailed},                                        // a folder
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.status);
