@@ -77,11 +77,15 @@ def main():
             fail("pcscd did not start:\n" + (root / "run/pcscd.log").read_text(errors="replace"))
         time.sleep(0.02)
     for card, (name, serial, lines) in zip(cards, readers):
+        # A card that says from the start who it is need not leave and come back, which the reader can miss.
+        early = [line for line in lines if line.startswith("atr ")]
+        for line in early:
+            card.control(line)
         if serial != "-":
             card.insert()
             if not card.wait_powered(60):
                 fail(f"the reader '{name}' did not notice its card")
-        for line in lines:
+        for line in (line for line in lines if line not in early):
             answer = card.control(line)
             if answer.startswith("error"):
                 fail(answer)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The runs through the real PC/SC stack: orvane-card and the DLL in the emulated system, with a virtual card.
 
-    lab/card_tests.py ARCH REPORT.xml     ARCH: arm64 or x64; the report is of the JUnit kind
+    lab/card_tests.py ARCH REPORT.xml [CASE...]     ARCH: arm64 or x64; the report is of the JUnit kind; CASE: only these
 
 Each case starts a stack of its own. It looks at what the tool reports, at the commands that reached the card and at the
 minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC01, and two for decryption and PINs:
@@ -297,6 +297,9 @@ def main():
     cases["PinTooLong"] = too_long_pin
     cases.update(doctor_cases.CASES)
     cases.update(log_cases.CASES)
+    wanted = sys.argv[3:]
+    if wanted:
+        cases = {name: cases[name] for name in wanted}
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
     try:
         make_tokens(folder / "tokens")

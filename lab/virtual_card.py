@@ -68,6 +68,10 @@ class VirtualCard:
                 self._connection.close()
                 self._connection = None
 
+    def _is_inserted(self):
+        with self._lock:
+            return self._connection is not None
+
     def wait_powered(self, seconds):
         """Waits until the reader has noticed the card; true if it has."""
         with self._lock:
@@ -99,7 +103,7 @@ class VirtualCard:
             self.remove()
         elif word == "insert":
             self.insert()
-        elif word == "atr":
+        elif word == "atr" and self._is_inserted():
             self.remove()
             self.insert()
             if not self.wait_powered(60):
