@@ -71,7 +71,7 @@ void* toPointer(CardHandle cardHandle) { return reinterpret_cast<void*>(cardHand
 
 }  // namespace
 
-ExceptionText::ExceptionText(std::string_view first, std::string_view second) noexcept {
+LibraryText::LibraryText(std::string_view first, std::string_view second) noexcept {
   const std::size_t firstLength = first.copy(text_, sizeof(text_) - 1);
   text_[firstLength + second.copy(text_ + firstLength, sizeof(text_) - 1 - firstLength)] = '\0';
 }

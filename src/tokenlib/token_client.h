@@ -24,9 +24,9 @@ namespace orvane::tokenlib {
 // The text of an exception, put together from two, cut to 111 bytes. It is part of the exception, and so small that two
 // exceptions find room in the few hundred bytes that the C++ runtime keeps for raising them when there is no memory:
 // one of these, and the std::bad_alloc of a log line about it.
-class ExceptionText {
+class LibraryText {
  public:
-  explicit ExceptionText(std::string_view first, std::string_view second = {}) noexcept;
+  explicit LibraryText(std::string_view first, std::string_view second = {}) noexcept;
   const char* c_str() const noexcept { return text_; }
 
  private:
@@ -41,7 +41,7 @@ class TokenLibraryError : public std::exception {
   const char* what() const noexcept override { return text_.c_str(); }
 
  private:
-  ExceptionText text_;
+  LibraryText text_;
 };
 
 // The token library threw std::bad_alloc or a type derived from it; what() is its text.
@@ -51,7 +51,7 @@ class TokenLibraryOutOfMemory : public std::bad_alloc {
   const char* what() const noexcept override { return text_.c_str(); }
 
  private:
-  ExceptionText text_;
+  LibraryText text_;
 };
 
 // A card handle as the smart-card interface gives it; 0 is none. (An integer here, so that this header needs no other.)

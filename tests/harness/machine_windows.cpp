@@ -6,6 +6,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "machine.h"
 #include "trace.h"

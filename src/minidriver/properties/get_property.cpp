@@ -241,11 +241,13 @@ DWORD getChainingModes(const PropertyQuery& query) {
   return statusCode(SCARD_S_SUCCESS);
 }
 
-// The properties in the order in which their names are tested.
-constexpr struct {
+struct Property {
   std::wstring_view name;
   DWORD (*get)(const PropertyQuery&);
-} kProperties[] = {
+};
+
+// The properties in the order in which their names are tested.
+constexpr Property kProperties[] = {
     {CP_CARD_GUID, getCardIdentifier},
     {CP_CARD_READ_ONLY, getReadOnlyMode},
     {CP_CARD_FREE_SPACE, getFreeSpace},
@@ -279,7 +281,7 @@ DWORD WINAPI CardGetProperty(PCARD_DATA pCardData, LPCWSTR wszProperty, PBYTE pb
     }
     const ContextRef context = contextOf(*pCardData);
     if (!context) return refuse(ERROR_INVALID_PARAMETER, "CardGetProperty: provider context is NULL");
-    for (const auto& property : kProperties) {
+    for (const Property& property : kProperties) {
       if (property.name == wszProperty) return property.get({*context, pbData, cbData, *pdwDataLen, dwFlags});
     }
     return decline(SCARD_E_UNSUPPORTED_FEATURE, "CardGetProperty: unsupported property requested = ", wszProperty);
