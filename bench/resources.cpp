@@ -76,7 +76,8 @@ nlohmann::json monitorPoll(unsigned repetitions) {
   Scene scene;
   CARD_DATA record{};
   scene.reset(record, Before::kPinUnknown);
-  const std::set<std::string> known = DeviceMonitor::pollDevices({});
+  DeviceMonitor::KnownDevices known;
+  DeviceMonitor::pollDevices(known);
   const auto times = timeInterleaved(
       {{[] { softtoken_clear_calls(); }, [&] { DeviceMonitor::pollDevices(known); }, 16},
        {[] { softtoken_clear_calls(); }, [] { replayTokenCalls({"orvane_getConnectedDeviceList"}); }, 16}},
