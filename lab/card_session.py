@@ -4,9 +4,10 @@
 Called by lab/in-system as "card_session.py ROOT READERS-AND-COMMAND": for each reader the words
     reader NAME SERIAL [CONTROL-LINE...]
 (see virtual_card.py for control lines: they are carried out before the command starts), then "--" and the command, which
-runs inside ROOT. Without such words there is no reader; SERIAL "-" leaves a reader empty. Reader number N, from 0, listens
-for control lines on localhost port 35970 + N. pcscd appends " 00 00" to the name. There may be a second reader of the same
-name, the other slot of the first; pcscd appends " 00 01" there. The driver has no more. The status is the command's.
+runs inside ROOT. Without such words there is no reader; SERIAL "-" leaves a reader empty. Windows programs see the readers
+in the order of their names' first mention. pcscd appends " 00 00" to the name, and " 00 01" for a second reader of the same
+name, which is the other slot of the first; there are three names at most, with two slots each. Reader number N, from 0 in
+the order of the words, listens for control lines on localhost port 35970 + N. The status is the command's.
 
 If a folder of the machine is shown inside as /out, the first card can also be controlled from the machine, through the
 local socket card-control in it, and what every card was asked is found there afterwards, as hex, in card-commands.txt:
@@ -15,6 +16,7 @@ one line a reader, the commands separated by blanks, or "none".
 
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 import time
@@ -24,6 +26,8 @@ import virtual_card  # noqa: E402
 
 FIRST_PORT = 35963
 FIRST_CONTROL = 35970
+NAMES, SLOTS = 3, 2
+DRIVER = "usr/lib/pcsc/drivers/serial/libifdvpcd.so"
 
 
 def fail(text):
@@ -31,16 +35,29 @@ def fail(text):
     sys.exit(125)
 
 
-def reader_port(number):
-    return FIRST_PORT + number  # the reader driver has two slots, with a port each
+def reader_ports(readers):
+    """The port of each reader: each name has two, one for each slot of the reader driver."""
+    names, ports = [], []
+    for name, _, _ in readers:
+        if name not in names:
+            names.append(name)
+        ports.append(FIRST_PORT + SLOTS * names.index(name))
+        while ports[-1] in ports[:-1]:
+            ports[-1] += 1
+    return ports
 
 
-def reader_config(name):
-    port = reader_port(0)
-    return (
-        f'FRIENDLYNAME "{name}"\nDEVICENAME /dev/null:{port:#x}\n'
-        f"LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\nCHANNELID {port:#x}\n"
-    )
+def reader_config(root, readers, ports):
+    """The text of pcscd's configuration. All readers are in one, since the order of several files is anyone's guess."""
+    text = ""
+    for number, ((name, _, _), port) in enumerate(zip(readers, ports)):
+        if any(name == earlier for earlier, _, _ in readers[:number]):
+            continue
+        # The driver keeps its slots in variables of the process; under another name it is loaded once more, with its own.
+        driver = f"/run/reader-driver-{number}.so"
+        shutil.copyfile(root / DRIVER, root / driver[1:])
+        text += f'FRIENDLYNAME "{name}"\nDEVICENAME /dev/null:{port:#x}\nLIBPATH {driver}\nCHANNELID {port:#x}\n\n'
+    return text
 
 
 def parse(words):
@@ -51,8 +68,9 @@ def parse(words):
         readers.append((words.pop(0), words.pop(0), []))
         while words and words[0] not in ("reader", "--"):
             readers[-1][2].append(words.pop(0))
-    if len(readers) > 2 or len({name for name, _, _ in readers}) > 1:
-        fail("there are two readers at most, of the same name")
+    names = [name for name, _, _ in readers]
+    if len(set(names)) > NAMES or any(names.count(name) > SLOTS for name in names):
+        fail(f"there are {NAMES} names of readers at most, with {SLOTS} readers each")
     return readers, words[1:]
 
 
@@ -62,11 +80,12 @@ def main():
     folder = root / "etc/reader.conf.d"
     for old in folder.iterdir():
         old.unlink()
-    cards = []
-    for number, (name, serial, _) in enumerate(readers):
-        (folder / "reader").write_text(reader_config(name))
-        cards.append(virtual_card.VirtualCard(reader_port(number), serial))
-        virtual_card.serve_control(cards[-1], ("127.0.0.1", FIRST_CONTROL + number))
+    ports = reader_ports(readers)
+    if readers:
+        (folder / "readers").write_text(reader_config(root, readers, ports))
+    cards = [virtual_card.VirtualCard(port, serial) for port, (_, serial, _) in zip(ports, readers)]
+    for number, card in enumerate(cards):
+        virtual_card.serve_control(card, ("127.0.0.1", FIRST_CONTROL + number))
 
     (root / "run/pcscd").mkdir(parents=True, exist_ok=True)
     with open(root / "run/pcscd.log", "wb") as log:

@@ -18,6 +18,7 @@ import time
 sys.dont_write_bytecode = True  # the tree stays as it is
 import doctor_cases  # noqa: E402
 import log_cases  # noqa: E402
+import reader_cases  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 from tool_run import REPOSITORY, Run  # noqa: E402
 
@@ -297,6 +298,7 @@ def main():
     cases["PinTooLong"] = too_long_pin
     cases.update(doctor_cases.CASES)
     cases.update(log_cases.CASES)
+    cases.update(reader_cases.CASES)
     wanted = sys.argv[3:]
     if wanted:
         cases = {name: cases[name] for name in wanted}

@@ -23,6 +23,7 @@ class Run:
         self.directory = REPOSITORY / f"build/windows-{arch}"
         self.registry = LAB / "orvane.reg"
         self.first_card = []  # control lines of a card in a reader of the same name before the case's own
+        self.more_readers = []  # pairs (reader name, the card's serial) of readers after the case's own
         for each in (self.out, self.temp):
             each.mkdir(parents=True)
 
@@ -42,6 +43,8 @@ class Run:
             command += ["--reader", reader, "--serial", serial]
         for line in lines:
             command += ["--card", line]
+        for name, card in self.more_readers:
+            command += ["--reader", name, "--serial", card]
         pipe = subprocess.PIPE
         return subprocess.Popen(
             [*command, self.arch, "orvane-card.exe", *arguments], stdin=pipe, stdout=pipe, stderr=pipe, text=True)
