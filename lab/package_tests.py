@@ -25,6 +25,7 @@ import pe_image  # noqa: E402
 import setup_information  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 from in_use_cases import InUseCases, make_stand_in  # noqa: E402
+from roll_out_cases import roll_out  # noqa: E402
 
 sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
 import make_packages  # noqa: E402
@@ -508,6 +509,7 @@ class Tests:
             "OddFolder": self.odd_folder, "OddEnvironment": self.odd_environment, "OddRegistry": self.odd_registry,
             "OtherPrompt": self.other_prompt,
             "FilesInTheWay": self.files_in_the_way, "FoldersInTheWay": self.folders_in_the_way,
+            "RollOut": lambda: roll_out(self),
             **InUseCases(self, installed).cases(),
         }
 
