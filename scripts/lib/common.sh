@@ -42,27 +42,14 @@ stoppable() {
   return "$status"
 }
 
-# together COMMAND -- ARGS...: runs the first in the background, stoppable, and the rest in the foreground; fails if
-# either does.
-together() {
-  local status=0
-  set -m
-  { catchSignals; "$1"; } </dev/null &
-  BACKGROUND=$!
-  set +m
-  shift 2
-  "$@" || status=$?
-  wait "$BACKGROUND" || status=$?
-  BACKGROUND=
-  return "$status"
-}
-
 # stopJobs STATUS: what an interrupt does; ends the script with STATUS.
 stopJobs() {
   local job
   trap '' INT TERM HUP
   for job in $JOB $BACKGROUND; do
     asRoot kill -TERM -- "-$job" 2>/dev/null
+  done
+  for job in $JOB $BACKGROUND; do
     wait "$job" 2>/dev/null
   done
   exit "$1"
@@ -81,10 +68,9 @@ catchSignals
 # that it is still at work. On failure the end of the log is shown. Returns the command's status.
 whileSaying() {
   local text=$1 log=$2 status=0
-  shift 2
   mkdir -p "$(dirname "$log")"
   say "$text"
-  stoppable withTicker "$log" "$@" || status=$?
+  stoppable withTicker "$@" || status=$?
   if [ "$status" -ne 0 ]; then
     say "failed with status $status: $text (log: $log)"
     tail -n 25 "$log" >&2
@@ -93,12 +79,12 @@ whileSaying() {
 }
 
 withTicker() {
-  local log=$1 status=0 begun=$SECONDS
-  shift
+  local text=$1 log=$2 status=0 begun=$SECONDS
+  shift 2
   (
     # Its sleep must hold nobody's pipe open when the ticker is ended.
     while sleep 20 >/dev/null 2>&1; do
-      say "  ... still at it ($((SECONDS - begun)) s): $(tail -n 1 "$log" 2>/dev/null | tr -d '\r' | cut -c -100)"
+      say "  ... $text ($((SECONDS - begun)) s): $(tail -n 1 "$log" 2>/dev/null | tr -d '\r' | cut -c -100)"
     done
   ) &
   local ticker=$!

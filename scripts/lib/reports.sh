@@ -4,15 +4,12 @@
 # Sourced after common.sh.
 
 REPORTS=$REPO/build/test-reports
-RESULTS=()  # "tier|what|passed|failed|seconds"
-PASSED=0
-FAILED=0
+# One row for each thing that was run, "tier|what|passed|failed|seconds|log", by whichever process ran it.
+RESULTS=$REPORTS/results-$$.txt
 
-# record TIER WHAT PASSED FAILED SECONDS: adds one row and its counts.
+# record TIER WHAT PASSED FAILED SECONDS LOG: adds one row, in one piece.
 record() {
-  RESULTS+=("$1|$2|$3|$4|$5")
-  PASSED=$((PASSED + $3))
-  FAILED=$((FAILED + $4))
+  printf '%s|%s|%s|%s|%s|%s\n' "$@" >>"$RESULTS"
 }
 
 # check TIER WHAT COMMAND ARGS...: one check; its output is kept and shown only when it fails. Returns its status.
@@ -22,24 +19,25 @@ check() {
   log="$REPORTS/$tier-$(tr -c 'a-zA-Z0-9\n' - <<<"$what").log"
   whileSaying "$tier: $what" "$log" "$@" || status=$?
   if [ "$status" -eq 0 ]; then
-    record "$tier" "$what" 1 0 $((SECONDS - begun))
+    record "$tier" "$what" 1 0 $((SECONDS - begun)) "$log"
   else
-    record "$tier" "$what" 0 1 $((SECONDS - begun))
+    record "$tier" "$what" 0 1 $((SECONDS - begun)) "$log"
   fi
   return "$status"
 }
 
 # runReported TIER WHAT REPORT COMMAND ARGS...: runs a test program that writes a JUnit-style REPORT and counts its
-# cases. With STATUS_DECIDES=no a bad status alone, after a complete report without failures, is only mentioned.
+# cases. With STATUS_DECIDES=no a bad status alone, after a complete report without failures, is only mentioned. Returns 0 only
+# if something ran and nothing failed.
 runReported() {
-  local tier=$1 what=$2 report=$3 begun=$SECONDS status=0 counts tests failures broken=0
+  local tier=$1 what=$2 report=$3 log=${3%.xml}.log begun=$SECONDS status=0 counts tests failures broken=0
   shift 3
-  whileSaying "$tier: $what" "${report%.xml}.log" "$@" || status=$?
+  whileSaying "$tier: $what" "$log" "$@" || status=$?
   counts=$(reportCounts "$report") || counts=''
   if [ -z "$counts" ]; then
     say "$tier: $what left no complete report (status $status)"
-    record "$tier" "$what (no complete report)" 0 1 $((SECONDS - begun))
-    return
+    record "$tier" "$what (no complete report)" 0 1 $((SECONDS - begun)) "$log"
+    return 1
   fi
   read -r tests failures <<<"$counts"
   if [ "$tests" -eq 0 ]; then
@@ -53,7 +51,8 @@ runReported() {
       say "$tier: $what ended with status $status after a complete report without failures"
     fi
   fi
-  record "$tier" "$what" $((tests - failures)) $((failures + broken)) $((SECONDS - begun))
+  record "$tier" "$what" $((tests - failures)) $((failures + broken)) $((SECONDS - begun)) "$log"
+  [ $((failures + broken)) -eq 0 ]
 }
 
 # reportCounts REPORT: prints the number of test cases that ran and of those that failed. Cases that were skipped count
@@ -72,16 +71,25 @@ print(len(cases), len(bad))
 END
 }
 
-# summary: the table of what ran where and the closing line. Ends the script.
+# summary: the table of what ran where, the ends of the logs of what failed, and the closing line. Ends the script.
 summary() {
-  local row tier what passed failed seconds
+  local tier what passed failed seconds log allPassed=0 allFailed=0
+  touch "$RESULTS"
   printf '\n%-14s %-45s %7s %7s %8s\n' tier what passed failed seconds
-  for row in "${RESULTS[@]}"; do
-    IFS='|' read -r tier what passed failed seconds <<<"$row"
+  # Together what belongs together: rows come in the order in which the parts ended.
+  while IFS='|' read -r tier what passed failed seconds log; do
     printf '%-14s %-45s %7d %7d %8d\n' "$tier" "$what" "$passed" "$failed" "$seconds"
-  done
+    allPassed=$((allPassed + passed))
+    allFailed=$((allFailed + failed))
+  done < <(sort -s -t '|' -k 1,1 "$RESULTS")
+  while IFS='|' read -r tier what passed failed seconds log; do
+    [ "$failed" -ne 0 ] || continue
+    printf '\nfailed: %s: %s; the end of %s:\n' "$tier" "$what" "$log"
+    tail -n 12 "$log"
+  done <"$RESULTS"
+  rm -f "$RESULTS"
   printf '\nin all %d s\n' "$SECONDS"
-  printf '%d passed, %d failed\n' "$PASSED" "$FAILED"
-  if [ "$FAILED" -eq 0 ] && [ "$PASSED" -gt 0 ]; then exit 0; fi
+  printf '%d passed, %d failed\n' "$allPassed" "$allFailed"
+  if [ "$allFailed" -eq 0 ] && [ "$allPassed" -gt 0 ]; then exit 0; fi
   exit 1
 }
