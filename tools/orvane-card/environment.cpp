@@ -24,6 +24,10 @@ std::unique_ptr<CardSession> Environment::connect(Reader reader, DriverChoice dr
   return std::make_unique<CardSession>(service(), std::move(reader), std::move(driver), std::move(take));
 }
 
+TokenFacts Environment::tokenFacts(CardSession& card) {
+  return readTokenFacts(card, [&] { return connect(card.reader(), card.driver()); });
+}
+
 void Environment::trace(const std::string& line) const {
   if (options_.trace) output_.message("trace: " + line);
 }

@@ -9,6 +9,7 @@
 
 #include "card/card_session.h"
 #include "card/smart_card_service.h"
+#include "card/token_facts.h"
 #include "output.h"
 
 namespace orvane::tool {
@@ -38,6 +39,9 @@ class Environment {
 
   // connect makes another session, with this card through this minidriver, for the caller alone. Throws ToolError.
   std::unique_ptr<CardSession> connect(Reader reader, DriverChoice driver);
+
+  // tokenFacts tells about the token behind `card`; no transaction is held.
+  TokenFacts tokenFacts(CardSession& card);
 
   // disconnect gives everything back and says in words what the minidriver did wrong with the memory lent to it.
   std::vector<std::string> disconnect();

@@ -69,6 +69,7 @@ class CardSession {
   const Reader& reader() const { return reader_; }
   const DriverChoice& driver() const { return driver_; }
   std::uint32_t version() const { return cardData_.dwVersion; }  // granted by the minidriver
+  SCARDHANDLE handle() const { return card_; }  // for what is asked without the minidriver, in a transaction
 
   // Files. readFile gives the content; listFiles the names in a directory ("" is the root).
   Bytes readFile(const CardPath& path);
