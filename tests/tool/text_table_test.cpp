@@ -16,6 +16,33 @@ TEST(ToolTextTable, ColumnsAreAsWideAsTheirWidestCell) {
             "10  A longer name\n");
 }
 
+TEST(ToolTextTable, NarrowerThanItsCellsItBreaksThemBetweenWords) {
+  TextTable table({">#", "~Subject", "~Valid", "Mark"});
+  table.addRow({"1", "Nora Example of the long department", "2026-11-20 to 2036-11-20", "ABCD"});
+  table.addRow({"2", "CN=\xC3\xA4\xC3\xA4withoutAnyBlankInIt", "", "EF"});
+  EXPECT_EQ(table.text(38),
+            "#  Subject        Valid           Mark\n"
+            "-  -------------  --------------  ----\n"
+            "1  Nora Example   2026-11-20 to   ABCD\n"
+            "   of the long    2036-11-20\n"
+            "   department\n"
+            "2  CN=\xC3\xA4\xC3\xA4withoutA                  EF\n"
+            "   nyBlankInIt\n");
+  EXPECT_EQ(table.text(1000), table.text());
+}
+
+TEST(ToolTextTable, NeverBreaksADateNorAColumnThatIsNotMarked) {
+  TextTable table({"Whole", "~Valid"});
+  table.addRow({"as it is in one line", "2026-11-20 to 2036-11-20, expired"});
+  EXPECT_EQ(table.text(10),
+            "Whole                 Valid\n"
+            "--------------------  -----------\n"
+            "as it is in one line  2026-11-20\n"
+            "                      to\n"
+            "                      2036-11-20,\n"
+            "                      expired\n");
+}
+
 TEST(ToolTextTable, WithoutRowsThereAreTheHeaders) { EXPECT_EQ(TextTable({"A", ">B"}).text(), "A  B\n-  -\n"); }
 
 TEST(ToolShortened, CutsAtCodePointsAndMarksTheCut) {

@@ -26,18 +26,25 @@ std::string wrapped(std::string_view text, std::size_t column, std::size_t width
 // TextTable collects rows and prints them in aligned columns, two blanks apart, under a header and a line of dashes.
 class TextTable {
  public:
-  // `headers` names the columns; those whose name begins with '>' are right-aligned (the mark is not printed).
+  // `headers` names the columns; those whose name begins with '>' are right-aligned, those with '~' take several lines
+  // when the table would be too wide (the marks are not printed).
   explicit TextTable(std::vector<std::string> headers);
 
   // addRow takes one text a column; missing ones are empty.
   void addRow(std::vector<std::string> cells);
 
-  // text gives the lines, each ended by a newline and without blanks at its end.
-  std::string text() const;
+  // text gives the lines, each ended by a newline and without blanks at its end. With a `width` other than 0 the
+  // columns marked for it are made narrower, the widest first, until the lines fit: cells break between words, and
+  // within a word only when it has more than kWholeWord columns. A line stays longer when that is not enough.
+  static constexpr std::size_t kWholeWord = 12;
+  std::string text(std::size_t width = 0) const;
 
  private:
+  std::vector<std::size_t> columnWidths(std::size_t width) const;
+
   std::vector<std::string> headers_;
   std::vector<bool> rightAligned_;
+  std::vector<bool> wraps_;
   std::vector<std::vector<std::string>> rows_;
 };
 
