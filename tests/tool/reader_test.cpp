@@ -66,5 +66,28 @@ TEST(ToolReader, CommandsWantACardInIt) {
   }
 }
 
+TEST(ToolReader, ACardOfAnotherKindIsNoneOfOurs) {
+  const auto outcome = [](const Reader& each, bool driverNamed) {
+    try {
+      requireOrvane(each, driverNamed);
+    } catch (const ToolError& error) {
+      EXPECT_EQ(error.exitCode(), ExitCode::kNoCard);
+      EXPECT_EQ(error.advice().find("nstall"), std::string::npos) << error.advice();
+      EXPECT_FALSE(error.advice().empty());
+      return std::string(error.what());
+    }
+    return std::string("fits");
+  };
+  const Reader bank = reader("bank", true, {0x3B, 0x01});
+  Reader mute = reader("mute", true, {});
+  mute.mute = true;
+  EXPECT_EQ(outcome(reader("token", true, orvane()), false), "fits");
+  EXPECT_EQ(outcome(bank, false),
+            "the card in the reader \"bank\" is no Orvane token but a card of another kind (ATR 3B 01)");
+  EXPECT_EQ(outcome(bank, true), "fits");
+  EXPECT_EQ(outcome(mute, false), "the card in the reader \"mute\" does not answer");
+  EXPECT_EQ(outcome(mute, true), "the card in the reader \"mute\" does not answer");
+}
+
 }  // namespace
 }  // namespace orvane::tool

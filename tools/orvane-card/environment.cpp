@@ -12,6 +12,7 @@ SmartCardService& Environment::service() {
 CardSession& Environment::card() {
   if (!card_) {
     Reader reader = readerWithCard(service().readers(), options_.reader);
+    requireOrvane(reader, options_.driver.has_value());
     DriverChoice driver = chooseDriver(options_.driver, reader.atr);
     card_ = connect(std::move(reader), std::move(driver));
   }

@@ -44,4 +44,15 @@ Reader readerWithCard(const std::vector<Reader>& readers, const std::optional<st
                   "Plug the token in, or choose another reader with --reader.");
 }
 
+void requireOrvane(const Reader& reader, bool driverNamed) {
+  if (reader.mute)
+    throw ToolError(ExitCode::kNoCard, "the card in the reader \"" + reader.name + "\" does not answer",
+                    "Unplug the token and plug it in again.");
+  if (isOrvane(reader) || driverNamed) return;
+  throw ToolError(ExitCode::kNoCard,
+                  "the card in the reader \"" + reader.name + "\" is no Orvane token but a card of another kind (ATR " +
+                      toHex(reader.atr, " ") + ")",
+                  "Plug the Orvane token in, or choose its reader with --reader.");
+}
+
 }  // namespace orvane::tool

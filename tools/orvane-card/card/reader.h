@@ -33,6 +33,11 @@ const Reader* chooseReader(const std::vector<Reader>& readers, const std::option
 // in the chosen one.
 Reader readerWithCard(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
 
+// requireOrvane throws ToolError (ExitCode::kNoCard) when the card in the reader does not answer or is of another kind,
+// as a badge or a bank card is. With `driverNamed` the minidriver is named on the command line, and then any card will
+// do.
+void requireOrvane(const Reader& reader, bool driverNamed);
+
 }  // namespace orvane::tool
 
 #endif
