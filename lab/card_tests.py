@@ -17,10 +17,11 @@ import time
 
 sys.dont_write_bytecode = True  # the tree stays as it is
 import doctor_cases  # noqa: E402
+import list_cases  # noqa: E402
 import log_cases  # noqa: E402
 import reader_cases  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
-from tool_run import REPOSITORY, Run  # noqa: E402
+from tool_run import REPOSITORY, Run, openssl  # noqa: E402
 
 SERIAL_IN_NAME = "Brightfold Orvane 0012AB"
 LONG_COMMAND = "Brightfold Orvane OrvaneDSC"
@@ -133,11 +134,6 @@ def signs(run):
             check=False, capture_output=True, text=True)
         equal(verified.stdout.strip(), "Verified OK", signature.name)
     no_pin_in_log(run)
-
-
-def openssl(*arguments):
-    """Runs openssl; returns its standard output."""
-    return subprocess.run(["openssl", *arguments], check=True, capture_output=True).stdout
 
 
 def encrypt(run, container, padding):
@@ -297,6 +293,7 @@ def main():
     cases["PinNobodyAskedFor"] = pin_nobody_asked_for
     cases["PinTooLong"] = too_long_pin
     cases.update(doctor_cases.CASES)
+    cases.update(list_cases.CASES)
     cases.update(log_cases.CASES)
     cases.update(reader_cases.CASES)
     wanted = sys.argv[3:]

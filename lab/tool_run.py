@@ -11,6 +11,11 @@ LAB = pathlib.Path(__file__).resolve().parent
 REPOSITORY = LAB.parent
 
 
+def openssl(*arguments):
+    """Runs openssl; returns its standard output."""
+    return subprocess.run(["openssl", *arguments], check=True, capture_output=True).stdout
+
+
 class Run:
     """One stack with one virtual card, in a folder of its own. What a case does not change is as it should be."""
 

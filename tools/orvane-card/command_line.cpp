@@ -21,6 +21,7 @@ Examples:
   orvane-card log --level error            What did the minidriver complain about, and what does it mean?
   orvane-card list                         Which keys and certificates does it hold?
   orvane-card pin verify                   Is the PIN right, and how many attempts are left?
+  orvane-card export --key 2 -o two.der    One certificate, with what identifies it
   orvane-card sign report.pdf -o report.sig --certificate cert.der
   orvane-card --driver C:\build\OrvaneMinidriver.dll --trace list
 
@@ -118,8 +119,9 @@ class Parser {
   }
 
   void addCardCommands() {
-    addPlain(app_, "info", "Show readers, card, minidriver, card identifier and freshness counters", runInfo);
-    addPlain(app_, "list", "List the key containers with their certificates", runList);
+    addInfo();
+    addList();
+    addExport();
     auto read = std::make_shared<ReadOptions>();
     CLI::App* command = app_.add_subcommand("read", "Read a file of the card, such as cardcf, cmapfile or ksc00");
     command->add_option("FILE", read->file, "Name, or directory/name; certificates are kscNN and kxcNN")->required();
@@ -128,6 +130,36 @@ class Parser {
     choose(*command, "read", [read](Environment& environment) { return runRead(environment, *read); });
     addPlain(app_, "files", "List the files of the card", runFiles);
     addPlain(app_, "props", "Show all card properties, decoded and raw", runProperties);
+  }
+
+  void addInfo() {
+    auto options = std::make_shared<InfoOptions>();
+    CLI::App* info = app_.add_subcommand("info", "Show readers, and of the token what can be known without a PIN");
+    info->add_flag("--all", options->all, "The tokens in all readers");
+    choose(*info, "info", [options](Environment& environment) { return runInfo(environment, *options); });
+  }
+
+  void addList() {
+    auto options = std::make_shared<ListOptions>();
+    CLI::App* list = app_.add_subcommand("list", "List the keys with their certificates");
+    list->add_flag("--verbose", options->verbose, "Everything about each key, with the names of their containers");
+    choose(*list, "list", [options](Environment& environment) { return runList(environment, *options); });
+  }
+
+  void addExport() {
+    auto options = std::make_shared<ExportOptions>();
+    CLI::App* command = app_.add_subcommand("export", "Show a certificate and write it to a file");
+    CLI::Option* key =
+        command->add_option("--key", options->key, "Of this key, counted from 1 as \"list\" does")->type_name("NUMBER");
+    command->add_option("--thumbprint", options->thumbprint, "With this thumbprint (SHA-1); 8 digits are enough")
+        ->type_name("HEX")
+        ->excludes(key);
+    command->add_option("--format", options->format, "der or pem")
+        ->check(CLI::IsMember({"der", "pem"}))
+        ->capture_default_str();
+    command->add_option("-o,--output", options->output, "Write it to this file (\"-\": standard output)")
+        ->type_name("PATH");
+    choose(*command, "export", [options](Environment& environment) { return runExport(environment, *options); });
   }
 
   void addPinCommands() {

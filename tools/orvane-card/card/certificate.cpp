@@ -1,5 +1,6 @@
 #include "card/certificate.h"
 
+#include <cstddef>
 #include <memory>
 
 #include "local_files.h"
@@ -39,11 +40,29 @@ std::string wholeName(CERT_NAME_BLOB& name) {
   return toUtf8(text.substr(0, text.find(L'\0')));
 }
 
-std::string shortName(const Certificate& certificate, DWORD flags) {
-  const DWORD length = CertGetNameStringW(certificate.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, flags, nullptr, nullptr, 0);
+std::string shortName(const Certificate& certificate, DWORD type, DWORD flags) {
+  const DWORD length = CertGetNameStringW(certificate.get(), type, flags, nullptr, nullptr, 0);
   std::wstring text(length, L'\0');
-  CertGetNameStringW(certificate.get(), CERT_NAME_SIMPLE_DISPLAY_TYPE, flags, nullptr, text.data(), length);
+  CertGetNameStringW(certificate.get(), type, flags, nullptr, text.data(), length);
   return toUtf8(text.substr(0, text.find(L'\0')));
+}
+
+std::optional<std::uint8_t> keyUsageOf(CERT_INFO& info) {
+  BYTE usage = 0;
+  if (!CertGetIntendedKeyUsage(X509_ASN_ENCODING, &info, &usage, sizeof usage)) return std::nullopt;
+  return usage;
+}
+
+std::optional<std::vector<std::string>> purposesOf(const Certificate& certificate) {
+  DWORD size = 0;
+  if (!CertGetEnhancedKeyUsage(certificate.get(), CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG, nullptr, &size))
+    return std::nullopt;
+  // The texts lie behind the structure, which wants to be aligned.
+  std::vector<std::max_align_t> buffer(size / sizeof(std::max_align_t) + 1);
+  auto* list = reinterpret_cast<CERT_ENHKEY_USAGE*>(buffer.data());
+  if (!CertGetEnhancedKeyUsage(certificate.get(), CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG, list, &size))
+    return std::nullopt;
+  return std::vector<std::string>(list->rgpszUsageIdentifier, list->rgpszUsageIdentifier + list->cUsageIdentifier);
 }
 
 std::optional<PublicKey> publicKey(const CERT_PUBLIC_KEY_INFO& info) {
@@ -104,24 +123,35 @@ CertificateFacts decodeCertificate(ByteView der) {
   CERT_INFO& info = *certificate->pCertInfo;
   CertificateFacts facts;
   facts.subject = wholeName(info.Subject);
-  facts.subjectName = shortName(certificate, 0);
+  facts.subjectName = shortName(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0);
   facts.issuer = wholeName(info.Issuer);
-  facts.issuerName = shortName(certificate, CERT_NAME_ISSUER_FLAG);
+  facts.issuerName = shortName(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, CERT_NAME_ISSUER_FLAG);
   facts.serialNumber = toHex(reversed({info.SerialNumber.pbData, info.SerialNumber.cbData}));
   facts.notBefore = isoTime(joined(info.NotBefore.dwHighDateTime, info.NotBefore.dwLowDateTime));
   facts.notAfter = isoTime(joined(info.NotAfter.dwHighDateTime, info.NotAfter.dwLowDateTime));
-  facts.current = CertVerifyTimeValidity(nullptr, &info) == 0;
+  const LONG validity = CertVerifyTimeValidity(nullptr, &info);
+  facts.current = validity == 0;
+  facts.becomesValidLater = validity < 0;
   facts.key = publicKey(info.SubjectPublicKeyInfo);
   facts.keyBits = facts.key ? facts.key->bits : 0;
+  facts.email = shortName(certificate, CERT_NAME_EMAIL_TYPE, 0);
+  facts.keyUsage = keyUsageOf(info);
+  facts.purposes = purposesOf(certificate);
+  facts.sha1 = hashBytes(findHashAlgorithm("sha1"), der);
   facts.sha256 = hashBytes(hashAlgorithms().front(), der);
   return facts;
 }
 
-Json certificateJson(const CertificateFacts& facts) {
-  return {{"subject", facts.subject},       {"subjectName", facts.subjectName},   {"issuer", facts.issuer},
-          {"issuerName", facts.issuerName}, {"serialNumber", facts.serialNumber}, {"notBefore", facts.notBefore},
-          {"notAfter", facts.notAfter},     {"current", facts.current},           {"keyBits", facts.keyBits},
-          {"sha256", toHex(facts.sha256)}};
+std::string pemOf(ByteView der) {
+  DWORD length = 0;
+  const auto encode = [&](char* text) {
+    return CryptBinaryToStringA(der.data(), static_cast<DWORD>(der.size()), CRYPT_STRING_BASE64HEADER, text, &length) !=
+           FALSE;
+  };
+  if (!encode(nullptr)) throw ToolError("CryptBinaryToString", GetLastError());
+  std::string text(length, '\0');
+  if (!encode(text.data())) throw ToolError("CryptBinaryToString", GetLastError());
+  return text.substr(0, text.find('\0'));
 }
 
 bool verifySignature(ByteView certificate, const HashAlgorithm& algorithm, ByteView hash, ByteView signature) {

@@ -4,10 +4,10 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "card/card_files.h"
 #include "card/hash_algorithms.h"
-#include "text/json.h"
 
 namespace orvane::tool {
 
@@ -20,17 +20,23 @@ struct CertificateFacts {
   std::string serialNumber;  // hexadecimal, most significant byte first
   std::string notBefore;
   std::string notAfter;
-  bool current = false;  // now lies between the two
+  bool current = false;            // now lies between the two
+  bool becomesValidLater = false;  // now lies before them
   std::uint32_t keyBits = 0;
-  std::optional<PublicKey> key;  // none when it is no RSA key
-  Bytes sha256;                  // fingerprint
+  std::optional<PublicKey> key = {};                      // none when it is no RSA key
+  std::string email = {};                                 // empty when it names none
+  std::optional<std::uint8_t> keyUsage = {};              // first byte of the extension; none: every use
+  std::optional<std::vector<std::string>> purposes = {};  // object identifiers of the extended key usage; none: every
+                                                          // purpose
+  Bytes sha1 = {};                                        // the thumbprint that Windows shows
+  Bytes sha256 = {};                                      // fingerprint
 };
 
 // decodeCertificate reads a DER certificate; throws ToolError (ExitCode::kCheckFailed) when it is none.
 CertificateFacts decodeCertificate(ByteView der);
 
-// certificateJson gives the facts as an object.
-Json certificateJson(const CertificateFacts& facts);
+// pemOf gives the certificate as text: base64 between two lines of dashes. Throws ToolError (ExitCode::kInternal).
+std::string pemOf(ByteView der);
 
 // verifySignature checks a PKCS #1 v1.5 signature (most significant byte first) over `hash` with the certificate's key.
 // Throws ToolError (ExitCode::kInternal) when the operating system cannot check it at all.

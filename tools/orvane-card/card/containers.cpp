@@ -24,6 +24,25 @@ std::vector<Container> readContainers(CardSession& card) {
   return containers;
 }
 
+std::vector<ListedKey> listedKeys(const std::vector<Container>& containers) {
+  std::vector<ListedKey> keys;
+  for (const Container& container : containers) {
+    ListedKey key{container.record, {}, {}};
+    if (container.certificate.empty()) {
+      const bool holdsNone = container.status == static_cast<DWORD>(SCARD_E_NO_KEY_CONTAINER);
+      key.problem = holdsNone ? "the token holds no certificate for it" : container.whyNone;
+    } else {
+      try {
+        key.certificate = decodeCertificate(container.certificate);
+      } catch (const ToolError& error) {
+        key.problem = error.what();
+      }
+    }
+    keys.push_back(std::move(key));
+  }
+  return keys;
+}
+
 const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
                                  bool (*fits)(const ContainerRecord&), const char* purpose) {
   if (index) {

@@ -8,6 +8,7 @@
 
 #include "card/card_files.h"
 #include "card/card_session.h"
+#include "card/key_list.h"
 
 namespace orvane::tool {
 
@@ -21,6 +22,9 @@ struct Container {
 
 // readContainers reads "cmapfile" and the certificates of all valid containers.
 std::vector<Container> readContainers(CardSession& card);
+
+// listedKeys reads the certificates for people; one that cannot be read is a problem of its key alone.
+std::vector<ListedKey> listedKeys(const std::vector<Container>& containers);
 
 // chooseContainer gives the container with that index, or without one the default container if `fits` accepts it, else
 // the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).

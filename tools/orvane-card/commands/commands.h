@@ -24,11 +24,26 @@ struct PinOptions {
 // ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
 std::optional<SecretText> neededPin(Environment& environment, const PinOptions& options);
 
-// info: the readers, the card, its minidriver, "cardid" and "cardcf".
-Json runInfo(Environment& environment);
+struct InfoOptions {
+  bool all = false;  // the tokens in all readers
+};
+// info: the readers, and of the token what can be known without a PIN: its serial, minidriver, files and keys.
+Json runInfo(Environment& environment, const InfoOptions& options);
 
-// list: the key containers with their certificates.
-Json runList(Environment& environment);
+struct ListOptions {
+  bool verbose = false;  // everything about each key
+};
+// list: the keys with their certificates.
+Json runList(Environment& environment, const ListOptions& options);
+
+struct ExportOptions {
+  std::optional<int> key;                 // counted from 1; either this or `thumbprint`, or the only certificate
+  std::optional<std::string> thumbprint;  // its first digits are enough
+  std::string format = "der";             // or "pem"
+  std::string output;                     // on this machine; "-" is standard output, empty only shows it
+};
+// export: a certificate of the token, shown with its purpose and e-mail address, as a file.
+Json runExport(Environment& environment, const ExportOptions& options);
 
 struct ReadOptions {
   std::string file;    // on the card

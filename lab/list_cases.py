@@ -1,0 +1,138 @@
+"""The cases of card_tests.py about what is on a token, as "list", "info", "files" and "export" show it."""
+
+import re
+
+from cases import contains, equal
+from tool_run import openssl
+
+READER = "Brightfold Orvane OrvaneDSC"
+SERIAL = "0012AB"
+UNKNOWN_SERIAL = "99AA99"
+UNKNOWN_READER = f"Brightfold Orvane {UNKNOWN_SERIAL}"
+COLUMNS = 80
+DATE = r"\d{4}-\d{2}-\d{2}"
+CARD_COMMANDS = (["list"], ["info"], ["files"], ["props"], ["read", "cardid"], ["export"], ["pin", "forget"],
+                 ["sign", "--no-pin", "--digest", "00" * 32])
+
+
+def shown(run, *arguments, reader=READER, serial=SERIAL, lines=()):
+    """What a command prints for people."""
+    process = run.start(reader, serial, list(lines), *arguments)
+    output, errors = process.communicate()
+    return process.returncode, output, errors
+
+
+def certificate(run, number):
+    """The certificate of a key of the token, DER."""
+    return openssl("x509", "-in", run.tokens / SERIAL / f"key{number}.crt", "-outform", "DER")
+
+
+def thumbprint(run, number):
+    text = openssl("x509", "-in", run.tokens / SERIAL / f"key{number}.crt", "-noout", "-fingerprint", "-sha1").decode()
+    return text.strip().split("=")[1].replace(":", "").lower()
+
+
+def list_fits(run):
+    """In 80 columns stand subject, use, validity, issuer and thumbprint; no date is broken; long names are for --verbose."""
+    status, output, errors = shown(run, "list")
+    equal(status, 0, f"exit status, {errors}")
+    contains(output, f'The token in use has the serial "{SERIAL}"', "output")
+    for line in output.splitlines():
+        if len(line) >= COLUMNS:
+            raise AssertionError(f"a line of {len(line)} columns: {line}")
+    equal(len(re.findall(DATE, output)), 6, f"whole dates in\n{output}")
+    for number in (1, 2, 3):
+        contains(output, thumbprint(run, number)[:8], "output")
+    if re.search(r"[0-9A-F]{32}", output):
+        raise AssertionError(f"the name of a container in\n{output}")
+    status, output, errors = shown(run, "list", "--verbose")
+    equal(status, 0, f"exit status, {errors}")
+    contains(output, "Key 2 of 3 (encryption)", "output")
+    contains(output, thumbprint(run, 2), "output")
+    equal(len(re.findall(r"named \S{32}", output)), 3, f"names of containers in\n{output}")
+
+
+def unknown_token(run):
+    """A serial that the token library does not know: nothing is said about keys, and nothing is to be renewed."""
+    for command in ("list", "info"):
+        status, documents = run.tool(UNKNOWN_READER, UNKNOWN_SERIAL, [], command)
+        equal(status, 9, f"exit status, {documents}")
+        error = documents[0]["error"]
+        contains(error["message"], "whether it holds keys is unknown", f"message of {command}")
+        contains(error["advice"], "plug it in again", f"advice of {command}")
+        token = documents[0]["result"]["token"]
+        equal((token["serial"], token["serialFrom"], token["access"]), (UNKNOWN_SERIAL, "reader name", "refused"), command)
+        status, output, errors = shown(run, command, reader=UNKNOWN_READER, serial=UNKNOWN_SERIAL)
+        if "no key" in (output + errors).lower():
+            raise AssertionError(f"'no keys' in\n{output}{errors}")
+
+
+def foreign_card(run):
+    """A bank card is no matter of the minidriver: nothing is to be installed for it."""
+    for command in CARD_COMMANDS:
+        status, documents = run.tool(READER, SERIAL, ["atr 3B00"], *command)
+        equal((status, documents[0]["exitCode"]), (3, 3), f"exit status of {command}, {documents}")
+        error = documents[0]["error"]
+        contains(error["message"], "is no Orvane token but a card of another kind (ATR 3B 00)", f"message of {command}")
+        if "nstall" in error["advice"]:
+            raise AssertionError(f"advice of {command}: {error['advice']}")
+
+
+def info_all(run):
+    """One pass over two readers with a token each, and one of another kind."""
+    run.first_card = ["serial 77CC01"]
+    status, documents = run.tool(READER, SERIAL, [], "info", "--all")
+    equal(status, 0, f"exit status, {documents}")
+    tokens = documents[0]["result"]["tokens"]
+    equal([(each["token"]["serial"], each["token"]["serialFrom"], len(each["keys"])) for each in tokens],
+          [("77CC01", "token", 1), (SERIAL, "token", 3)], "tokens")
+    equal([each["reader"] for each in tokens], [f"{READER} 00 00", f"{READER} 00 01"], "readers")
+    status, output, errors = shown(run, "info", "--all")
+    equal(status, 0, f"exit status, {errors}")
+    contains(output, '"77CC01", which it says itself', "output")
+    run.first_card = ["atr 3B00"]
+    status, documents = run.tool(READER, SERIAL, [], "info", "--all")
+    equal((status, len(documents[0]["result"]["tokens"])), (0, 1), f"exit status and tokens, {documents}")
+    status, documents = run.tool(READER, SERIAL, ["atr 3B00"], "info", "--all")
+    equal((status, documents[0]["result"]["tokens"]), (3, []), f"without any token, {documents}")
+
+
+def file_list(run):
+    """Each certificate's file says to which key it belongs."""
+    status, output, errors = shown(run, "files")
+    equal(status, 0, f"exit status, {errors}")
+    contains(output, "list of the keys", "output")
+    contains(" ".join(output.split()), "certificate of key 2 of 3 (encryption)", "output")
+
+
+def export(run):
+    """The exported bytes are the certificate's; what identifies it is shown."""
+    status, output, errors = shown(run, "export", "--key", "2", "-o", "Z:/out/two.der")
+    equal(status, 0, f"exit status, {errors}")
+    equal((run.out / "two.der").read_bytes(), certificate(run, 2), "DER")
+    for part in ("The certificate of key 2 of 3 (encryption):", f"Thumbprint (SHA-1):    {thumbprint(run, 2)}", "E-mail:",
+                 "Purpose:", "Key usage:", "Written to Z:/out/two.der"):
+        contains(output, part, "output")
+    status, documents = run.tool(READER, SERIAL, [], "export", "--thumbprint", thumbprint(run, 3)[:8].upper(), "--format",
+                                 "pem", "-o", "Z:/out/three.pem")
+    equal((status, documents[0]["result"]["key"]), (0, 3), f"exit status and key, {documents}")
+    equal(openssl("x509", "-in", run.out / "three.pem", "-outform", "DER"), certificate(run, 3), "PEM")
+    process = run.start(READER, SERIAL, [], "export", "--key", "1", "--format", "pem", "-o", "-")
+    output, errors = process.communicate()
+    equal(process.returncode, 0, f"exit status, {errors}")
+    (run.folder / "one.pem").write_text(output)
+    equal(openssl("x509", "-in", run.folder / "one.pem", "-outform", "DER"), certificate(run, 1), "standard output")
+    for arguments, expected in (([], 2), (["--key", "4"], 5), (["--thumbprint", "00000000"], 5), (["--thumbprint", "0"], 2),
+                                (["--key", "1", "--thumbprint", "00000000"], 2)):
+        status, documents = run.tool(READER, SERIAL, [], "export", *arguments)
+        equal((status, documents[0]["exitCode"]), (expected, expected), f"{arguments}, {documents}")
+
+
+CASES = {
+    "ListFits": list_fits,
+    "ListUnknownToken": unknown_token,
+    "ForeignCard": foreign_card,
+    "InfoAll": info_all,
+    "Files": file_list,
+    "Export": export,
+}
