@@ -22,6 +22,7 @@ Examples:
   orvane-card list                         Which keys and certificates does it hold?
   orvane-card pin verify                   Is the PIN right, and how many attempts are left?
   orvane-card export --key 2 -o two.der    One certificate, with what identifies it
+  orvane-card report                       What second-level support wants to know, in one folder
   orvane-card sign report.pdf -o report.sig --certificate cert.der
   orvane-card --driver C:\build\OrvaneMinidriver.dll --trace list
 
@@ -57,6 +58,11 @@ input when a command asks for one. The session stops at the first command that f
 Example:
   orvane-card session -c "-pin verify" -c "pin verify" -c "sign --all report.pdf --output-dir signed" < pins.txt)";
 
+// What is wrong with the text as the date of a log; nothing when it is one.
+std::string dateProblem(const std::string& text) {
+  return logDateOf(text + ".LOG") ? std::string() : "\"" + text + "\" is no date such as 2026-11-15";
+}
+
 // Parser builds the commands into a CLI::App and notes in a Request which one was chosen.
 class Parser {
  public:
@@ -84,6 +90,7 @@ class Parser {
     addDecrypt();
     addDoctor();
     addLog();
+    addReport();
   }
 
   void addSession() {
@@ -244,9 +251,7 @@ class Parser {
         ->excludes(file);
     log->add_option("--date", options->date, "The log of this day, YYYY-MM-DD [the newest]")
         ->type_name("DATE")
-        ->check([](const std::string& text) {
-          return logDateOf(text + ".LOG") ? std::string() : "\"" + text + "\" is no date such as 2026-11-15";
-        })
+        ->check(dateProblem)
         ->excludes(file);
     log->add_option("--temp", options->temp, "Below this temporary folder instead of this user's")
         ->type_name("FOLDER")
@@ -271,6 +276,23 @@ class Parser {
       // Lines that come one by one want documents of one line.
       if (options->follow && request_.format == OutputFormat::kJson) request_.format = OutputFormat::kJsonLines;
     });
+  }
+
+  void addReport() {
+    auto options = std::make_shared<ReportOptions>();
+    CLI::App* report = app_.add_subcommand("report", "Put what second-level support wants to know into a folder");
+    report->add_option("-o,--output", options->output, "This folder [a new one in the current folder]")
+        ->type_name("FOLDER");
+    report->add_option("--process", options->process, "With the log of this program, such as chrome")
+        ->type_name("NAME");
+    report->add_option("--date", options->date, "With the log of this day, YYYY-MM-DD [the newest]")
+        ->type_name("DATE")
+        ->check(dateProblem);
+    report->add_option("--temp", options->temp, "With a log below this temporary folder instead of this user's")
+        ->type_name("FOLDER");
+    report->add_flag("--with-names", options->withNames, "Leave serials and names in");
+    report->add_flag("--dry-run", options->dryRun, "Only say what would be in it");
+    choose(*report, "report", [options](Environment& environment) { return runReport(environment, *options); });
   }
 
   CLI::App& app_;

@@ -109,6 +109,18 @@ struct LogOptions {
 // log: shows, filters, explains and follows a log file of the minidriver. Needs no smart card.
 Json runLog(Environment& environment, const LogOptions& options);
 
+struct ReportOptions {
+  std::string output;                  // folder [a new one in the current folder]
+  std::optional<std::string> process;  // the log of this program [the newest of another program than this one]
+  std::optional<std::string> date;     // of this day [the newest]
+  std::optional<std::string> temp;     // below another temporary folder than this user's
+  bool withNames = false;              // leave serials and names in
+  bool dryRun = false;                 // only say what would be in it
+};
+
+// report: what second-level support wants to know, in one folder.
+Json runReport(Environment& environment, const ReportOptions& options);
+
 }  // namespace orvane::tool
 
 #endif
