@@ -16,6 +16,9 @@ if exist "%SystemRoot%\Sysnative\reg.exe" set "system=%SystemRoot%\Sysnative"
 set "reg=%system%\reg.exe"
 set "dll=%system%\OrvaneMinidriver.dll"
 
+rem Windows Installer counts what its package has put here and repairs, updates and removes it; nobody else must.
+%reg% query "%log%\Package" /v ProductCode >nul 2>&1 && goto package
+
 rem The machine's own processor: PROCESSOR_ARCHITECTURE is that of this command prompt, which may be an emulated one.
 set "machine="
 for /f "tokens=3" %%a in ('%reg% query "HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment" /v PROCESSOR_ARCHITECTURE') do set "machine=%%a"
@@ -35,6 +38,11 @@ exit /b 1
 :other
 echo Not installed: this package is not for this machine, it has no folder %machine%.
 echo Take the package whose name ends in arm64 for an ARM64 machine, in x64 for an AMD64 one.
+exit /b 1
+
+:package
+echo Not installed: the minidriver on this machine was installed by a package of Windows Installer (.msi).
+echo Update it with the .msi of the other version, or remove "Orvane minidriver" in the list of installed apps first.
 exit /b 1
 
 rem Copying to the name of a folder would put the file into it, and say that all went well.

@@ -7,7 +7,7 @@ rem Log files belong to the users who made them and stay: the folder Brightfold 
 rem
 rem Programs that have the DLL loaded go on with it until they end; no program loads it anew.
 rem
-rem Exit codes: 0 nothing is left, 1 the registry cannot be written to, 2 a program uses the DLL, so that its file is left, by
+rem Exit codes: 0 nothing is left, 1 nothing is removed or a registry key is left, 2 a program uses the DLL, so that its file is left, by
 rem another name if it can be renamed; the message says what to do.
 setlocal EnableExtensions DisableDelayedExpansion
 set "card=HKLM\SOFTWARE\Microsoft\Cryptography\Calais\SmartCards\Brightfold Orvane"
@@ -18,6 +18,9 @@ set "system=%SystemRoot%\System32"
 if exist "%SystemRoot%\Sysnative\reg.exe" set "system=%SystemRoot%\Sysnative"
 set "reg=%system%\reg.exe"
 set "dll=%system%\OrvaneMinidriver.dll"
+
+rem Windows Installer counts what its package has put here; what goes behind its back comes back with the next repair.
+%reg% query "%maker%\Orvane\Package" /v ProductCode >nul 2>&1 && goto package
 
 rem The card type first: from then on no program loads the DLL anew.
 call :removeKey "%card%" || goto refused
@@ -63,6 +66,11 @@ echo These may be some:
 call :users
 echo Its file is called %kept% now. Close them or restart the machine, then start uninstall.cmd again to delete it.
 exit /b 2
+
+:package
+echo Not removed: the minidriver on this machine was installed by a package of Windows Installer (.msi).
+echo Remove "Orvane minidriver" in the list of installed apps, or with: msiexec /x FILE.msi
+exit /b 1
 
 :left
 echo The Orvane minidriver is removed, but its registry key cannot be deleted: %maker%\Orvane
