@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """The packages as an administrator gets them: what is in them, installing, updating and removing.
 
-    lab/package_tests.py ARCH PACKAGES REPORT.xml     ARCH: arm64 or x64; PACKAGES: the folder that scripts/package filled
+    lab/package_tests.py ARCH PACKAGES REPORT.xml [CASE...]
+                        ARCH: arm64 or x64; PACKAGES: the folder that scripts/package filled; without a CASE all of them
 
 Each installation case runs in an emulated system of its own, with a card in a reader and the software token in the place of
 the maker's library. The whole branch HKEY_LOCAL_MACHINE\\Software of the registry and the list of files in the system folder
@@ -25,6 +26,7 @@ import pe_image  # noqa: E402
 import setup_information  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 from in_use_cases import InUseCases, make_stand_in  # noqa: E402
+from msi_cases import MsiCases  # noqa: E402
 from roll_out_cases import roll_out  # noqa: E402
 
 sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
@@ -50,6 +52,8 @@ CARD_VALUES = {
 # The section of the device, without the device: Windows looks for the machine's decoration by itself, as Wine does.
 INF = r"rundll32 setupapi.dll,InstallHinfSection Orvane_Device 128 Z:\build\package\orvane.inf"
 DLL = r"C:\windows\system32\OrvaneMinidriver.dll"
+TOOL_FOLDER = r"C:\Program Files\Brightfold"
+MACHINE_VARIABLES = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
 # No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
 ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
 # Every Windows has the folder of the card types, and other cards' entries in it.
@@ -66,7 +70,8 @@ def words(text):
 
 
 class State:
-    """The registry and the system folder at one moment: {key: {value: (type, data)}}, {file name}, the DLL's bytes."""
+    """The registry and the system folder at one moment: {key: {value: (type, data)}}, {file name}, the DLL's bytes; what is
+    in the tool's folder, and the folders of PATH."""
 
     def __init__(self, out, name):
         self.keys = {}
@@ -77,6 +82,8 @@ class State:
             elif (value := re.match(r"    (.*?)    (REG_\w+)(?:    (.*))?$", line)) and key is not None:
                 key[value.group(1)] = (value.group(2), value.group(3))
         self.files = set((out / f"{name}.files").read_text(errors="replace").split("\n"))
+        self.tool = {line.removeprefix(TOOL_FOLDER) for line in (out / f"{name}.tool").read_text().splitlines()}
+        self.path = (out / f"{name}.path").read_text().split("REG_EXPAND_SZ")[1].strip().strip(";").split(";")
         dll = out / f"{name}.dll"
         self.dll = dll.read_bytes() if dll.exists() else None
         if len(self.keys) < 1000 or len(self.files) < 100:
@@ -97,6 +104,7 @@ class Installation:
         self.arch, self._tokens, self._stand_in = arch, tokens, stand_in
         self.folder, self.out = folder, folder / "out"
         self.out.mkdir(parents=True)
+        self.extra = {}  # more files for Z:\build, by name
         self.dll = (REPOSITORY / f"build/windows-{arch}/OrvaneMinidriver.dll").read_bytes()
 
     def run(self, package, steps, folder="package"):
@@ -111,6 +119,8 @@ class Installation:
         subprocess.run(
             ["cp", REPOSITORY / f"build/windows-{self.arch}/OrvaneDSCLibrary.dll", build], check=True)
         subprocess.run(["cp", self._stand_in, build / "tools"], check=True)
+        for name, data in self.extra.items():
+            (build / name).write_bytes(data)
         self._write(build / "steps.cmd", [*BEFORE, "STATE before", *steps],
                     [r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"])
         command = [LAB / "run-windows", "--timeout", "900", "--directory", build, "--out", self.out]
@@ -131,6 +141,8 @@ class Installation:
             elif step.startswith("STATE "):
                 name = step.split()[1]
                 lines += [rf"reg query HKLM\Software /s >Z:\out\{name}.keys", rf"dir /b C:\windows\system32 >Z:\out\{name}.files",
+                          rf'dir /b /s "{TOOL_FOLDER}" >Z:\out\{name}.tool 2>nul',
+                          rf'reg query "{MACHINE_VARIABLES}" /v PATH >Z:\out\{name}.path',
                           rf"if exist C:\windows\system32\OrvaneMinidriver.dll "
                           rf"copy C:\windows\system32\OrvaneMinidriver.dll Z:\out\{name}.dll >nul"]
             else:
@@ -159,6 +171,7 @@ class Tests:
                 package.extractall(folder / "unpacked")
             self.packages[each] = folder / "unpacked" / path.stem
         self.package = self.packages[arch]
+        self.installers = {each: packages / f"OrvaneMinidriver-{self.version}-{each}.msi" for each in FOLDERS}
         subprocess.run(["cp", packages / "SHA256SUMS", folder], check=True)
         self.stand_in = make_stand_in(arch, folder)
         (folder / "tokens").mkdir()
@@ -266,19 +279,20 @@ class Tests:
         output = self.folder / "elsewhere"
         environment = {"PATH": "/usr/bin:/bin", "TZ": "Asia/Tokyo", "LC_ALL": "C"}
         equal(self.make(REPOSITORY, output, umask=0o077, env=environment),
-              (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}.zip" for arch in FOLDERS] + ["SHA256SUMS"])), "result")
+              (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}.{kind}" for arch in FOLDERS for kind in ("msi", "zip")]
+                             + ["SHA256SUMS"])), "result")
         equal((output / "SHA256SUMS").read_text(), (self.folder / "SHA256SUMS").read_text(), "checksums")
 
     def refusals(self):
         """A tree from which no right package can come gives none, and the one of an earlier run goes. What else lies in the
         output folder stays. A tree of which git knows nothing is not called clean."""
         tree, output = self.folder / "tree", self.folder / "refused"
-        for file in ("scripts/package", "scripts/lib/make_packages.py", "scripts/lib/common.sh", "scripts/lib/packages.sh",
-                     "CMakeLists.txt", "CHANGELOG.md"):
+        for file in ("scripts/package", "scripts/lib/make_packages.py", "scripts/lib/make_msi.py", "scripts/lib/common.sh",
+                     "scripts/lib/packages.sh", "CMakeLists.txt", "CHANGELOG.md"):
             (tree / file).parent.mkdir(parents=True, exist_ok=True)
             subprocess.run(["cp", REPOSITORY / file, tree / file], check=True)
         output.mkdir()
-        stale = f"OrvaneMinidriver-{self.version}-arm64.zip"
+        stale = [f"OrvaneMinidriver-{self.version}-arm64.{kind}" for kind in ("msi", "zip")]
         version = f"VERSION {self.version}"
         rows = [("no sources", version, f"error: there is no {tree}/packaging/README.md, which becomes README.md\n"),
                 ("another version", "VERSION 99.0.1",
@@ -286,7 +300,7 @@ class Tests:
                 ("no version", "", r"error: CMakeLists.txt holds nothing like ^project\(OrvaneMinidriver VERSION (\d+\.\d+\.\d+)"
                  "\n")]
         for what, stated, message in rows:
-            for name in (stale, "SHA256SUMS", "notes.txt"):
+            for name in (*stale, "SHA256SUMS", "notes.txt"):
                 (output / name).write_text("of somebody")
             text = (REPOSITORY / "CMakeLists.txt").read_text()
             (tree / "CMakeLists.txt").write_text(text.replace(version, stated))
@@ -510,7 +524,7 @@ class Tests:
             "OtherPrompt": self.other_prompt,
             "FilesInTheWay": self.files_in_the_way, "FoldersInTheWay": self.folders_in_the_way,
             "RollOut": lambda: roll_out(self),
-            **InUseCases(self, installed).cases(),
+            **InUseCases(self, installed).cases(), **MsiCases(self, installed).cases(),
         }
 
 
@@ -518,7 +532,8 @@ def main():
     arch, packages, report = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-package-tests."))
     try:
-        failed = carry_out("PackageTests", Tests(arch, packages, folder).cases(), report)
+        cases = Tests(arch, packages, folder).cases()
+        failed = carry_out("PackageTests", {name: cases[name] for name in sys.argv[4:] or cases}, report)
     finally:
         remove_folder(folder)
     return 1 if failed else 0

@@ -4,8 +4,9 @@
     make_packages.py OUTPUT-FOLDER
     make_packages.py --signable       the built files that can be signed, one in each line
 
-Writes OrvaneMinidriver-VERSION-arm64.zip, the same for x64, and SHA256SUMS over both. The version is CMake's; the date,
-which every file in a package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user goes in.
+Writes OrvaneMinidriver-VERSION-arm64.msi and .zip, the same for x64, and SHA256SUMS over all four. The version is CMake's;
+the date, which every file in a package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user
+goes in.
 Whoever signs does it between building and this, so that the checksums are those of the signed files.
 """
 
@@ -15,6 +16,9 @@ import pathlib
 import re
 import sys
 import zipfile
+
+sys.dont_write_bytecode = True  # the tree stays as it is
+import make_msi  # noqa: E402
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
@@ -112,7 +116,7 @@ def main():
     output = pathlib.Path(sys.argv[1])
     output.mkdir(parents=True, exist_ok=True)
     # Packages of an earlier run must not pass for this one's, whatever becomes of it.
-    for old in [*output.glob("OrvaneMinidriver-*.zip"), output / "SHA256SUMS"]:
+    for old in [*output.glob("OrvaneMinidriver-*.msi"), *output.glob("OrvaneMinidriver-*.zip"), output / "SHA256SUMS"]:
         old.unlink(missing_ok=True)
     version, date = release()
     packages = {}
@@ -125,6 +129,7 @@ def main():
             files[name] = content(name, source, version, date)
         files["SHA256SUMS"] = sums(files)
         name = f"OrvaneMinidriver-{version}-{arch}"
+        packages[name + ".msi"] = make_msi.package(arch, version, date, files)
         packages[name + ".zip"] = zipped(name, files, date)
     for name, data in {**packages, "SHA256SUMS": sums(packages)}.items():
         (output / name).write_bytes(data)

@@ -7,6 +7,7 @@ BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googlet
   libcli11-dev nlohmann-json3-dev libssl-dev npm python3)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 ANALYSIS_PACKAGES=(clang-tidy cppcheck)
+PACKAGING_PACKAGES=(gcab msitools)
 EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
 COVERAGE_PACKAGES=(llvm)
