@@ -1,7 +1,9 @@
 """The cases of card_tests.py about "orvane-card doctor" and "orvane-card log": set-ups with one thing wrong, and what the
 tool makes of them."""
 
+import datetime
 import json
+import re
 import shutil
 import struct
 import subprocess
@@ -11,17 +13,17 @@ from tool_run import LAB
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
-STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "files", "keys", "log", "freshness",
-         "store", "logon")
+STEPS = ("service", "reader", "card", "registration", "driver", "library", "acquire", "token", "files", "keys", "log",
+         "freshness", "store", "logon")
 # The emulated system has no service that copies certificates, so this link is never reached, and says why.
 NEVER_REACHED = "store"
 INSTALLED = ("registration", "driver", "library", "log", "logon")
 LOG_FOLDER = "Brightfold/orvane-card"
 
 
-def examine(run, reader=READER, serial=SERIAL, arguments=()):
+def examine(run, reader=READER, serial=SERIAL, arguments=(), lines=()):
     """Runs doctor; returns its status and, by step, what it found."""
-    status, documents = run.tool(reader, serial, [], *arguments, "doctor")
+    status, documents = run.tool(reader, serial, lines, *arguments, "doctor")
     steps = documents[0]["result"]["steps"]
     equal(tuple(step["step"] for step in steps), STEPS, "steps")
     equal(documents[0]["ok"], status == 0, "success")
@@ -151,6 +153,109 @@ def no_token(run):
     expect(run, 4, "broken", "acquire", "SCARD_E_NO_SMARTCARD", "Unplug the token", ok=before("acquire"))
 
 
+def token_not_opened(run):
+    """The reader's name leads to a serial that the token library does not know: nothing is said about what the token
+    holds, and nobody is told to have keys or certificates replaced."""
+    how = {"reader": "Brightfold Reader", "ok": before("token")}
+    refused = 'The token in use has the serial "00", which stands in the reader\'s name. The token library could not open it'
+    expect(run, 11, "broken", "token", refused, "do not have any renewed", **how)
+    _, steps = examine(run, reader="Brightfold Reader")
+    contains(steps["token"]["finding"], "(error 224 of the library)", "finding")
+    # Errors only, which is what a machine without the value has; and on a fresh one the first lines are lost.
+    registry(run, '"logLevel"=dword:00000003', "")
+    shutil.rmtree(run.temp / "Brightfold")
+    expect(run, 11, "broken", "token", refused, "do not have any renewed", **how)
+    # Without a log it cannot be known.
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"=dword:00000001')
+    status, steps = examine(run, reader="Brightfold Reader")
+    equal((status, steps["token"]["state"], steps["keys"]["state"]), (11, "broken", "not reached"), f"states, {steps}")
+    contains(steps["token"]["finding"], "could open it is not known, and so neither is whether it holds keys", "finding")
+    contains(steps["token"]["advice"], "do not have any renewed", "advice")
+
+
+def token_by_position(run):
+    """The token does not say its serial, and another one serves."""
+    expect(run, 12, "warning", "token", 'The token in use has the serial "0012AB", but only its place among the connected '
+           "tokens says so", "Take all other tokens out", serial="77CC01", lines=["status 6A82"])
+    _, steps = examine(run, serial="77CC01")
+    equal((steps["token"]["state"], steps["token"]["finding"]),
+          ("ok", 'The token in use has the serial "77CC01", which it says itself. It is open.'), "told by the token")
+    _, steps = examine(run, reader="Brightfold Orvane 0012AB")
+    equal((steps["token"]["state"], steps["token"]["finding"]),
+          ("ok", 'The token in use has the serial "0012AB", which stands in the reader\'s name. It is open.'), "in the name")
+
+
+CARD_TYPES = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards"
+
+
+def other_product_first(run):
+    """Windows takes the first entry that fits; mending ours changes nothing."""
+    text = (LAB / "orvane.reg").read_text()
+    ours = text[text.index("[HKEY"):text.index("\n\n", text.index("[HKEY"))]
+    other = ours.replace("Brightfold Orvane", "Alpha Card").replace("Z:\\\\build\\\\OrvaneMinidriver.dll", "alpha.dll")
+    registry(run, f"[{CARD_TYPES}\\Brightfold Orvane]", f"{other}\n\n[{CARD_TYPES}\\Brightfold Orvane]")
+    expect(run, 4, "broken", "registration",
+           'Another product\'s entry, "Alpha Card" (alpha.dll), comes before ours, so Windows takes that product for this '
+           'token. In the order in which Windows takes them: "Alpha Card" (alpha.dll), "Brightfold Orvane" '
+           "(Z:\\build\\OrvaneMinidriver.dll).", "installing this minidriver again changes nothing", ok=before("registration"))
+
+
+def wrong_mask(run):
+    registry(run, '"ATRMask"=hex:ff,ff', '"ATRMask"=hex:ff,00')
+    expect(run, 4, "broken", "registration", "its ATRMask is FF 00 FF", "Install the minidriver again",
+           ok=before("registration"))
+
+
+def foreign_card(run):
+    """For a bank card nobody is told to install our minidriver."""
+    expect(run, 3, "broken", "card", "The card in \"" + READER + " 00 00\" is no Orvane token (its ATR is 3B 00).",
+           "Plug the Orvane token in", ok=("service", "reader", *INSTALLED), lines=["atr 3B00"])
+
+
+def certificate_dates(run):
+    """Expired, not yet valid and soon to expire are told apart, and the verdict does not hide them."""
+    original = run.tokens / SERIAL
+    run.tokens = run.folder / "tokens"
+    shutil.copytree(original, run.tokens / SERIAL)
+    file = run.tokens / SERIAL / "key2.crt"
+    content = file.read_bytes()
+    begin, end = re.findall(rb"\d{12}Z", content)[:2]
+    today = datetime.datetime.now(datetime.timezone.utc)
+
+    def with_dates(first, last):
+        form = "%y%m%d%H%M%SZ"
+        dates = [(today + datetime.timedelta(days=days)).strftime(form).encode() for days in (first, last)]
+        file.write_bytes(content.replace(begin, dates[0], 1).replace(end, dates[1], 1))
+        return [(today + datetime.timedelta(days=days)).strftime("%Y-%m-%d") for days in (first, last)]
+
+    reached = [step for step in STEPS if step not in ("keys", NEVER_REACHED)]
+    name = "The certificate of key 2 of 3 (encryption), "
+    _, last = with_dates(-400, -35)
+    expect(run, 12, "warning", "keys", f"{name}Orvane test user (0012AB key 2), expired on {last}.", "renewed", ok=reached)
+    first, _ = with_dates(35, 400)
+    expect(run, 12, "warning", "keys", f"{name}Orvane test user (0012AB key 2), becomes valid on {first}.", "Wait until",
+           ok=reached)
+    _, last = with_dates(-300, 12)
+    expect(run, 12, "warning", "keys", f"expires in 12 days, on {last}.", "renewed before", ok=reached)
+    process = run.start(READER, SERIAL, [], "doctor")
+    output, errors = process.communicate()
+    equal((process.returncode, "The chain holds:" in output), (12, False), f"status and verdict, {output}, {errors}")
+    contains(output, 'Nothing is broken, but "Keys and certificates" has to be looked at.', "verdict")
+
+
+def verdict_with_the_table(run):
+    """What was found stands on standard output, all of it."""
+    run.registry = None
+    process = run.start(READER, SERIAL, [], "doctor")
+    output, errors = process.communicate()
+    equal(process.returncode, 4, f"status, {errors}")
+    contains(output, 'The chain is broken at "Registration"; begin there.', "standard output")
+    equal("The chain" in errors, False, f"verdict on standard error, {errors}")
+    run.registry = LAB / "orvane.reg"
+    output, _ = run.start(READER, SERIAL, [], "doctor").communicate()
+    contains(output, 'The chain holds up to "Keys and certificates". "Certificate store" could not be looked at', "verdict")
+
+
 def keys(run):
     original = run.tokens / SERIAL
     run.tokens = run.folder / "tokens"
@@ -158,15 +263,15 @@ def keys(run):
     shutil.copytree(original, token)
     reached = [step for step in STEPS if step not in ("keys", NEVER_REACHED)]
     (token / "key2.crt").unlink()
-    expect(run, 12, "warning", "keys", "The key of container 1 has no certificate", "put on the token", ok=reached)
+    expect(run, 12, "warning", "keys", "Key 2 of 3 (encryption) has no certificate", "put on the token", ok=reached)
     shutil.copy(token / "key1.crt", token / "key2.crt")
-    expect(run, 11, "broken", "keys", "The key of container 1 is not the one in its certificate", "replaced", ok=reached)
+    expect(run, 11, "broken", "keys", "The certificate of key 2 of 3 (encryption) belongs to another key", "replaced", ok=reached)
     for name in ("key1.crt", "key2.crt", "key3.crt"):
         (token / name).unlink()
     expect(run, 11, "broken", "keys", "No key on the token has a certificate", "put on the token", ok=reached)
     config = [line for line in (token / "token.conf").read_text().splitlines() if not line.startswith("key=")]
     (token / "token.conf").write_text("\n".join(config) + "\n")
-    expect(run, 11, "broken", "keys", "The token holds no keys", "put on the token", ok=reached)
+    expect(run, 11, "broken", "keys", "The token was opened and holds no keys", "put on the token", ok=reached)
 
 
 def log_settings(run):
@@ -177,14 +282,31 @@ def log_settings(run):
     expect(run, 12, "warning", "log", "logLevel is no number", "reg add")
     run.registry = LAB / "orvane.reg"
     (run.temp / "Brightfold").write_text("in the way")
-    expect(run, 12, "warning", "log", "\\Brightfold cannot be used", "\\Brightfold is a folder")
+    expect(run, 12, "warning", "log", "\\Brightfold is a file, where a folder has to be", "Rename or remove")
     (run.temp / "Brightfold").unlink()
     (run.temp / LOG_FOLDER).parent.mkdir()
     (run.temp / LOG_FOLDER).write_text("in the way")
-    expect(run, 12, "warning", "log", "\\Brightfold\\orvane-card cannot be used", "\\orvane-card is a folder")
+    expect(run, 12, "warning", "log", "\\Brightfold\\orvane-card is a file, where a folder has to be", "Rename or remove")
     registry(run, '"logLevel"=dword:00000003', '"logLevel"="' + "3" * 40 + '"')
     (run.temp / LOG_FOLDER).unlink()
     expect(run, 12, "warning", "log", "no number and too long to be read", "reg add")
+
+
+def log_obstacles(run):
+    """Whatever keeps the minidriver from writing its log is seen, also before there is anything of ours."""
+    day = run.temp / LOG_FOLDER / f"{datetime.date.today()}.LOG"
+    day.mkdir(parents=True)
+    expect(run, 12, "warning", "log", f"\\Brightfold\\orvane-card\\{day.name} is a folder, where the log file has to be",
+           "Rename or remove")
+    shutil.rmtree(run.temp / "Brightfold")
+    run.is_temp_read_only = True
+    expect(run, 12, "warning", "log", "nothing can be made in", "may write there")
+    run.is_temp_read_only = False
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"=dword:00000300')
+    expect(run, 12, "warning", "log", "logLevel is 0x300", "reg add")
+    registry(run, '"logLevel"=dword:00000003', '"logLevel"=dword:00000004')
+    _, steps = examine(run)
+    contains(steps["log"]["finding"], "Errors are logged (logLevel is 4, which means errors only)", "level 4")
 
 
 def log_folder_outside_code_page(run):
@@ -200,7 +322,7 @@ def propagation_policy(run):
     registry(run, "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]",
              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Microsoft\\Windows\\CertProp]\n\"CertPropEnabled\"=dword:00000000\n\n"
              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]")
-    expect(run, 11, "broken", "store", "Not in this user's store: the certificate of container 0 (Orvane test user",
+    expect(run, 11, "broken", "store", "Not in this user's store: the certificate of key 1 of 3 (signing) (Orvane test user",
            "Turn on certificate propagation")
 
 
@@ -283,8 +405,16 @@ CASES = {
     "DoctorMinidriverFile": minidriver_file,
     "DoctorTokenLibrary": token_library,
     "DoctorNoToken": no_token,
+    "DoctorTokenNotOpened": token_not_opened,
+    "DoctorTokenByPosition": token_by_position,
+    "DoctorOtherProductFirst": other_product_first,
+    "DoctorWrongMask": wrong_mask,
+    "DoctorForeignCard": foreign_card,
+    "DoctorCertificateDates": certificate_dates,
+    "DoctorVerdict": verdict_with_the_table,
     "DoctorKeys": keys,
     "DoctorLogSettings": log_settings,
+    "DoctorLogObstacles": log_obstacles,
     "DoctorLogFolderOutsideCodePage": log_folder_outside_code_page,
     "DoctorPropagationPolicy": propagation_policy,
     "DoctorLogonProcess": logon_process,

@@ -9,6 +9,8 @@ from cases import equal
 
 LAB = pathlib.Path(__file__).resolve().parent
 REPOSITORY = LAB.parent
+# The temporary folder as the emulated system's files have it.
+TEMP = "/wine/drive_c/users/root/AppData/Local/Temp"
 
 
 def openssl(*arguments):
@@ -27,6 +29,7 @@ class Run:
         self.temp = folder / "temp"
         self.directory = REPOSITORY / f"build/windows-{arch}"
         self.registry = LAB / "orvane.reg"
+        self.is_temp_read_only = False
         self.first_card = []  # control lines of a card in a reader of the same name before the case's own
         self.more_readers = []  # pairs (reader name, the card's serial) of readers after the case's own
         for each in (self.out, self.temp):
@@ -36,7 +39,8 @@ class Run:
         """Starts orvane-card there. Without a reader's name there is no smart-card service; "none" is a service without
         readers."""
         command = [LAB / "run-windows", "--timeout", "180", "--directory", self.directory, "--out", self.out]
-        command += ["--temp", self.temp, "--bind", f"{self.tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
+        command += ["--bind", f"{self.temp}:{TEMP}"] if self.is_temp_read_only else ["--temp", self.temp]
+        command += ["--bind", f"{self.tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--registry", self.registry] if self.registry else []
         if self.first_card:
             command += ["--reader", reader, "--serial", "none"]

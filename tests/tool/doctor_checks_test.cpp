@@ -55,7 +55,10 @@ TEST(ToolDoctorCard, MustBeThereAnswerAndBeFree) {
       {"no card", {"R", false, false, false, {}}, StepState::kBroken, "There is no card in \"R\""},
       {"mute", {"R", true, false, true, {}}, StepState::kBroken, "does not answer"},
       {"exclusive", {"R", true, true, false, orvane()}, StepState::kBroken, "for itself alone"},
-      {"another card", {"R", true, false, false, {0x3B, 0x8E}}, StepState::kWarning, "its ATR is 3B 8E"},
+      {"another card",
+       {"R", true, false, false, {0x3B, 0x8E}},
+       StepState::kBroken,
+       "The card in \"R\" is no Orvane token (its ATR is 3B 8E)."},
       {"an Orvane token", {"R", true, false, false, orvane()}, StepState::kOk, "An Orvane token is in \"R\""},
   };
   for (const Case& row : cases) expectFinding(judgeCard(row.reader), row.state, row.part, row.what);
@@ -95,10 +98,13 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
       {"empty registry", {}, StepState::kBroken, "knows no card type with the token's ATR", nullptr},
       {"only another card's", {other}, StepState::kBroken, "knows no card type with the token's ATR", nullptr},
       {"no minidriver",
-       {changed([](CardType& type) { type.driverPath.clear(); })},
+       {changed([](CardType& type) {
+         type.name = "Brightfold Orvane";
+         type.driverPath.clear();
+       })},
        StepState::kBroken,
-       "\"Token\" names no minidriver",
-       "Token"},
+       "\"Brightfold Orvane\" names no minidriver",
+       "Brightfold Orvane"},
       {"no crypto provider",
        {changed([](CardType& type) { type.cryptoProvider.clear(); })},
        StepState::kBroken,
@@ -116,13 +122,30 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
        "Token"},
       {"another minidriver",
        {changed([](CardType& type) { type.driverPath = "other.dll"; }), second},
-       StepState::kWarning,
-       "names other.dll for this card, which is another minidriver",
+       StepState::kBroken,
+       "Another product's entry, \"Token\" (other.dll), comes before ours, so Windows takes that product for this "
+       "token. In "
+       "the order in which Windows takes them: \"Token\" (other.dll), \"Second\" (OrvaneMinidriver.dll).",
+       "Token"},
+      {"another product without a minidriver",
+       {changed([](CardType& type) {
+          type.driverPath.clear();
+          type.cryptoProvider = "Old Provider";
+        }),
+        second},
+       StepState::kBroken,
+       "\"Token\" (Old Provider, no minidriver), \"Second\" (OrvaneMinidriver.dll).",
+       "Token"},
+      {"only another product",
+       {changed([](CardType& type) { type.driverPath = "other.dll"; })},
+       StepState::kBroken,
+       "Only another product's entry, \"Token\" (other.dll), fits this token, so Windows takes that product for it.",
        "Token"},
       {"a second one that fits",
        {good, other, second},
        StepState::kWarning,
-       "the entry \"Second\" fits it, too",
+       "Other entries fit it, too; Windows takes the first. In the order in which Windows takes them: \"Token\" "
+       "(OrvaneMinidriver.dll), \"Second\" (OrvaneMinidriver.dll).",
        "Token"},
       {"ours without an ATR",
        {changed([](CardType& type) { type.atr.clear(); })},
@@ -137,7 +160,25 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
       {"ours with a shorter mask",
        {changed([](CardType& type) { type.mask = Bytes(18, 0xFF); })},
        StepState::kBroken,
-       "its ATRMask has 18 bytes, its ATR 19",
+       "its ATRMask has 18 bytes, its ATR 19; the mask is FF FF FF",
+       nullptr},
+      {"ours with a wrong mask",
+       {changed([](CardType& type) {
+         type.mask = Bytes(19, 0xFF);
+         type.mask[1] = 0x0F;
+       })},
+       StepState::kBroken,
+       "does not fit the token: its ATRMask is FF 0F FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF, which has to "
+       "be 19 "
+       "times FF.",
+       nullptr},
+      {"ours with another ATR and a wrong mask",
+       {changed([](CardType& type) {
+         type.atr[18] = 0;
+         type.mask = Bytes(19, 0);
+       })},
+       StepState::kBroken,
+       "58 58 5F 44 53 43 5F 4B 45 59 00, and its ATRMask is 00 00",
        nullptr},
       {"ours with another ATR",
        {changed([](CardType& type) { type.atr[18] = 0; })},
@@ -154,9 +195,16 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
     const Registration named = judgeRegistration(row.types, orvaneAtr(), true);
     expectFinding(named.finding, row.state == StepState::kBroken ? StepState::kWarning : row.state, row.part, row.what);
   }
-  const Bytes bank = {0x3B, 0x01};
-  expectFinding(judgeRegistration({other, good}, bank, false).finding, StepState::kBroken,
-                "knows no card type with the ATR 3B 01.", "an unknown card");
+  // Who reads it must not look for the fault in our file, nor install it again.
+  const CardType first = changed([](CardType& type) {
+    type.name = "Alpha";
+    type.driverPath = "alpha.dll";
+  });
+  EXPECT_EQ(
+      judgeRegistration({first, good}, orvaneAtr(), false).finding.advice,
+      "Uninstall the product that \"Alpha\" belongs to. If the entry stays, have it removed by an administrator: reg "
+      "delete \"HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\Alpha\" /f As long as it is there, "
+      "installing this minidriver again changes nothing.");
 }
 
 LibraryFile library(std::uint16_t machine, std::vector<std::string> imports = {}) {
@@ -202,8 +250,10 @@ TEST(ToolDoctorLibrary, MustBeThereAndLoad) {
 
   LibraryFile file = library(kMachineX64);
   file.loadError = ToolError("LoadLibrary", 1114);
-  expectFinding(judgeLibrary(driver, file, kMachineX64), StepState::kBroken,
-                "C:\\a.dll does not load: LoadLibrary failed: ERROR_DLL_INIT_FAILED (1114)", "load error");
+  expectFinding(
+      judgeLibrary(driver, file, kMachineX64), StepState::kBroken,
+      "C:\\a.dll does not load: a library failed while it started [LoadLibrary: ERROR_DLL_INIT_FAILED (1114)].",
+      "load error");
   file.loadError = ToolError("LoadLibrary", 577);
   EXPECT_EQ(judgeLibrary(driver, file, kMachineX64).advice, file.loadError->advice());
   file.missing = {"VCRUNTIME140.dll", "other.dll"};
@@ -240,8 +290,10 @@ TEST(ToolDoctorFiles, MustBeListedReadableAndOfTheirSizes) {
   };
   using Files = std::vector<CardFileFacts>;
   const Case cases[] = {
-      {"good", [](Files&) {}, StepState::kOk, "3 files and 2 certificates are listed"},
-      {"empty cmapfile", [](Files& files) { files[2].size = files[2].statedSize = 0; }, StepState::kOk, "3 files"},
+      {"good", [](Files&) {}, StepState::kOk,
+       "The token shows Windows 5 files, 2 of them for certificates; the others can all be read."},
+      {"empty cmapfile", [](Files& files) { files[2].size = files[2].statedSize = 0; }, StepState::kOk,
+       "5 files, 2 of"},
       {"nothing", [](Files& files) { files.clear(); }, StepState::kBroken, "does not list the file \"cardid\""},
       {"no cardcf", [](Files& files) { files.erase(files.begin() + 1); }, StepState::kBroken,
        "does not list the file \"cardcf\""},
@@ -261,7 +313,7 @@ TEST(ToolDoctorFiles, MustBeListedReadableAndOfTheirSizes) {
        [](Files& files) {
          files.push_back({{"mscp", "other"}, 5, 5, ""});
        },
-       StepState::kOk, "4 files"},
+       StepState::kOk, "6 files, 2 of"},
   };
   for (const Case& row : cases) {
     Files files = goodFiles();
@@ -280,6 +332,17 @@ TEST(ToolDoctorLog, LevelIsTheFirstByte) {
   EXPECT_EQ(logLevelOf(Bytes(33, 2)), std::nullopt);
 }
 
+TEST(ToolDoctorLog, ValuesAreShownAsTheRegistryHasThem) {
+  EXPECT_EQ(storedText(4, Bytes{3, 0, 0, 0}), "3");
+  EXPECT_EQ(storedText(4, Bytes{0, 3, 0, 0}), "0x300");
+  EXPECT_EQ(storedText(4, Bytes{0xFF, 0xFF, 0xFF, 0xFF}), "0xFFFFFFFF");
+  EXPECT_EQ(storedText(11, Bytes{1, 0, 0, 0, 2, 0, 0, 0}), "0x200000001");
+  EXPECT_EQ(storedText(1, Bytes{'3', 0}), "\"3\"");
+  EXPECT_EQ(storedText(2, Bytes{}), "\"\"");
+  EXPECT_EQ(storedText(3, Bytes{3, 0xAB}), "the bytes 03 AB");
+  EXPECT_EQ(storedText(3, Bytes{}), "empty");
+}
+
 TEST(ToolDoctorLog, MustBeWrittenSomewhere) {
   struct Case {
     const char* what;
@@ -287,39 +350,71 @@ TEST(ToolDoctorLog, MustBeWrittenSomewhere) {
     StepState state;
     const char* part;
   };
+  const auto with = [](std::optional<int> level, const char* stored, bool isNumber = true) {
+    LogFacts facts;
+    facts.level = level;
+    facts.stored = stored;
+    facts.isNumber = isNumber;
+    facts.folder = facts.accountFolder = "T";
+    facts.newestFile = "T\\f";
+    facts.windowsFolder = "W";
+    return facts;
+  };
+  const auto obstructed = [&](LogObstacle obstacle, const char* path) {
+    LogFacts facts = with(3, "3");
+    facts.obstacle = obstacle;
+    facts.obstaclePath = path;
+    return facts;
+  };
+  LogFacts fresh = with(std::nullopt, "");
+  fresh.newestFile.clear();
+  LogFacts lost = with(3, "3");
+  lost.arrives = false;
+  LogFacts outside = obstructed(LogObstacle::kNoFolder, "C:\\?");
+  outside.folder = "C:\\?";
+  outside.accountFolder = "C:\\\xC5\x81";
+  LogFacts similar = with(3, "3");
+  similar.folder = "C:\\L";
+  similar.accountFolder = "C:\\\xC5\x81";
   const Case cases[] = {
-      {"default",
-       {std::nullopt, true, "T", "", ""},
-       StepState::kOk,
-       "Errors are logged. There is no log file of this user yet; it will be below T\\Brightfold."},
-      {"errors", {2, true, "T", "", "T\\f"}, StepState::kOk, "Errors are logged. The newest file is T\\f."},
-      {"everything", {3, true, "T", "", "T\\f"}, StepState::kOk, "Everything is logged (level 3). The newest"},
-      {"more", {4, true, "T", "", "T\\f"}, StepState::kOk, "Errors are logged. The newest"},
-      {"exceptions", {1, true, "T", "", ""}, StepState::kWarning, "because logLevel is 1"},
-      {"nothing", {0, true, "T", "", ""}, StepState::kWarning, "because logLevel is 0"},
-      {"negative", {-1, true, "T", "", ""}, StepState::kWarning, "because logLevel is -1"},
-      {"text",
-       {51, false, "T", "", ""},
-       StepState::kWarning,
-       "only the first byte counts, 51, which means errors only"},
-      {"bytes", {3, false, "T", "", ""}, StepState::kWarning, "only the first byte counts, 3, which means everything"},
-      {"long text", {std::nullopt, false, "T", "", ""}, StepState::kWarning, "too long to be read, which means errors"},
-      {"no folder",
-       {3, true, "T", "T\\Brightfold", "", "T"},
-       StepState::kWarning,
-       "No log can be written: T\\Brightfold cannot be used"},
-      {"a name that the code page does not have",
-       {3, true, "C:\\?", "C:\\?\\", "", "C:\\\xC5\x81"},
-       StepState::kWarning,
+      {"default", fresh, StepState::kOk,
+       "Errors are logged, as always without a setting. There is no log file of this user yet; it will be below "
+       "T\\Brightfold."},
+      {"errors", with(2, "2"), StepState::kOk,
+       "Errors are logged (logLevel is 2, which means errors only). The newest file is T\\f."},
+      {"everything", with(3, "3"), StepState::kOk, "Everything is logged (logLevel is 3). The newest"},
+      {"everything, in a large number", with(3, "0x103"), StepState::kOk,
+       "Everything is logged (logLevel is 0x103, of which only the lowest byte counts: 3). The newest"},
+      {"more", with(4, "4"), StepState::kOk, "Errors are logged (logLevel is 4, which means errors only). The newest"},
+      {"exceptions", with(1, "1"), StepState::kWarning, "because logLevel is 1."},
+      {"nothing", with(0, "0"), StepState::kWarning, "because logLevel is 0."},
+      {"nothing, in a large number", with(0, "0x300"), StepState::kWarning,
+       "because logLevel is 0x300, of which only the lowest byte counts: 0."},
+      {"negative", with(-1, "0xFF"), StepState::kWarning,
+       "logLevel is 0xFF, of which only the lowest byte counts: -1."},
+      {"text", with(51, "\"3\"", false), StepState::kWarning,
+       "logLevel is no number but \"3\"; of it only the first byte counts, 51, which means errors only."},
+      {"bytes", with(3, "the bytes 03", false), StepState::kWarning,
+       "no number but the bytes 03; of it only the first byte counts, 3, which means everything."},
+      {"no bytes", with(0, "empty", false), StepState::kWarning, "only the first byte counts, 0, which means nothing."},
+      {"long text", with(std::nullopt, "", false), StepState::kWarning, "too long to be read, which means errors"},
+      {"no folder", obstructed(LogObstacle::kNoFolder, "T"), StepState::kWarning,
+       "No log can be written: T is not there."},
+      {"a file in a folder's place", obstructed(LogObstacle::kFile, "T\\Brightfold"), StepState::kWarning,
+       "No log can be written: T\\Brightfold is a file, where a folder has to be."},
+      {"a folder in the file's place", obstructed(LogObstacle::kFolder, "T\\f"), StepState::kWarning,
+       "No log can be written: T\\f is a folder, where the log file has to be."},
+      {"a link", obstructed(LogObstacle::kLink, "T\\Brightfold"), StepState::kWarning, "T\\Brightfold is a link"},
+      {"a folder that takes nothing", obstructed(LogObstacle::kRefused, "T"), StepState::kWarning,
+       "No log can be written: nothing can be made in T."},
+      {"a file that takes nothing", obstructed(LogObstacle::kRefusedFile, "T\\f"), StepState::kWarning,
+       "No log can be written: nothing can be added to T\\f."},
+      {"a line that did not arrive", lost, StepState::kWarning, "it did not come into the folder T\\Brightfold."},
+      {"a name that the code page does not have", outside, StepState::kWarning,
        "folder, C:\\\xC5\x81, has characters that this machine's code page does not have, and the minidriver looks for "
        "it as C:\\?."},
-      {"a name that is much the same in the code page",
-       {3, true, "C:\\L", "", "C:\\L\\f", "C:\\\xC5\x81"},
-       StepState::kOk,
-       "The newest file is C:\\L\\f."},
-      {"services",
-       {3, true, "T", "", "", "T", "W"},
-       StepState::kOk,
+      {"a name that is much the same in the code page", similar, StepState::kOk, "The newest file is T\\f."},
+      {"services", with(3, "3"), StepState::kOk,
        "Services and the logon process log below W\\Temp\\Brightfold, those with a profile of their own below "
        "W\\ServiceProfiles\\NAME\\AppData\\Local\\Temp\\Brightfold."},
   };
@@ -338,11 +433,20 @@ TEST(ToolDoctorFreshness, MonitorMustSeeTheTokenAndThenBeQuiet) {
       {"quiet",
        {numbers, "", true, 0, 1.54},
        StepState::kOk,
-       "version 1, PINs 2, containers 300, files 400; the monitor sees the token, and they have been unchanged for 1.5 "
-       "s."},
-      {"not seen", {numbers, "", false, 0, 10}, StepState::kWarning, "have not moved for 10.0 s"},
-      {"moves on", {numbers, "", true, 3, 0.1}, StepState::kWarning, "keep moving, 3 more times"},
-      {"unreadable", {std::nullopt, "why", false, 0, 0}, StepState::kBroken, "\"cardcf\" cannot be read: why."},
+       "The minidriver notices when the token changes; it has not for 1.5 s (version 1, PINs 2, containers 300, files "
+       "400)."},
+      {"not seen",
+       {numbers, "", false, 0, 10},
+       StepState::kWarning,
+       "The minidriver has not noticed the token for 10.0 s"},
+      {"moves on",
+       {numbers, "", true, 3, 0.1},
+       StepState::kWarning,
+       "while nothing was done, the minidriver noticed 3 changes (version 1"},
+      {"unreadable",
+       {std::nullopt, "why", false, 0, 0},
+       StepState::kBroken,
+       "The file \"cardcf\" cannot be read: why."},
   };
   for (const Case& row : cases) expectFinding(judgeFreshness(row.facts), row.state, row.part, row.what);
 }

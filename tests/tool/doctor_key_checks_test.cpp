@@ -40,73 +40,85 @@ TEST(ToolDoctorKeys, ContainersKeysAndCertificatesMustFit) {
       {"good", [](Containers&) {}, StepState::kOk, "3 keys, each with its certificate: owner 0, owner 1, owner 2."},
       {"one", [](Containers& all) { all.resize(1); }, StepState::kOk, "One key with its certificate: owner 0."},
       {"none", [](Containers& all) { all.clear(); }, StepState::kBroken,
-       "The token holds no keys, so Windows shows no certificate."},
+       "The token was opened and holds no keys, so there is no certificate to show."},
       {"unused places",
        [](Containers& all) {
-         all[1] = {{1, "", 0, 0, 0}, "", {}, {}, false, "", {}, "", "", "", true};
+         all[1] = {{1, "", 0, 0, 0}, "", {}, {}, false, "", {}, "", "", ""};
        },
        StepState::kOk, "2 keys, each with its certificate: owner 0, owner 2."},
       {"nothing but unused places",
        [](Containers& all) {
          for (ContainerFacts& each : all) each.record.flags = 0;
        },
-       StepState::kBroken, "The token holds no keys, so Windows shows no certificate."},
+       StepState::kBroken, "The token was opened and holds no keys, so there is no certificate to show."},
       {"unreadable keys", [](Containers& all) { all[1].keysProblem = "why"; }, StepState::kBroken,
-       "The public keys of container 1 cannot be read: why."},
+       "Key 2 of 3 (encryption) cannot be read: why."},
       {"other size", [](Containers& all) { all[0].record.signatureBits = 1024; }, StepState::kBroken,
-       "\"cmapfile\" states a signature key of 1024 bits for container 0, but the public key has 2048."},
+       "Key 1 of 3 (signing) is listed with 1024 bits for signing, but its public key has 2048."},
       {"stated, not there", [](Containers& all) { all[1].keyExchange.reset(); }, StepState::kBroken,
-       "\"cmapfile\" states a key-exchange key of 2048 bits for container 1, but the public key has 0."},
+       "Key 2 of 3 (encryption) is listed with 2048 bits for encryption, but its public key has 0."},
       {"there, not stated", [](Containers& all) { all[0].keyExchange = key(1); }, StepState::kBroken,
-       "\"cmapfile\" states a key-exchange key of 0 bits for container 0, but the public key has 2048."},
+       "Key 1 of 3 (signing) is listed with 0 bits for encryption, but its public key has 2048."},
       {"unreadable certificate",
        [](Containers& all) {
          all[2].hasCertificate = false;
          all[2].certificateProblem = "why";
        },
-       StepState::kBroken, "The certificate of container 2 cannot be read: why."},
+       StepState::kBroken, "The certificate of key 3 of 3 (signing and encryption) cannot be read: why."},
       {"no certificate", [](Containers& all) { all[1].hasCertificate = false; }, StepState::kWarning,
-       "The key of container 1 has no certificate, so Windows shows none for it."},
+       "Key 2 of 3 (encryption) has no certificate, so programs do not show it."},
       {"no certificate at all",
        [](Containers& all) {
          for (ContainerFacts& each : all) each.hasCertificate = false;
        },
-       StepState::kBroken, "No key on the token has a certificate, so Windows shows none."},
+       StepState::kBroken, "No key on the token has a certificate, so programs show none."},
       {"another signature key's certificate", [](Containers& all) { all[0].certified = key(9); }, StepState::kBroken,
-       "The key of container 0 is not the one in its certificate."},
+       "The certificate of key 1 of 3 (signing) belongs to another key."},
       {"another exchange key's certificate", [](Containers& all) { all[1].certified = key(9); }, StepState::kBroken,
-       "The key of container 1 is not the one in its certificate."},
+       "The certificate of key 2 of 3 (encryption) belongs to another key."},
       {"another exponent", [](Containers& all) { all[1].certified->exponent = 3; }, StepState::kBroken,
-       "The key of container 1 is not the one in its certificate."},
+       "The certificate of key 2 of 3 (encryption) belongs to another key."},
       {"certificate of another kind of key", [](Containers& all) { all[2].certified.reset(); }, StepState::kBroken,
-       "The key of container 2 is not the one in its certificate."},
-      {"not valid today", [](Containers& all) { all[0].current = false; }, StepState::kWarning,
-       "The certificate of container 0 (owner 0) is valid from 2026-01-01 to 2027-01-01, which is not today."},
+       "The certificate of key 3 of 3 (signing and encryption) belongs to another key."},
+      {"expired", [](Containers& all) { all[0].notAfter = "2026-06-14T23:59:59Z"; }, StepState::kWarning,
+       "The certificate of key 1 of 3 (signing), owner 0, expired on 2026-06-14."},
+      {"not yet valid", [](Containers& all) { all[0].notBefore = "2026-06-15T12:00:01Z"; }, StepState::kWarning,
+       "The certificate of key 1 of 3 (signing), owner 0, becomes valid on 2026-06-15."},
+      {"to expire in a month", [](Containers& all) { all[0].notAfter = "2026-07-15T00:00:00Z"; }, StepState::kOk,
+       "3 keys, each with its certificate: owner 0, owner 1, owner 2."},
+      {"soon to expire", [](Containers& all) { all[0].notAfter = "2026-07-14T00:00:00Z"; }, StepState::kWarning,
+       "The certificate of key 1 of 3 (signing), owner 0, expires in 29 days, on 2026-07-14."},
+      {"to expire tomorrow", [](Containers& all) { all[0].notAfter = "2026-06-16T00:00:00Z"; }, StepState::kWarning,
+       "The certificate of key 1 of 3 (signing), owner 0, expires tomorrow, on 2026-06-16."},
+      {"to expire today", [](Containers& all) { all[0].notAfter = "2026-06-15T12:00:00Z"; }, StepState::kWarning,
+       "The certificate of key 1 of 3 (signing), owner 0, expires today, on 2026-06-15."},
       {"equal names", [](Containers& all) { all[2].record.guid = "name0"; }, StepState::kBroken,
-       "Containers 0 and 2 have the same name, so Windows cannot tell them apart."},
+       "Key 1 of 3 (signing) and key 3 of 3 (signing and encryption) have the same name, so Windows cannot tell them "
+       "apart."},
       {"no default", [](Containers& all) { all[0].record.flags = 1; }, StepState::kWarning,
-       "\"cmapfile\" marks 0 containers as the default one."},
+       "0 keys are marked as the default one instead of 1."},
       {"two defaults", [](Containers& all) { all[1].record.flags = 3; }, StepState::kWarning,
-       "\"cmapfile\" marks 2 containers as the default one."},
+       "2 keys are marked as the default one instead of 1."},
       {"a warning and worse",
        [](Containers& all) {
-         all[0].current = false;
+         all[0].notAfter = "2026-06-14T00:00:00Z";
          all[1].certified = key(9);
        },
-       StepState::kBroken, "The key of container 1 is not the one in its certificate."},
+       StepState::kBroken, "The certificate of key 2 of 3 (encryption) belongs to another key."},
       {"several",
        [](Containers& all) {
          for (ContainerFacts& each : all) each.certified = key(9);
          all[1].record.guid = "name0";
        },
        StepState::kBroken,
-       "The key of container 0 is not the one in its certificate. The key of container 1 is not the one in its "
-       "certificate. The key of container 2 is not the one in its certificate. And 1 more."},
+       "The certificate of key 1 of 3 (signing) belongs to another key. The certificate of key 2 of 3 (encryption) "
+       "belongs "
+       "to another key. The certificate of key 3 of 3 (signing and encryption) belongs to another key. And 1 more."},
   };
   for (const Case& row : cases) {
     Containers containers = good();
     row.change(containers);
-    const Finding finding = judgeKeys(containers);
+    const Finding finding = judgeKeys(containers, "2026-06-15T12:00:00Z");
     EXPECT_EQ(finding.state, row.state) << row.what;
     EXPECT_EQ(finding.text, row.text) << row.what;
     EXPECT_EQ(finding.advice.empty(), row.state == StepState::kOk) << row.what;

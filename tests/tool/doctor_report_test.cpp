@@ -8,9 +8,9 @@ namespace orvane::tool {
 namespace {
 
 constexpr DoctorStep kSteps[] = {
-    DoctorStep::kService,   DoctorStep::kReader,  DoctorStep::kCard,  DoctorStep::kRegistration, DoctorStep::kDriver,
-    DoctorStep::kLibrary,   DoctorStep::kAcquire, DoctorStep::kFiles, DoctorStep::kKeys,         DoctorStep::kLog,
-    DoctorStep::kFreshness, DoctorStep::kStore,   DoctorStep::kLogon};
+    DoctorStep::kService, DoctorStep::kReader,    DoctorStep::kCard,  DoctorStep::kRegistration, DoctorStep::kDriver,
+    DoctorStep::kLibrary, DoctorStep::kAcquire,   DoctorStep::kToken, DoctorStep::kFiles,        DoctorStep::kKeys,
+    DoctorStep::kLog,     DoctorStep::kFreshness, DoctorStep::kStore, DoctorStep::kLogon};
 static_assert(std::size(kSteps) == kDoctorStepCount);
 
 DoctorReport healthy() {
@@ -29,7 +29,7 @@ TEST(ToolDoctorReport, ChainHoldsWhereNothingIsBroken) {
 }
 
 TEST(ToolDoctorReport, FirstBrokenLinkGivesTheExitCode) {
-  constexpr int kCodes[] = {3, 3, 3, 4, 4, 4, 4, 11, 11, 11, 11, 11, 11};
+  constexpr int kCodes[] = {3, 3, 3, 4, 4, 4, 4, 11, 11, 11, 11, 11, 11, 11};
   for (std::size_t i = 0; i < std::size(kSteps); ++i) {
     DoctorReport report = healthy();
     EXPECT_EQ(report.exitCode(), ExitCode::kSuccess);
@@ -51,13 +51,28 @@ TEST(ToolDoctorReport, FirstBrokenLinkGivesTheExitCode) {
             "The chain is broken at \"Token library\"; begin there. In all: 2 links broken, 1 warning.");
 }
 
-TEST(ToolDoctorReport, SummaryNamesTheFirstOfTheWorst) {
+TEST(ToolDoctorReport, SummarySaysUpToWhereTheChainHolds) {
+  const std::string pin = " The PIN was not tried; \"orvane-card pin verify\" says whether it is right or blocked.";
+  const std::string stored = "The chain holds: the certificates are in this user's store, where programs find them";
+  const std::string unknown =
+      " \"Certificate store\" could not be looked at, so whether programs show the certificates is not known: look "
+      "there "
+      "next, with certmgr.msc, below Personal.";
   DoctorReport report = healthy();
-  EXPECT_EQ(report.summary(), "The chain holds: Windows can show the certificates of this token.");
+  EXPECT_EQ(report.summary(), stored + "." + pin);
   report.set(DoctorStep::kLog, warning("Odd.", "Look."));
-  EXPECT_EQ(report.summary(), "The chain holds, with 1 warning, first at \"Log\".");
-  report.set(DoctorStep::kKeys, warning("Odd.", "Look."));
-  EXPECT_EQ(report.summary(), "The chain holds, with 2 warnings, first at \"Keys and certificates\".");
+  EXPECT_EQ(report.summary(), stored + ", with 1 warning, first at \"Log\"." + pin);
+  report.set(DoctorStep::kStore, Finding{});
+  EXPECT_EQ(report.summary(),
+            "The chain holds up to \"Keys and certificates\", with 1 warning, first at \"Log\"." + unknown + pin);
+  report.set(DoctorStep::kLog, ok("Fine."));
+  EXPECT_EQ(report.summary(), "The chain holds up to \"Keys and certificates\"." + unknown + pin);
+  report.set(DoctorStep::kKeys, warning("Expired.", "Renew."));
+  EXPECT_EQ(report.summary(),
+            "Nothing is broken, but \"Keys and certificates\" has to be looked at. In all: 1 warning." + unknown + pin);
+  report.set(DoctorStep::kStore, warning("Not trusted.", "Install."));
+  EXPECT_EQ(report.summary(),
+            "Nothing is broken, but \"Keys and certificates\" has to be looked at. In all: 2 warnings." + pin);
   report.set(DoctorStep::kFreshness, broken("Broken.", "Mend."));
   EXPECT_EQ(report.summary(),
             "The chain is broken at \"Freshness numbers\"; begin there. In all: 1 link broken, 2 warnings.");
@@ -87,6 +102,7 @@ TEST(ToolDoctorReport, TextShowsEveryLink) {
             "not reached  Minidriver file\n"
             "ok           Token library          Fine.\n"
             "ok           Minidriver starts      Fine.\n"
+            "ok           Token                  Fine.\n"
             "ok           Files of the card      Fine.\n"
             "ok           Keys and certificates  Fine.\n"
             "ok           Log                    Fine.\n"

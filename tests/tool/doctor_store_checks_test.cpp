@@ -12,7 +12,7 @@ constexpr const char* kMail = "1.3.6.1.5.5.7.3.4";
 
 StoredCertificate good() {
   StoredCertificate certificate;
-  certificate.container = 2;
+  certificate.key = "key 3 of 5 (encryption)";
   certificate.guid = "te-0012AB-2";
   certificate.subject = "Anna";
   certificate.isStored = true;
@@ -39,11 +39,11 @@ TEST(ToolDoctorStore, EveryCertificateIsStoredTiedTrustedAndOfUse) {
       {"with the reader's name", [](Certificate& each) { each.keyName = R"(\\.\Reader 0\te-0012AB-2)"; },
        StepState::kOk, "Anna"},
       {"no key", [](Certificate& each) { each.provider.clear(); }, StepState::kBroken,
-       "The certificate of container 2 (Anna) is in the store, but without its key."},
+       "The certificate of key 3 of 5 (encryption), Anna, is in the store, but without its key."},
       {"another program's provider", [](Certificate& each) { each.provider = "Other"; }, StepState::kBroken,
        "is tied to another provider: Other."},
       {"another container", [](Certificate& each) { each.keyName = "te-0012AB-3"; }, StepState::kBroken,
-       "is tied to the container te-0012AB-3 instead of te-0012AB-2."},
+       "is tied to another key: te-0012AB-3 instead of te-0012AB-2."},
       {"revoked", [](Certificate& each) { each.trustErrors = 0x24; }, StepState::kWarning, "has been revoked."},
       {"expired", [](Certificate& each) { each.trustErrors = 0x1; }, StepState::kWarning, "is not valid today"},
       {"unknown root", [](Certificate& each) { each.trustErrors = 0x20; }, StepState::kWarning,
@@ -94,15 +94,29 @@ TEST(ToolDoctorStore, WhatIsMissingHasItsCause) {
     facts.forbidden = row.forbidden;
     facts.certificates = {good(), good()};
     facts.certificates[1].isStored = false;
-    facts.certificates[1].container = 4;
+    facts.certificates[1].key = "key 5 of 5 (signing)";
     const Finding finding = judgeStore(facts);
     EXPECT_EQ(finding.state, row.state) << row.what << ": " << finding.text;
-    EXPECT_TRUE(finding.text.starts_with("Not in this user's store: the certificate of container 4 (Anna). "))
+    EXPECT_TRUE(finding.text.starts_with("Not in this user's store: the certificate of key 5 of 5 (signing) (Anna). "))
         << row.what << ": " << finding.text;
     EXPECT_NE(finding.text.find(row.part), std::string::npos) << row.what << ": " << finding.text;
     EXPECT_NE(finding.advice.find(row.advice), std::string::npos) << row.what << ": " << finding.advice;
     EXPECT_EQ(finding.advice.empty(), row.state == StepState::kNotReached) << row.what;
   }
+}
+
+TEST(ToolDoctorStore, TrustIsLookedAtWithoutTheStoreToo) {
+  StoreFacts facts;
+  facts.propagation = ServiceState::kMissing;
+  facts.certificates = {good()};
+  facts.certificates[0].isStored = false;
+  facts.certificates[0].trustErrors = 0x20;
+  const Finding finding = judgeStore(facts);
+  EXPECT_EQ(finding.state, StepState::kNotReached);
+  EXPECT_TRUE(
+      finding.text.ends_with("so more cannot be said. The certificate of key 3 of 5 (encryption), Anna, comes from "
+                             "an issuer whom this machine does not trust."))
+      << finding.text;
 }
 
 TEST(ToolDoctorStore, UsesFollowFromBothExtensions) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "doctor/shown_verdict.h"
 #include "input.h"
 #include "local_files.h"
 #include "tool_error.h"
@@ -17,6 +18,9 @@ ExitCode runCommand(Environment& environment, const Request& request) {
   try {
     output.document(resultDocument(request.command, request.run(environment)));
     return ExitCode::kSuccess;
+  } catch (const ShownVerdict& error) {
+    output.document(errorDocument(request.command, error));
+    return error.exitCode();
   } catch (const ToolError& error) {
     output.failure(request.command, error);
     return error.exitCode();

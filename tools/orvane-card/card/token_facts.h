@@ -64,7 +64,7 @@ struct OpenFailure {
 // token with that serial.
 std::optional<OpenFailure> openFailureIn(const std::vector<std::string>& messages, std::string_view serial);
 
-// isProbe says whether a message of the log is the one that readTokenFacts has the minidriver write.
+// isProbe says whether a message of the log is the one that writesErrors has the minidriver write.
 bool isProbe(std::string_view message);
 
 // serialText says in one sentence which serial is in use and how it was found.
@@ -80,9 +80,14 @@ inline constexpr const char* kOpenTokenAdvice =
     "it. "
     "As long as it cannot be opened, nothing is known about its keys and certificates, so do not have any renewed.";
 
+// writesErrors says whether errors of the minidriver come into this program's log. A question for the size of one
+// property counts as an error and is written; on a fresh machine the first two lines only make the log's folders and
+// are lost, so it is asked up to three times. Windows only, as is the next one.
+bool writesErrors(CardSession& card);
+
 // readTokenFacts asks the minidriver, the token and, if there are no keys, the minidriver's log of this program. In
 // that case `connectAgain` makes another session with the same card, whose start then shows in the log whether the
-// token could be opened. Windows only. No transaction is held by the caller, as the other session could not begin its
+// token could be opened. No transaction is held by the caller, as the other session could not begin its
 // own. A part that fails is unknown; nothing is thrown for it.
 TokenFacts readTokenFacts(CardSession& card, const std::function<std::unique_ptr<CardSession>()>& connectAgain);
 

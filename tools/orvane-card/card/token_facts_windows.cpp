@@ -94,16 +94,6 @@ class OwnLog {
   std::map<std::string, std::uint64_t> sizes_;
 };
 
-// Whether errors of the minidriver come into the log that is read here. A question for the size of this property is
-// one: the minidriver writes a line about it. On a fresh machine the first lines make the log's folders and are lost.
-bool areErrorsLogged(CardSession& card) {
-  constexpr int kLostLines = 2;
-  const OwnLog log;
-  for (int i = 0; i <= kLostLines; ++i) card.cardProperty(CP_CARD_PIN_INFO, ROLE_USER);
-  const std::vector<std::string> messages = log.newMessages();
-  return std::any_of(messages.begin(), messages.end(), isProbe);
-}
-
 void findOutAccess(CardSession& card, const std::function<std::unique_ptr<CardSession>()>& connectAgain,
                    TokenFacts& facts) {
   // The key list decides, not the result of opening: what gives its keys can be used.
@@ -111,7 +101,7 @@ void findOutAccess(CardSession& card, const std::function<std::unique_ptr<CardSe
     facts.access = TokenAccess::kOpen;
     return;
   }
-  if (facts.serial.empty() || !areErrorsLogged(card)) return;
+  if (facts.serial.empty() || !writesErrors(card)) return;
   // The minidriver opens a token that gave no keys again for each new context.
   const OwnLog log;
   const std::unique_ptr<CardSession> again = connectAgain();
@@ -126,6 +116,14 @@ void findOutAccess(CardSession& card, const std::function<std::unique_ptr<CardSe
 }
 
 }  // namespace
+
+bool writesErrors(CardSession& card) {
+  constexpr int kLostLines = 2;
+  const OwnLog log;
+  for (int i = 0; i <= kLostLines; ++i) card.cardProperty(CP_CARD_PIN_INFO, ROLE_USER);
+  const std::vector<std::string> messages = log.newMessages();
+  return std::any_of(messages.begin(), messages.end(), isProbe);
+}
 
 TokenFacts readTokenFacts(CardSession& card, const std::function<std::unique_ptr<CardSession>()>& connectAgain) {
   TokenFacts facts;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 
+#include "doctor/words.h"
 #include "support/text_compare.h"
 
 namespace orvane::tool {
@@ -11,72 +12,6 @@ namespace {
 
 constexpr const char* kPlugIn = "Plug the token in; if it is in, unplug it, wait a moment and plug it in again.";
 constexpr const char* kInstallAgain = "Install the minidriver again, with the package for this machine.";
-constexpr const char* kSetLogLevel =
-    "As an administrator: reg add HKLM\\Software\\Brightfold\\Orvane /v logLevel /t REG_DWORD /d 2 /f (3 instead of 2 "
-    "writes everything).";
-
-std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
-std::string_view fileName(std::string_view path) {
-  const std::size_t separator = path.find_last_of("/\\");
-  return separator == std::string_view::npos ? path : path.substr(separator + 1);
-}
-
-// What is wrong with an entry's provider texts, or an empty text.
-std::string providerProblem(const CardType& type) {
-  const auto differs = [&](const char* value, const std::string& stored, std::string_view wanted) {
-    if (stored == wanted) return std::string();
-    return "The registry entry " + inQuotes(type.name) + " has " +
-           (stored.empty() ? "no text as its value " + inQuotes(value)
-                           : "the value " + inQuotes(value) + " as " + inQuotes(stored)) +
-           " instead of exactly " + inQuotes(wanted) + ".";
-  };
-  std::string problem = differs("Crypto Provider", type.cryptoProvider, kCryptoProvider);
-  return problem.empty() ? differs("Smart Card Key Storage Provider", type.keyStorageProvider, kKeyStorageProvider)
-                         : problem;
-}
-
-// Why an entry that names our minidriver does not fit the token's ATR.
-std::string whyNoMatch(const CardType& type, ByteView atr) {
-  if (type.atr.empty()) return "it has no ATR";
-  if (type.atr.size() != atr.size())
-    return "its ATR has " + std::to_string(type.atr.size()) + " bytes, the token's " + std::to_string(atr.size());
-  if (!type.mask.empty() && type.mask.size() != type.atr.size())
-    return "its ATRMask has " + std::to_string(type.mask.size()) + " bytes, its ATR " + std::to_string(type.atr.size());
-  return "its ATR is " + toHex(type.atr, " ");
-}
-
-Finding judgeUnknownAtr(const std::vector<CardType>& types, ByteView atr) {
-  const ByteView ours = orvaneAtr();
-  if (!std::equal(atr.begin(), atr.end(), ours.begin(), ours.end()))
-    return broken("The registry knows no card type with the ATR " + toHex(atr, " ") + ".",
-                  "This card is no Orvane token. Plug the token in, or choose its reader with --reader.");
-  for (const CardType& type : types) {
-    if (!equalsIgnoreCase(fileName(type.driverPath), kMinidriver)) continue;
-    return broken("The registry entry " + inQuotes(type.name) +
-                      " names the minidriver but does not fit the token: " + whyNoMatch(type, atr) + ".",
-                  kInstallAgain);
-  }
-  return broken("The registry knows no card type with the token's ATR, so Windows does not know its minidriver.",
-                "Install the minidriver on this machine.");
-}
-
-Finding judgeMatch(const CardType& type, const std::vector<std::string>& others) {
-  if (type.driverPath.empty())
-    return broken("The registry entry " + inQuotes(type.name) + " names no minidriver.", kInstallAgain);
-  if (const std::string problem = providerProblem(type); !problem.empty()) return broken(problem, kInstallAgain);
-  const std::string names =
-      "The registry entry " + inQuotes(type.name) + " names " + type.driverPath + " for this card";
-  if (!equalsIgnoreCase(fileName(type.driverPath), kMinidriver))
-    return warning(names + ", which is another minidriver.",
-                   "If this is the Orvane token, remove that entry and install the minidriver again.");
-  if (!others.empty())
-    return warning(
-        names + "; the entry " + inQuotes(others.front()) + " fits it, too, and Windows takes the first one.",
-        "Remove the entry that is not wanted.");
-  return ok(names + ".");
-}
-
 std::string listed(const std::vector<std::string>& texts) {
   std::string list;
   for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
@@ -144,29 +79,11 @@ Finding judgeCard(const Reader& reader) {
     return broken("Another program holds the card in " + inQuotes(reader.name) + " for itself alone.",
                   "Close the other program, or wait until it has finished.");
   if (!isOrvane(reader))
-    return warning(
-        "The card in " + inQuotes(reader.name) + " is of another kind; its ATR is " + toHex(reader.atr, " ") + ".",
-        "Plug the Orvane token in, or choose its reader with --reader.");
+    return broken(
+        "The card in " + inQuotes(reader.name) + " is no Orvane token (its ATR is " + toHex(reader.atr, " ") + ").",
+        "Plug the Orvane token in; if it is in another reader, choose that with --reader. The card that is in "
+        "this one, such as a bank card or a badge, needs nothing from here.");
   return ok("An Orvane token is in " + inQuotes(reader.name) + ".");
-}
-
-Registration judgeRegistration(const std::vector<CardType>& types, ByteView atr, bool driverNamed) {
-  Registration registration;
-  std::vector<std::string> others;
-  for (const CardType& type : types) {
-    if (!atrMatches(atr, type)) continue;
-    if (registration.type) {
-      others.push_back(type.name);
-    } else {
-      registration.type = type;
-    }
-  }
-  registration.finding = registration.type ? judgeMatch(*registration.type, others) : judgeUnknownAtr(types, atr);
-  if (driverNamed && registration.finding.state == StepState::kBroken) {
-    registration.finding.state = StepState::kWarning;
-    registration.finding.text += " What follows is about the minidriver named with --driver.";
-  }
-  return registration;
 }
 
 Finding judgeDriver(const LibraryFile& file, std::uint16_t machine) {
@@ -189,7 +106,7 @@ Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_
   if (auto finding = judgeKind(file, machine, advice)) return *finding;
   if (!file.missing.empty()) return judgeMissing(library, file, machine, "the token's own software");
   if (file.loadError)
-    return broken(file.path + " does not load: " + file.loadError->what() + ".",
+    return broken(file.path + " does not load: " + inWords(*file.loadError) + ".",
                   file.loadError->advice().empty() ? advice : file.loadError->advice());
   return ok(described(file) + ".");
 }
@@ -222,63 +139,26 @@ Finding judgeFiles(const std::vector<CardFileFacts>& files) {
                      "Run this again. If it stays so, the token's keys changed while it was in: unplug it and plug it "
                      "in again.");
   }
-  return ok(std::to_string(looked) + " files and " + std::to_string(files.size() - looked) +
-            " certificates are listed; \"cardcf\" has its 6 bytes, and every file can be read.");
-}
-
-std::optional<int> logLevelOf(const std::optional<Bytes>& value) {
-  constexpr std::size_t kLongestValue = 32;
-  if (!value || value->size() > kLongestValue) return std::nullopt;
-  return value->empty() ? 0 : static_cast<int>(static_cast<std::int8_t>(value->front()));
-}
-
-Finding judgeLog(const LogFacts& facts) {
-  if (!facts.obstacle.empty() && facts.folder != facts.accountFolder)
-    return warning(
-        "No log can be written: the name of this user's temporary folder, " + facts.accountFolder +
-            ", has characters that this machine's code page does not have, and the minidriver looks for it "
-            "as " +
-            facts.folder + ".",
-        "Set this user's environment variables TMP and TEMP to a folder with a plain name, such as C:\\Temp, "
-        "and sign in again.");
-  if (!facts.obstacle.empty())
-    return warning("No log can be written: " + facts.obstacle + " cannot be used.",
-                   "Make sure that " + facts.obstacle + " is a folder and that this user may write there.");
-  const int level = facts.level.value_or(2);
-  if (level < 2)
-    return warning("Nothing is written to the log, because logLevel is " + std::to_string(level) + ".", kSetLogLevel);
-  if (!facts.isNumber && !facts.level)
-    return warning("The registry value logLevel is no number and too long to be read, which means errors only.",
-                   kSetLogLevel);
-  if (!facts.isNumber)
-    return warning("The registry value logLevel is no number; of it only the first byte counts, " +
-                       std::to_string(level) + ", which means " + (level == 3 ? "everything" : "errors only") + ".",
-                   kSetLogLevel);
-  const std::string newest = facts.newestFile.empty() ? "There is no log file of this user yet; it will be below " +
-                                                            facts.folder + "\\Brightfold."
-                                                      : "The newest file is " + facts.newestFile + ".";
-  // The temporary folder is the one that TMP, TEMP or USERPROFILE names, in this order (Microsoft Learn, GetTempPathA),
-  // of the account that a service runs as.
-  const std::string services = " Services and the logon process log below " + facts.windowsFolder +
-                               "\\Temp\\Brightfold, those with a profile of their own below " + facts.windowsFolder +
-                               "\\ServiceProfiles\\NAME\\AppData\\Local\\Temp\\Brightfold.";
-  return ok((level == 3 ? "Everything is logged (level 3). " : "Errors are logged. ") + newest + services);
+  const std::size_t certificates = files.size() - looked;
+  return ok("The token shows Windows " + std::to_string(files.size()) + " files, " + std::to_string(certificates) +
+            " of them for certificates; the others can all be read.");
 }
 
 Finding judgeFreshness(const FreshnessFacts& facts) {
-  if (!facts.last) return broken("\"cardcf\" cannot be read: " + facts.problem + ".", kPlugIn);
+  if (!facts.last) return broken("The file \"cardcf\" cannot be read: " + facts.problem + ".", kPlugIn);
   std::array<char, 32> age{};
   std::snprintf(age.data(), age.size(), "%.1f", facts.age);
-  const std::string numbers = freshnessText(*facts.last);
+  const std::string numbers = " (" + freshnessText(*facts.last) + ").";
+  const std::string seconds = std::string(age.data()) + " s";
   if (!facts.moved)
-    return warning("The numbers in \"cardcf\" (" + numbers + ") have not moved for " + age.data() +
-                       " s: the minidriver's monitor does not see the token, and Windows will not notice changes.",
+    return warning("The minidriver has not noticed the token for " + seconds +
+                       ", so Windows will not notice when it changes" + numbers,
                    kPlugIn);
   if (facts.laterMoves)
-    return warning("The numbers in \"cardcf\" (" + numbers + ") keep moving, " + std::to_string(facts.laterMoves) +
-                       " more times while nothing was done: the token seems to come and go.",
+    return warning("The token seems to come and go: while nothing was done, the minidriver noticed " +
+                       std::to_string(facts.laterMoves) + (facts.laterMoves == 1 ? " change" : " changes") + numbers,
                    "Try another USB port, without a hub; then another token.");
-  return ok(numbers + "; the monitor sees the token, and they have been unchanged for " + age.data() + " s.");
+  return ok("The minidriver notices when the token changes; it has not for " + seconds + numbers);
 }
 
 }  // namespace orvane::tool

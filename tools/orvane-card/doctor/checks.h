@@ -11,6 +11,7 @@
 #include "card/card_files.h"
 #include "card/card_type.h"
 #include "card/reader.h"
+#include "card/token_facts.h"
 #include "doctor/pe_file.h"
 #include "doctor/report.h"
 #include "tool_error.h"
@@ -77,13 +78,13 @@ Finding judgeLibrary(const PeFile& driver, const LibraryFile& file, std::uint16_
 
 // StoredCertificate is what this user's store of certificates knows about a certificate of the token.
 struct StoredCertificate {
-  int container = 0;
+  std::string key;   // keyName of its key
   std::string guid;  // the container's name on the token
   std::string subject;
+  std::uint32_t trustErrors = 0;         // CERT_TRUST_STATUS::dwErrorStatus of its chain
   bool isStored = false;                 // the rest counts only if it is
   std::string provider;                  // that the store names for its key; empty: the store knows of no key
   std::string keyName;                   // container that the store names
-  std::uint32_t trustErrors = 0;         // CERT_TRUST_STATUS::dwErrorStatus of its chain
   std::optional<std::uint8_t> keyUsage;  // first byte of the extension; none: every use
   std::optional<std::vector<std::string>>
       purposes;  // object identifiers of the extended key usage; none: every purpose
@@ -113,6 +114,9 @@ struct LogonFacts {
 // judgeLogon: would the logon process load the libraries? Nothing is broken by that for other programs.
 Finding judgeLogon(const LogonFacts& facts);
 
+// judgeToken: which token serves, and could it be opened?
+Finding judgeToken(const TokenFacts& facts);
+
 // isApiSet says whether a library's name is one that the operating system resolves by itself, without a file.
 bool isApiSet(std::string_view library);
 
@@ -139,26 +143,42 @@ struct ContainerFacts {
   std::string subject;
   std::string notBefore;  // as isoTime writes it
   std::string notAfter;
-  bool current = true;     // now lies between the two
   Bytes certificate = {};  // DER
 };
 
-// judgeKeys compares "cmapfile", public keys and certificates.
-Finding judgeKeys(const std::vector<ContainerFacts>& containers);
+// judgeKeys compares the list of keys ("cmapfile"), public keys and certificates. `now` is as isoTime writes it.
+Finding judgeKeys(const std::vector<ContainerFacts>& containers, const std::string& now);
 
 // logLevelOf reads the registry value "logLevel" as the minidriver does: its first byte as a signed number (0 for a
 // value without data); none when the value is missing or longer than 32 bytes.
 std::optional<int> logLevelOf(const std::optional<Bytes>& value);
 
+// storedText writes a registry value of one of the registry's types as people see it there: "3", "0x300", "\"3\"".
+std::string storedText(std::uint32_t type, ByteView value);
+
+// LogObstacle is what keeps the minidriver from writing its log.
+enum class LogObstacle {
+  kNone,
+  kNoFolder,     // there is no temporary folder
+  kFile,         // a file in a folder's place
+  kFolder,       // a folder in the file's place
+  kLink,         // a link in the place of either
+  kRefused,      // nothing can be made in the folder
+  kRefusedFile,  // nothing can be added to the file
+};
+
 // LogFacts is what determines whether a log is written, and where.
 struct LogFacts {
-  std::optional<int> level;        // as logLevelOf gives it
-  bool isNumber = true;            // the value has a numeric type, or is missing
-  std::string folder;              // temporary folder, without a separator at its end
-  std::string obstacle;            // what cannot be written to, of the folders of the log; empty when all can
-  std::string newestFile;          // empty when there is none
+  std::optional<int> level;  // as logLevelOf gives it
+  std::string stored = {};   // the same value as storedText gives it; empty when it is missing or too long
+  bool isNumber = true;      // the value has a numeric type, or is missing
+  std::string folder = {};   // temporary folder, without a separator at its end
+  LogObstacle obstacle = LogObstacle::kNone;
+  std::string obstaclePath = {};   // where that was seen
+  std::string newestFile = {};     // empty when there is none
   std::string accountFolder = {};  // what `folder` would be with characters that the code page does not have
   std::string windowsFolder = {};  // "C:\\Windows"
+  bool arrives = true;             // a line that the minidriver wrote was seen, or none was asked for
 };
 Finding judgeLog(const LogFacts& facts);
 

@@ -1,5 +1,4 @@
 // doctor: walks the chain that makes a certificate appear.
-#include <cctype>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -10,8 +9,11 @@
 #include "commands/commands.h"
 #include "doctor/checks.h"
 #include "doctor/installation.h"
+#include "doctor/shown_verdict.h"
 #include "doctor/user_store.h"
 #include "doctor/windows_services.h"
+#include "doctor/words.h"
+#include "text/table.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -24,9 +26,7 @@ constexpr const char* kErrorsInLog =
 
 // A failed call of the minidriver as a finding.
 Finding failed(const ToolError& error) {
-  std::string text = std::string(error.what()) + ".";
-  text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
-  return broken(std::move(text), error.advice().empty() ? kErrorsInLog : error.advice());
+  return broken(capitalised(inWords(error)) + ".", error.advice().empty() ? kErrorsInLog : error.advice());
 }
 
 std::vector<CardFileFacts> fileFacts(CardSession& card) {
@@ -40,7 +40,7 @@ std::vector<CardFileFacts> fileFacts(CardSession& card) {
         file.statedSize = card.fileInfo(file.path).size;
         if (!isCertificateFile(file.path.name)) file.size = card.readFile(file.path).size();
       } catch (const ToolError& error) {
-        file.problem = error.what();
+        file.problem = inWords(error);
       }
       facts.push_back(std::move(file));
     }
@@ -61,7 +61,7 @@ ContainerFacts containerFacts(CardSession& card, const Container& container) {
     facts.signature = keyIn(keys.signature);
     facts.keyExchange = keyIn(keys.keyExchange);
   } catch (const ToolError& error) {
-    facts.keysProblem = error.what();
+    facts.keysProblem = inWords(error);
   }
   facts.hasCertificate = !container.certificate.empty();
   facts.certificate = container.certificate;
@@ -76,7 +76,6 @@ ContainerFacts containerFacts(CardSession& card, const Container& container) {
     facts.subject = certificate.subjectName;
     facts.notBefore = certificate.notBefore;
     facts.notAfter = certificate.notAfter;
-    facts.current = certificate.current;
   } catch (const ToolError& error) {
     facts.certificateProblem = error.what();
   }
@@ -88,6 +87,13 @@ std::vector<ContainerFacts> allContainerFacts(CardSession& card) {
   std::vector<ContainerFacts> facts;
   for (const Container& container : readContainers(card)) facts.push_back(containerFacts(card, container));
   return facts;
+}
+
+// This moment as isoTime writes it.
+std::string isoNow() {
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  return isoTime(joined(now.dwHighDateTime, now.dwLowDateTime));
 }
 
 // Watches "cardcf": until the monitor has seen the token, but not forever, and then for a little more than one of its
@@ -116,7 +122,7 @@ FreshnessFacts watchFreshness(CardSession& card) {
     }
   } catch (const ToolError& error) {
     facts.last.reset();
-    facts.problem = error.what();
+    facts.problem = inWords(error);
   }
   facts.age = std::chrono::duration<double>(Clock::now() - change).count();
   return facts;
@@ -158,7 +164,13 @@ class Doctor {
     shown_ = end;
   }
 
-  void examineLog() { report(DoctorStep::kLog, judgeLog(logFacts())); }
+  // With a card, the minidriver is had write something, to see whether it arrives.
+  void examineLog(CardSession* card = nullptr) {
+    LogFacts facts = logFacts();
+    const bool isWritten = facts.obstacle == LogObstacle::kNone && facts.level.value_or(2) >= 2;
+    if (card && isWritten) facts.arrives = writesErrors(*card);
+    report(DoctorStep::kLog, judgeLog(facts));
+  }
 
   bool examineReader() {
     std::vector<Reader> readers;
@@ -179,7 +191,7 @@ class Doctor {
 
   bool examineInstallation() {
     const std::optional<std::string>& named = environment_.options().driver;
-    const ByteView atr = reader_.atr.empty() ? orvaneAtr() : ByteView(reader_.atr);
+    const ByteView atr = orvaneAtr();
     if (!report(DoctorStep::kRegistration, judgeRegistration(registeredCardTypes(), atr, named.has_value()).finding))
       return false;
     choice_ = chooseDriver(named, atr);
@@ -200,19 +212,26 @@ class Doctor {
       examineLog();
       return;
     }
-    report(DoctorStep::kAcquire, ok("The minidriver accepts the card and offers version " +
-                                    std::to_string(card->version()) + " of the interface."));
+    report(DoctorStep::kAcquire,
+           ok("The minidriver accepts the token (interface version " + std::to_string(card->version()) + ")."));
+    const TokenFacts token = environment_.tokenFacts(*card);
+    // Only our minidriver tells a serial, and only it writes this log.
+    CardSession* writer = token.serial.empty() ? nullptr : card.get();
+    if (!report(DoctorStep::kToken, judgeToken(token))) {
+      examineLog(writer);
+      return;
+    }
     std::vector<ContainerFacts> containers;
     try {
       if (report(DoctorStep::kFiles, judgeFiles(fileFacts(*card)))) {
         containers = allContainerFacts(*card);
-        report(DoctorStep::kKeys, judgeKeys(containers));
+        report(DoctorStep::kKeys, judgeKeys(containers, isoNow()));
       }
     } catch (const ToolError& error) {
       const bool listed = report_.at(DoctorStep::kFiles).holds();
       report_.set(listed ? DoctorStep::kKeys : DoctorStep::kFiles, failed(error));
     }
-    examineLog();
+    examineLog(writer);
     report(DoctorStep::kFreshness, judgeFreshness(watchFreshness(*card)));
     if (report_.at(DoctorStep::kKeys).holds()) report(DoctorStep::kStore, judgeStore(storeFacts(containers)));
   }
@@ -231,10 +250,12 @@ Json runDoctor(Environment& environment) {
   const DoctorReport report = Doctor(environment).examine();
   environment.output().text("\n");
   Json result = report.json();
-  if (report.exitCode() != ExitCode::kSuccess)
-    throw PartialFailure(ToolError(report.exitCode(), report.summary()), std::move(result));
-  environment.output().text(Output::style().paint(Tone::kGood, report.summary()) + "\n");
-  return result;
+  const Tone tone = report.verdict() == StepState::kOk        ? Tone::kGood
+                    : report.verdict() == StepState::kWarning ? Tone::kWarning
+                                                              : Tone::kBad;
+  environment.output().text(Output::style().paint(tone, wrapped(report.summary(), 0, Output::width())) + "\n");
+  if (report.exitCode() == ExitCode::kSuccess) return result;
+  throw ShownVerdict(ToolError(report.exitCode(), report.summary()), std::move(result));
 }
 
 }  // namespace orvane::tool

@@ -23,16 +23,74 @@ std::string folderOf(const std::string& path) {
   return toUtf8(std::filesystem::path(toWide(path)).parent_path().wstring());
 }
 
-// Whether a file could be made in the folder; makes none.
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Makes and removes again a folder, or a file, in the folder: the rights that files show do not tell what a network or
+// a full disk refuses.
+bool takesFolders(const std::string& folder) {
+  const std::wstring path = toWide(joinPath(folder, "orvane-card-" + std::to_string(GetCurrentProcessId()) + ".tmp"));
+  return CreateDirectoryW(path.c_str(), nullptr) && RemoveDirectoryW(path.c_str());
+}
 bool takesFiles(const std::string& folder) {
-  const HANDLE handle =
-      CreateFileW(toWide(folder).c_str(), FILE_ADD_FILE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  const std::wstring path = toWide(joinPath(folder, "orvane-card-" + std::to_string(GetCurrentProcessId()) + ".tmp"));
+  const HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, kShareAll, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return false;
   CloseHandle(handle);
-  // A file opens, too.
-  std::error_code error;
-  return std::filesystem::is_directory(toWide(folder), error);
+  return true;
+}
+
+// Whether a file that exists can be added to, as the minidriver does it.
+bool takesMore(const std::string& file) {
+  const HANDLE handle =
+      CreateFileW(toWide(file).c_str(), FILE_APPEND_DATA, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(handle);
+  return true;
+}
+
+// The name of this day's log file.
+std::string fileOfToday() {
+  SYSTEMTIME now{};
+  GetLocalTime(&now);
+  const auto digits = [](unsigned number, std::size_t width) {
+    const std::string text = std::to_string(number);
+    return std::string(width - std::min(width, text.size()), '0') + text;
+  };
+  return digits(now.wYear, 4) + "-" + digits(now.wMonth, 2) + "-" + digits(now.wDay, 2) + ".LOG";
+}
+
+// Looks from the temporary folder down to the day's file for the first thing that keeps the minidriver from writing.
+void findObstacle(const std::string& ownFolder, LogFacts& facts) {
+  const auto found = [&facts](LogObstacle obstacle, const std::string& path) {
+    facts.obstacle = obstacle;
+    facts.obstaclePath = path;
+  };
+  const auto attributesOf = [](const std::string& path) { return GetFileAttributesW(toWide(path).c_str()); };
+  const DWORD temporary = attributesOf(facts.folder + "\\");
+  if (temporary == INVALID_FILE_ATTRIBUTES) return found(LogObstacle::kNoFolder, facts.folder);
+  std::string parent = facts.folder;
+  for (const std::string& folder : {logFolder(facts.folder), ownFolder}) {
+    const DWORD attributes = attributesOf(folder);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+      if (!takesFolders(parent)) found(LogObstacle::kRefused, parent);
+      return;
+    }
+    if (attributes & FILE_ATTRIBUTE_REPARSE_POINT) return found(LogObstacle::kLink, folder);
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY)) return found(LogObstacle::kFile, folder);
+    parent = folder;
+  }
+  const std::string file = joinPath(ownFolder, fileOfToday());
+  const DWORD attributes = attributesOf(file);
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    if (!takesFiles(ownFolder)) found(LogObstacle::kRefused, ownFolder);
+  } else if (attributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+    found(LogObstacle::kLink, file);
+  } else if (attributes & FILE_ATTRIBUTE_DIRECTORY) {
+    found(LogObstacle::kFolder, file);
+  } else if (!takesMore(file)) {
+    found(LogObstacle::kRefusedFile, file);
+  }
 }
 
 // What a library in `folder` needs, or a library that lies beside it, and Windows would not find. It says only that
@@ -136,6 +194,7 @@ LogFacts logFacts() {
                                    value.data(), &size);
   value.resize(size);
   facts.level = logLevelOf(result == ERROR_SUCCESS ? std::optional(value) : std::nullopt);
+  if (result == ERROR_SUCCESS) facts.stored = storedText(type, value);
   facts.isNumber = result == ERROR_SUCCESS ? type == REG_DWORD || type == REG_QWORD : result != ERROR_MORE_DATA;
 
   facts.folder = temporaryFolder();
@@ -143,13 +202,7 @@ LogFacts logFacts() {
   std::wstring windows(MAX_PATH, L'\0');
   windows.resize(GetSystemWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size())));
   facts.windowsFolder = toUtf8(windows);
-  const std::string base = logFolder(facts.folder);
-  const std::string own = joinPath(base, "orvane-card");
-  const auto isThere = [](const std::string& path) {
-    return GetFileAttributesW(toWide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
-  };
-  const std::string nearest = isThere(own) ? own : isThere(base) ? base : facts.folder + "\\";
-  if (!takesFiles(nearest)) facts.obstacle = nearest;
+  findObstacle(joinPath(logFolder(facts.folder), "orvane-card"), facts);
 
   const std::vector<LogFile> files = logFilesBelow(facts.folder);
   if (const LogFile* newest = chooseLogFile(files, {}, {})) facts.newestFile = newest->path;

@@ -31,7 +31,8 @@ std::optional<std::uint32_t> registryNumber(const wchar_t* key, const wchar_t* v
 // logonFacts reads the settings that protect the logon process, and takes the libraries that were found.
 LogonFacts logonFacts(std::vector<LibraryFile> libraries);
 
-// logFacts reads the level and looks whether this program's log can be written.
+// logFacts reads the level and looks whether this program's log can be written; for that a folder or file is made in
+// its place and removed again.
 LogFacts logFacts();
 
 }  // namespace orvane::tool

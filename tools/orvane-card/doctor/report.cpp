@@ -23,6 +23,7 @@ constexpr std::array<StepText, kDoctorStepCount> kSteps = {{
     {"driver", "Minidriver file", ExitCode::kDriver},
     {"library", "Token library", ExitCode::kDriver},
     {"acquire", "Minidriver starts", ExitCode::kDriver},
+    {"token", "Token", ExitCode::kCheckFailed},
     {"files", "Files of the card", ExitCode::kCheckFailed},
     {"keys", "Keys and certificates", ExitCode::kCheckFailed},
     {"log", "Log", ExitCode::kCheckFailed},
@@ -104,17 +105,36 @@ ExitCode DoctorReport::exitCode() const {
 }
 
 std::string DoctorReport::summary() const {
-  const StepState worst = verdict();
-  if (worst == StepState::kOk) return "The chain holds: Windows can show the certificates of this token.";
-  const auto first = std::find_if(findings_.begin(), findings_.end(),
-                                  [worst](const Finding& finding) { return finding.state == worst; });
-  const std::string title(kSteps[static_cast<std::size_t>(first - findings_.begin())].title);
+  const auto title = [](DoctorStep step) { return "\"" + std::string(doctorStepTitle(step)) + "\""; };
   const std::size_t warnings = count(StepState::kWarning);
-  if (worst == StepState::kWarning)
-    return "The chain holds, with " + counted(warnings, "warning", "warnings") + ", first at \"" + title + "\".";
-  return "The chain is broken at \"" + title +
-         "\"; begin there. In all: " + counted(count(StepState::kBroken), "link", "links") + " broken, " +
-         counted(warnings, "warning", "warnings") + ".";
+  const std::string counts = counted(warnings, "warning", "warnings");
+  if (const auto first = firstWith(StepState::kBroken))
+    return "The chain is broken at " + title(*first) +
+           "; begin there. In all: " + counted(count(StepState::kBroken), "link", "links") + " broken, " + counts + ".";
+  // What programs show is decided up to the store; the log and the logon process stand beside that.
+  const bool isStored = at(DoctorStep::kStore).holds();
+  std::string verdict;
+  const auto first = firstWith(StepState::kWarning);
+  if (first && *first != DoctorStep::kLog && *first != DoctorStep::kLogon) {
+    verdict = "Nothing is broken, but " + title(*first) + " has to be looked at. In all: " + counts + ".";
+  } else {
+    verdict = isStored
+                  ? std::string("The chain holds: the certificates are in this user's store, where programs find them")
+                  : "The chain holds up to " + title(DoctorStep::kKeys);
+    verdict += first ? ", with " + counts + ", first at " + title(*first) + "." : ".";
+  }
+  if (!isStored)
+    verdict += " " + title(DoctorStep::kStore) +
+               " could not be looked at, so whether programs show the certificates is not known: look there next, with "
+               "certmgr.msc, below Personal.";
+  return verdict + " The PIN was not tried; \"orvane-card pin verify\" says whether it is right or blocked.";
+}
+
+std::optional<DoctorStep> DoctorReport::firstWith(StepState state) const {
+  const auto first = std::find_if(findings_.begin(), findings_.end(),
+                                  [state](const Finding& finding) { return finding.state == state; });
+  if (first == findings_.end()) return std::nullopt;
+  return static_cast<DoctorStep>(first - findings_.begin());
 }
 
 std::string DoctorReport::text(std::size_t first, std::size_t end, const Style& style, std::size_t width) const {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,7 @@ enum class DoctorStep {
   kDriver,
   kLibrary,
   kAcquire,
+  kToken,
   kFiles,
   kKeys,
   kLog,
@@ -28,7 +30,7 @@ enum class DoctorStep {
   kStore,
   kLogon,
 };
-inline constexpr std::size_t kDoctorStepCount = 13;
+inline constexpr std::size_t kDoctorStepCount = 14;
 
 enum class StepState { kOk, kWarning, kBroken, kNotReached };
 
@@ -70,7 +72,7 @@ class DoctorReport {
   // kSuccess.
   ExitCode exitCode() const;
 
-  // summary says in one line how many links are broken or suspicious and which comes first.
+  // summary says in a few sentences up to where the chain holds, and what to look at next.
   std::string summary() const;
 
   // text shows the links from the one with number `first` up to the one before `end`, with state, finding and advice,
@@ -82,6 +84,7 @@ class DoctorReport {
 
  private:
   std::size_t count(StepState state) const;
+  std::optional<DoctorStep> firstWith(StepState state) const;
 
   std::array<Finding, kDoctorStepCount> findings_;
 };

@@ -1,5 +1,6 @@
 // Judging the smart-card service.
 #include "doctor/checks.h"
+#include "doctor/words.h"
 
 namespace orvane::tool {
 namespace {
@@ -18,7 +19,7 @@ constexpr const char* kRemote =
 
 Finding judgeService(const SmartCardServiceFacts& facts) {
   if (!facts.error) return ok(std::string("The smart-card service runs.") + (facts.isRemote ? kRemote : ""));
-  const std::string text = std::string(facts.error->what()) + ".";
+  const std::string text = capitalised(inWords(*facts.error)) + ".";
   if (facts.isRemote)
     return broken(text + kRemote,
                   "Switch the passing on of smart cards on in the remote-desktop program, plug the token in where you "

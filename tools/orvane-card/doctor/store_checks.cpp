@@ -11,9 +11,7 @@ namespace {
 constexpr const char* kPlugInAgain =
     " Then unplug the token and plug it in again; Windows copies its certificates when it is plugged in.";
 
-std::string nameOf(const StoredCertificate& certificate) {
-  return "container " + std::to_string(certificate.container) + " (" + certificate.subject + ")";
-}
+std::string nameOf(const StoredCertificate& certificate) { return certificate.key + ", " + certificate.subject + ","; }
 
 struct TrustError {
   std::uint32_t flag;
@@ -25,7 +23,7 @@ struct TrustError {
 constexpr TrustError kTrustErrors[] = {
     {0x00000004, "has been revoked", "Have it replaced on the token."},
     {0x00000008, "has a wrong signature", "Have it replaced on the token."},
-    {0x00000001, "is not valid today, or one above it is not", "Check the machine's date; otherwise have it renewed."},
+    {0x00000001, "is not valid today, or its issuer's is not", "Check the machine's date; otherwise have it renewed."},
     {0x00000020, "comes from an issuer whom this machine does not trust",
      "If the issuer is known, have its root certificate installed on this machine by the administrators."},
     {0x00010000, "comes from an issuer whose certificate is not on this machine",
@@ -59,7 +57,7 @@ void checkStored(const StoredCertificate& certificate, Problems& problems) {
                                     "certmgr.msc, below Personal.") +
                             kPlugInAgain));
   } else if (!equalsIgnoreCase(lastPart(certificate.keyName), certificate.guid)) {
-    problems.add(broken("The certificate of " + name + " is tied to the container " + certificate.keyName +
+    problems.add(broken("The certificate of " + name + " is tied to another key: " + certificate.keyName +
                             " instead of " + certificate.guid + ".",
                         std::string("Delete it in certmgr.msc, below Personal.") + kPlugInAgain));
   } else if (certificate.trustErrors) {
@@ -68,6 +66,14 @@ void checkStored(const StoredCertificate& certificate, Problems& problems) {
     problems.add(warning("The certificate of " + name + " is meant for neither logon nor signing nor decryption.",
                          "Have one for the use that is wanted put on the token."));
   }
+}
+
+// What is wrong with the trust in the first certificate that is not in the store, or an empty text.
+std::string distrustedMissing(const StoreFacts& facts) {
+  for (const StoredCertificate& certificate : facts.certificates) {
+    if (!certificate.isStored && certificate.trustErrors) return " " + distrusted(certificate).text;
+  }
+  return {};
 }
 
 // Why certificates are not in the store. `missing` names them.
@@ -79,10 +85,14 @@ Finding judgeMissing(const StoreFacts& facts, const std::string& missing) {
   switch (facts.propagation) {
     case ServiceState::kMissing:
       return {StepState::kNotReached,
-              text + " This system has no service that copies them there (CertPropSvc), so more cannot be said.", ""};
+              text + " This system has no service that copies them there (CertPropSvc), so more cannot be said." +
+                  distrustedMissing(facts),
+              ""};
     case ServiceState::kUnknown:
       return {StepState::kNotReached,
-              text + " The service that copies them there (CertPropSvc) cannot be asked, so more cannot be said.", ""};
+              text + " The service that copies them there (CertPropSvc) cannot be asked, so more cannot be said." +
+                  distrustedMissing(facts),
+              ""};
     case ServiceState::kDisabled:
       return broken(text + " The service that copies them there (CertPropSvc) is disabled.",
                     std::string("As an administrator: sc.exe config CertPropSvc start= demand, then: sc.exe start "
@@ -124,7 +134,7 @@ Finding judgeStore(const StoreFacts& facts) {
   Problems problems;
   for (const StoredCertificate& certificate : facts.certificates) {
     if (!certificate.isStored) {
-      missing += (missing.empty() ? "" : ", ") + nameOf(certificate);
+      missing += (missing.empty() ? "" : "; ") + certificate.key + " (" + certificate.subject + ")";
       continue;
     }
     stored += (stored.empty() ? "" : "; ") + certificate.subject + " (" + usesOf(certificate) + ")";

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "card/key_names.h"
 #include "doctor/installation.h"
 #include "doctor/windows_services.h"
 #include "platform/windows_api.h"
@@ -58,21 +59,22 @@ std::uint32_t trustErrorsOf(const CERT_CONTEXT* context) {
   return chain->TrustStatus.dwErrorStatus;
 }
 
-StoredCertificate lookUp(HCERTSTORE store, const ContainerFacts& container) {
+StoredCertificate lookUp(HCERTSTORE store, const ContainerFacts& container, std::size_t count) {
   StoredCertificate stored;
-  stored.container = container.record.index;
+  stored.key = keyName(container.record, count);
   stored.guid = container.record.guid;
   stored.subject = container.subject;
   const Certificate wanted(CertCreateCertificateContext(X509_ASN_ENCODING, container.certificate.data(),
                                                         static_cast<DWORD>(container.certificate.size())));
-  if (!store || !wanted) return stored;
+  if (!wanted) return stored;
+  stored.trustErrors = trustErrorsOf(wanted.get());
+  if (!store) return stored;
   const Certificate found(
       CertFindCertificateInStore(store, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, wanted.get(), nullptr));
   if (!found) return stored;
   stored.isStored = true;
   addKey(found.get(), stored);
   addUses(found.get(), stored);
-  stored.trustErrors = trustErrorsOf(found.get());
   return stored;
 }
 
@@ -87,7 +89,7 @@ StoreFacts storeFacts(const std::vector<ContainerFacts>& containers) {
       CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
                     CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, L"MY"));
   for (const ContainerFacts& container : containers) {
-    if (!container.certificate.empty()) facts.certificates.push_back(lookUp(store.get(), container));
+    if (!container.certificate.empty()) facts.certificates.push_back(lookUp(store.get(), container, containers.size()));
   }
   return facts;
 }

@@ -1,0 +1,25 @@
+#include "doctor/words.h"
+
+#include <cctype>
+#include <utility>
+
+#include "card/status_names.h"
+
+namespace orvane::tool {
+
+std::string inWords(const ToolError& error) {
+  const std::string message = error.what();
+  const std::size_t failed = message.find(" failed: ");
+  const std::string meaning(error.status() ? statusMeaning(*error.status()) : std::string_view());
+  if (meaning.empty() || failed == std::string::npos) return message;
+  return meaning + " [" + message.substr(0, failed) + ": " + statusLabel(*error.status()) + "]";
+}
+
+std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+std::string capitalised(std::string text) {
+  if (!text.empty()) text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+  return text;
+}
+
+}  // namespace orvane::tool

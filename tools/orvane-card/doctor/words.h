@@ -1,0 +1,25 @@
+// How "doctor" puts things.
+#ifndef ORVANE_TOOL_DOCTOR_WORDS_H
+#define ORVANE_TOOL_DOCTOR_WORDS_H
+
+#include <string>
+#include <string_view>
+
+#include "tool_error.h"
+
+namespace orvane::tool {
+
+// inWords gives what a failed call means, and behind it, in brackets, the call and its status for those who know them:
+// "the card was removed [CardReadFile: SCARD_W_REMOVED_CARD (0x80100069)]". Of an error that is no failed call, or
+// whose status has no meaning in words, the message.
+std::string inWords(const ToolError& error);
+
+// inQuotes puts a text into quotation marks.
+std::string inQuotes(std::string_view text);
+
+// capitalised makes the first letter a capital.
+std::string capitalised(std::string text);
+
+}  // namespace orvane::tool
+
+#endif
