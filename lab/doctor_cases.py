@@ -265,7 +265,8 @@ def keys(run):
     (token / "key2.crt").unlink()
     expect(run, 12, "warning", "keys", "Key 2 of 3 (encryption) has no certificate", "put on the token", ok=reached)
     shutil.copy(token / "key1.crt", token / "key2.crt")
-    expect(run, 11, "broken", "keys", "The certificate of key 2 of 3 (encryption) belongs to another key", "replaced", ok=reached)
+    expect(run, 11, "broken", "keys", "The certificate of key 2 of 3 (encryption) belongs to another key", "replaced",
+           ok=reached)
     for name in ("key1.crt", "key2.crt", "key3.crt"):
         (token / name).unlink()
     expect(run, 11, "broken", "keys", "No key on the token has a certificate", "put on the token", ok=reached)
