@@ -7,6 +7,8 @@ from tool_run import openssl
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
+OTHER_READER = "Brightfold Smart Token"
+OTHER_SERIAL = "77CC01"
 UNKNOWN_SERIAL = "99AA99"
 UNKNOWN_READER = f"Brightfold Orvane {UNKNOWN_SERIAL}"
 COLUMNS = 80
@@ -54,12 +56,16 @@ def list_fits(run):
 
 def unknown_token(run):
     """A serial that the token library does not know: nothing is said about keys, and nothing is to be renewed."""
-    for command in ("list", "info"):
+    for command in ("list", "info", "export"):
         status, documents = run.tool(UNKNOWN_READER, UNKNOWN_SERIAL, [], command)
         equal(status, 9, f"exit status, {documents}")
         error = documents[0]["error"]
         contains(error["message"], "whether it holds keys is unknown", f"message of {command}")
         contains(error["advice"], "plug it in again", f"advice of {command}")
+        contains(error["message"], f'"{UNKNOWN_SERIAL}"', f"message of {command}")
+        contains(error["message"], "error 224", f"message of {command}")
+        if command == "export":
+            continue
         token = documents[0]["result"]["token"]
         equal((token["serial"], token["serialFrom"], token["access"]), (UNKNOWN_SERIAL, "reader name", "refused"), command)
         status, output, errors = shown(run, command, reader=UNKNOWN_READER, serial=UNKNOWN_SERIAL)
@@ -80,17 +86,22 @@ def foreign_card(run):
 
 def info_all(run):
     """One pass over two readers with a token each, and one of another kind."""
-    run.first_card = ["serial 77CC01"]
+    run.first_card = [f"serial {OTHER_SERIAL}"]
     status, documents = run.tool(READER, SERIAL, [], "info", "--all")
     equal(status, 0, f"exit status, {documents}")
     tokens = documents[0]["result"]["tokens"]
     equal([(each["token"]["serial"], each["token"]["serialFrom"], len(each["keys"])) for each in tokens],
-          [("77CC01", "token", 1), (SERIAL, "token", 3)], "tokens")
+          [(OTHER_SERIAL, "token", 1), (SERIAL, "token", 3)], "tokens")
     equal([each["reader"] for each in tokens], [f"{READER} 00 00", f"{READER} 00 01"], "readers")
     status, output, errors = shown(run, "info", "--all")
     equal(status, 0, f"exit status, {errors}")
-    contains(output, '"77CC01", which it says itself', "output")
-    run.first_card = ["atr 3B00"]
+    contains(output, f'"{OTHER_SERIAL}", which it says itself', "output")
+    run.first_card, run.more_readers = [], [(OTHER_READER, OTHER_SERIAL)]
+    status, documents = run.tool(READER, SERIAL, [], "info", "--all")
+    tokens = documents[0]["result"]["tokens"]
+    equal([(each["reader"], each["token"]["serial"]) for each in tokens],
+          [(f"{READER} 00 00", SERIAL), (f"{OTHER_READER} 00 00", OTHER_SERIAL)], f"readers of two names, {documents}")
+    run.first_card, run.more_readers = ["atr 3B00"], []
     status, documents = run.tool(READER, SERIAL, [], "info", "--all")
     equal((status, len(documents[0]["result"]["tokens"])), (0, 1), f"exit status and tokens, {documents}")
     status, documents = run.tool(READER, SERIAL, ["atr 3B00"], "info", "--all")

@@ -104,6 +104,10 @@ TEST(ToolNoKeys, OnlyATokenThatIsOpenHoldsNone) {
   token.error = 224;
   EXPECT_NE(noKeysText(token).find("whether it holds keys is unknown"), std::string::npos) << noKeysText(token);
   EXPECT_NE(noKeysText(token).find("224"), std::string::npos) << noKeysText(token);
+  const ToolError failure = unopenedToken(token);
+  EXPECT_EQ(failure.exitCode(), ExitCode::kRefused);
+  EXPECT_NE(std::string(failure.what()).find("\"0012AB\""), std::string::npos) << failure.what();
+  EXPECT_EQ(failure.advice(), kOpenTokenAdvice);
   EXPECT_EQ(tokenJson(token).dump(),
             R"({"serial":"0012AB","serialFrom":null,"statedSerial":null,"access":"refused","libraryError":224})");
   token.access = TokenAccess::kUnknown;

@@ -51,6 +51,9 @@ const Container& chooseContainer(const std::vector<Container>& containers, std::
                       "\"orvane-card list\" shows the containers that there are.");
     return containers[static_cast<std::size_t>(*index)];
   }
+  if (containers.empty())
+    throw ToolError(ExitCode::kNotFound, "no keys are seen on the token",
+                    "\"orvane-card list\" says whether it holds none or could not be opened.");
   const Container* choice = nullptr;
   for (const Container& container : containers) {
     if (!fits(container.record)) continue;

@@ -131,6 +131,10 @@ std::string noKeysText(const TokenFacts& token) {
   return accessText(token);
 }
 
+ToolError unopenedToken(const TokenFacts& token) {
+  return {ExitCode::kRefused, serialText(token) + " " + accessText(token), kOpenTokenAdvice};
+}
+
 Json tokenJson(const TokenFacts& token) {
   return {{"serial", textOrNull(token.serial)},
           {"serialFrom", originJson(token.origin)},

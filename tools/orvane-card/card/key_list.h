@@ -13,6 +13,7 @@
 #include "card/certificate.h"
 #include "card/token_facts.h"
 #include "text/json.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 
@@ -41,6 +42,10 @@ std::string cardFileMeaning(std::string_view file, std::span<const ContainerReco
 
 // noKeysText says that the token holds no keys, or, if it could not be opened, that nothing is known about them.
 std::string noKeysText(const TokenFacts& token);
+
+// unopenedToken is the failure of a command that found no keys on a token which is not known to be open: it names the
+// serial in use and the token library's error, and never advises to have keys renewed.
+ToolError unopenedToken(const TokenFacts& token);
 
 // tokenJson gives {"serial", "serialFrom", "statedSerial", "access", "libraryError"}; what is not known is null.
 Json tokenJson(const TokenFacts& token);

@@ -12,8 +12,13 @@
 namespace orvane::tool {
 
 Json runExport(Environment& environment, const ExportOptions& options) {
-  const std::vector<Container> containers = readContainers(environment.card());
+  CardSession& card = environment.card();
+  const std::vector<Container> containers = readContainers(card);
   const std::vector<ListedKey> keys = listedKeys(containers);
+  if (keys.empty()) {
+    const TokenFacts token = environment.tokenFacts(card);
+    if (token.access != TokenAccess::kOpen) throw unopenedToken(token);
+  }
   std::vector<CertificateOffer> offers;
   for (const ListedKey& key : keys) {
     if (key.certificate) offers.push_back({key.record.index + 1, key.certificate->sha1});

@@ -86,8 +86,7 @@ Json showToken(Environment& environment, CardSession& card) {
                   {"containers", freshness.containers},
                   {"files", freshness.files}}},
                 {"keys", keysJson(keys)}};
-  if (keys.empty() && token.access != TokenAccess::kOpen)
-    throw PartialFailure(ToolError(ExitCode::kRefused, noKeysText(token), kOpenTokenAdvice), std::move(shown));
+  if (keys.empty() && token.access != TokenAccess::kOpen) throw PartialFailure(unopenedToken(token), std::move(shown));
   return shown;
 }
 

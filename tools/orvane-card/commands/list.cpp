@@ -17,8 +17,7 @@ Json runList(Environment& environment, const ListOptions& options) {
     output.text("\n" + (options.verbose ? keyDetails(keys) : keyTable(keys, Output::width())));
     return result;
   }
-  if (token.access != TokenAccess::kOpen)
-    throw PartialFailure(ToolError(ExitCode::kRefused, noKeysText(token), kOpenTokenAdvice), std::move(result));
+  if (token.access != TokenAccess::kOpen) throw PartialFailure(unopenedToken(token), std::move(result));
   output.text(noKeysText(token) + "\n");
   return result;
 }
