@@ -221,18 +221,20 @@ class MsiCases:
 
     def in_use(self):
         """While a program has the DLL loaded, both updating and removing succeed; an update says that a restart completes it, and
-        after that it is so. (A removal says so only on Windows: under Wine what is deleted goes with the program.)"""
+        after that it is so. After a removal nothing finds the DLL any more. (That it goes at the next start, and that the
+        exit code says so, is Windows' doing alone: Wine leaves it.)"""
         older, dll = self.older()
         run, _ = self.run("msi-in-use", [
             NEXT_START, "STATE started", msiexec(r"/i Z:\build\older.msi", "older"),
             (STAND_IN, DLL, [msiexec(r"/i Z:\build\current.msi", "upgrade"), "STATE held"]), NEXT_START, "STATE upgraded",
-            (STAND_IN, DLL, [msiexec(rf"/x {self.code}", "remove")]), NEXT_START, "STATE removed"],
+            (STAND_IN, DLL, [msiexec(rf"/x {self.code}", "remove")]), "STATE removed", rf"del {DLL}", "STATE clean"],
             [0, 0, RESTART, 0, 0, 0, 0, 0], older=older)
         before = run.state("started")  # a start writes keys of its own
         equal(run.state("held").dll in (dll, run.dll), True, "the DLL is one or the other's while it is in use")
         self.check_installed(run, before, "upgraded")
         equal(run.state("upgraded").dll == run.dll, True, "the DLL is the package's after the restart")
-        self.check_removed(run, before, "removed")
+        equal(self.differences(run, before, "removed")[:2], ({}, {NAME}), "what a removal in use leaves")
+        self.check_removed(run, before, "clean")
 
     def after_script(self):
         """What install.cmd has put there becomes Windows Installer's; from then on the scripts leave it alone. A log level that
