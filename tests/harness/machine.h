@@ -1,5 +1,5 @@
-// The machine around the minidriver: registry, temporary folder, clock, smart-card resource manager. Natively these are
-// the stand-ins; on Windows the real ones, with some calls of the loaded DLL diverted in its import table.
+// The machine around the minidriver: registry, temporary folder, clock, smart-card resource manager. Natively stand-ins; on
+// Windows a registry of the process's own, and of the rest the real ones, with some calls of the loaded DLL diverted.
 #ifndef ORVANE_TESTS_HARNESS_MACHINE_H
 #define ORVANE_TESTS_HARNESS_MACHINE_H
 

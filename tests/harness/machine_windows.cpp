@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "machine.h"
+#include "registry_view.h"
 #include "trace.h"
 #include "transmission_text.h"
 
@@ -170,15 +171,15 @@ void divertCalls(void* module) {
 void setLogLevel(const LogLevelValue& value) {
   constexpr const char* kKey = "Software\\Brightfold\\Orvane";
   using Type = LogLevelValue::Type;
+  // Its key goes when the process ends, after the last test.
+  static RegistryView registry;
   if (value.type == Type::kAbsent) {
-    RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kKey, "logLevel");
+    registry.removeValue(kKey, "logLevel");
     return;
   }
   const LogLevelValue stored = value.type == Type::kNumber ? numberValue(value) : value;
   const DWORD type = value.type == Type::kNumber ? REG_DWORD : value.type == Type::kText ? REG_SZ : REG_BINARY;
-  const LONG result = RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, "logLevel", type, stored.bytes.data(),
-                                      static_cast<DWORD>(stored.bytes.size()));
-  if (result != ERROR_SUCCESS) throw std::runtime_error("the registry cannot be written");
+  registry.setValue(kKey, "logLevel", type, stored.bytes.data(), static_cast<DWORD>(stored.bytes.size()));
 }
 
 void setLocalTime(const std::optional<SYSTEMTIME>& time) {
