@@ -9,12 +9,16 @@ namespace orvane::test {
 // What the process holds at one moment.
 struct ProcessUsage {
   std::size_t heapBytes = 0;  // allocated from the C runtime's heap
-  std::size_t handles = 0;    // open file descriptors; on Windows the number that the next handle gets
+  std::size_t handles = 0;    // open file descriptors
   std::size_t threads = 0;
 };
 
 // Looks at the calling process.
 ProcessUsage processUsage();
+
+// Whether the system ends threads of its own in a process that does nothing: Windows' loader keeps some for half a
+// minute. Both counts may then sink while a test runs; they may never grow.
+bool areThreadsComingAndGoing();
 
 }  // namespace orvane::test
 
