@@ -177,18 +177,21 @@ class LogWithoutTempFolder : public LogFileTest {
   void SetUp() override {
     LogFileTest::SetUp();
     ASSERT_FALSE(fs::exists(root / "Brightfold")) << "the machine has such a folder; remove it";
+    isFolderOurs = true;
     std::error_code error;
     isRootWritable = fs::create_directory(root / "orvane-probe", error);
     fs::remove(root / "orvane-probe", error);
   }
   void TearDown() override {
     std::error_code error;
-    fs::remove_all(root / "Brightfold", error);
+    // Somebody's folder that was there before stays.
+    if (isFolderOurs) fs::remove_all(root / "Brightfold", error);
     LogFileTest::TearDown();
   }
 
   const fs::path root = fs::current_path().root_path();
   bool isRootWritable = false;
+  bool isFolderOurs = false;
 };
 
 TEST_F(LogWithoutTempFolder, WritesAtTheRootOfTheDrive) {
