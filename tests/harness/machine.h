@@ -1,5 +1,5 @@
-// The machine around the minidriver: registry, temporary folder, clock, smart-card resource manager. Natively stand-ins; on
-// Windows a registry of the process's own, and of the rest the real ones, with some calls of the loaded DLL diverted.
+// The machine around the minidriver: registry, temporary folder, clock, smart-card resource manager. Natively these are
+// stand-ins; on Windows a registry of the process's own and the rest real, with some calls of the loaded DLL diverted.
 #ifndef ORVANE_TESTS_HARNESS_MACHINE_H
 #define ORVANE_TESTS_HARNESS_MACHINE_H
 
