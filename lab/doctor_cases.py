@@ -8,7 +8,7 @@ import shutil
 import struct
 import subprocess
 
-from cases import contains, equal
+from cases import contains, equal, remove_folder
 from tool_run import LAB
 
 READER = "Brightfold Orvane OrvaneDSC"
@@ -163,7 +163,7 @@ def token_not_opened(run):
     contains(steps["token"]["finding"], "(error 224 of the library)", "finding")
     # Errors only, which is what a machine without the value has; and on a fresh one the first lines are lost.
     registry(run, '"logLevel"=dword:00000003', "")
-    shutil.rmtree(run.temp / "Brightfold")
+    remove_folder(run.temp / "Brightfold")
     expect(run, 11, "broken", "token", refused, "do not have any renewed", **how)
     # Without a log it cannot be known.
     registry(run, '"logLevel"=dword:00000003', '"logLevel"=dword:00000001')
@@ -282,6 +282,7 @@ def log_settings(run):
     registry(run, '"logLevel"=dword:00000003', '"logLevel"="3"')
     expect(run, 12, "warning", "log", "logLevel is no number", "reg add")
     run.registry = LAB / "orvane.reg"
+    remove_folder(run.temp / "Brightfold")
     (run.temp / "Brightfold").write_text("in the way")
     expect(run, 12, "warning", "log", "\\Brightfold is a file, where a folder has to be", "Rename or remove")
     (run.temp / "Brightfold").unlink()
@@ -299,7 +300,7 @@ def log_obstacles(run):
     day.mkdir(parents=True)
     expect(run, 12, "warning", "log", f"\\Brightfold\\orvane-card\\{day.name} is a folder, where the log file has to be",
            "Rename or remove")
-    shutil.rmtree(run.temp / "Brightfold")
+    remove_folder(run.temp / "Brightfold")
     run.is_temp_read_only = True
     expect(run, 12, "warning", "log", "nothing can be made in", "may write there")
     run.is_temp_read_only = False
