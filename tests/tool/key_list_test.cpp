@@ -90,7 +90,10 @@ TEST(ToolCardFileMeaning, NamesTheKeyOfACertificate) {
                         {"ksc00", "certificate of key 1 of 4 (signing)"},
                         {"kxc01", "certificate of key 2 of 4 (encryption)"},
                         {"kxc02", "certificate of key 3 of 4 (signing and encryption)"},
-                        {"ksc09", ""},
+                        {"kxc1", "certificate of key 2 of 4 (encryption)"},
+                        {"ksc9", ""},
+                        {"ksc", ""},
+                        {"ksc0x", ""},
                         {"other", ""}};
   for (const Case& row : cases) EXPECT_EQ(cardFileMeaning(row.file, records), row.meaning) << row.file;
 }

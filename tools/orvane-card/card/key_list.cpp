@@ -1,6 +1,7 @@
 #include "card/key_list.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "card/certificate_texts.h"
 #include "card/key_names.h"
@@ -117,12 +118,13 @@ std::string cardFileMeaning(std::string_view file, std::span<const ContainerReco
   if (file == "cardid") return "card identifier";
   if (file == "cardcf") return "freshness numbers";
   if (file == "cmapfile") return "list of the keys";
-  for (const ContainerRecord& record : records) {
-    for (const bool signature : {true, false}) {
-      if (file == certificateFile(record.index, signature).name)
-        return "certificate of " + keyName(record, records.size());
-    }
-  }
+  if (!isCertificateFile(file)) return {};
+  // Listed with as many digits as it takes, read with two as well.
+  const std::string_view digits = file.substr(3);
+  std::size_t index = 0;
+  const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), index);
+  const bool isNumber = parsed.ec == std::errc() && parsed.ptr == digits.data() + digits.size();
+  if (isNumber && index < records.size()) return "certificate of " + keyName(records[index], records.size());
   return {};
 }
 

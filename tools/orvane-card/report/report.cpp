@@ -32,13 +32,22 @@ struct ReportFile {
   std::string content = {};
 };
 
-std::string timeText(const char* form) {
+// "2026-11-21 10:03:25", this machine's time.
+std::string timeText() {
   SYSTEMTIME time{};
   GetLocalTime(&time);
   std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), form, int{time.wYear}, int{time.wMonth}, int{time.wDay}, int{time.wHour},
-                int{time.wMinute}, int{time.wSecond});
+  std::snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d", int{time.wYear}, int{time.wMonth},
+                int{time.wDay}, int{time.wHour}, int{time.wMinute}, int{time.wSecond});
   return text.data();
+}
+
+// A name that no earlier report has: "orvane-report-2026-11-21-100325".
+std::string newFolderName() {
+  std::string name = "orvane-report-" + timeText();
+  std::replace(name.begin(), name.end(), ' ', '-');
+  std::erase(name, ':');
+  return name;
 }
 
 // The newest log of another program than this one, which has just written one itself by being asked for a report.
@@ -160,8 +169,7 @@ Json runReport(Environment& environment, const ReportOptions& options) {
   const Output& output = environment.output();
   const std::optional<LogFile> log = chosenLog(options);
   std::vector<ReportFile> files = plannedFiles(log);
-  const std::string folder =
-      options.output.empty() ? timeText("orvane-report-%04d-%02d-%02d-%02d%02d%02d") : options.output;
+  const std::string folder = options.output.empty() ? newFolderName() : options.output;
   const std::string contents = contentsText(files, options.withNames);
   output.text("The report in the folder " + folder + " will hold:\n" + contents +
               (log ? "" : "No log has been written, so it holds none.\n"));
@@ -180,8 +188,7 @@ Json runReport(Environment& environment, const ReportOptions& options) {
 
   for (ReportFile& file : files) {
     if (file.name == "contents.txt") {
-      file.content = redaction.apply("orvane-card " ORVANE_VERSION ", " + timeText("%04d-%02d-%02d %02d:%02d:%02d") +
-                                     "\n\n" + contents);
+      file.content = redaction.apply("orvane-card " ORVANE_VERSION ", " + timeText() + "\n\n" + contents);
     } else if (file.name == "doctor.json") {
       file.content = lines(redaction.applyToAll(doctorDocument(environment.options())));
     } else if (file.name == "files.json") {
