@@ -1,13 +1,13 @@
 // orvane-card: looks at a smart-card token through its minidriver, as the operating system's base provider does.
 #include "platform/windows_api.h"
 // After the system's own header, which it relies on.
-#include <io.h>
 #include <shellapi.h>
 
 #include <algorithm>
 #include <exception>
 
 #include "command_line.h"
+#include "library_messages.h"
 #include "session.h"
 #include "text/utf.h"
 #include "tool_error.h"
@@ -22,20 +22,6 @@ std::vector<std::string> argumentsAsUtf8() {
   for (int i = 1; wide && i < count; ++i) arguments.push_back(orvane::tool::toUtf8(wide[i]));
   LocalFree(wide);
   return arguments;
-}
-
-// Sends to standard error what libraries print through the C runtime that they share with this program (a minidriver
-// that cannot write its log does). Standard output is for results, and programs read it. Output writes to the system's
-// handle.
-void keepOutputForResults() {
-  constexpr int kOutput = 1;
-  constexpr int kErrors = 2;
-  HANDLE output = nullptr;
-  const HANDLE self = GetCurrentProcess();
-  // A copy, because redirecting closes the original.
-  if (!DuplicateHandle(self, GetStdHandle(STD_OUTPUT_HANDLE), self, &output, 0, FALSE, DUPLICATE_SAME_ACCESS)) return;
-  _dup2(kErrors, kOutput);
-  SetStdHandle(STD_OUTPUT_HANDLE, output);
 }
 
 int run() {
@@ -57,7 +43,7 @@ int run() {
 
 int main() {
   try {
-    keepOutputForResults();
+    const orvane::tool::CapturedOutput capturedOutput;
     return run();
   } catch (const std::exception& error) {
     const orvane::tool::Output output(orvane::tool::OutputFormat::kText);
