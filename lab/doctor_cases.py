@@ -351,7 +351,7 @@ def log_command(run):
     equal([(line["level"], line["message"]) for line in last],
           [("ERROR", "CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV")], "last error")
     equal(last[0]["explanations"], ["The PIN was wrong. After too many wrong ones it is blocked.",
-                                    "SCARD_W_WRONG_CHV (0x8010006B): the PIN is wrong"], "explanations")
+                                    "the PIN is wrong: SCARD_W_WRONG_CHV (0x8010006B)"], "explanations")
     equal([file["process"] for file in documents[3]["result"]["files"]], ["orvane-card"], "files")
     equal((documents[4]["ok"], documents[4]["exitCode"]), (False, 10), "another program's log")
     if "11111111" in run.log():

@@ -230,17 +230,17 @@ TEST(ToolLogExplanations, StatusesAreNamedOnce) {
     const char* message;
     Texts explanations;
   };
-  const std::string wrongPin = "SCARD_W_WRONG_CHV (0x8010006B): the PIN is wrong";
+  const std::string wrongPin = "the PIN is wrong: SCARD_W_WRONG_CHV (0x8010006B)";
   const Case cases[] = {
       {"status=0x8010006B", {wrongPin}},
       {"status=0x8010006b.", {wrongPin}},
       {"SCARD_W_WRONG_CHV and 0x8010006B", {wrongPin}},
-      {"0x8010006B, 0x8010000C", {wrongPin, "SCARD_E_NO_SMARTCARD (0x8010000C): there is no token or card"}},
+      {"0x8010006B, 0x8010000C", {wrongPin, "there is no token or card: SCARD_E_NO_SMARTCARD (0x8010000C)"}},
       {"CP_CARD_LIST_PINS: ERROR_INSUFFICIENT_BUFFER, required=4, cbData=0",
        {"Normal: programs ask for the size first and then again with room for the answer.",
-        "ERROR_INSUFFICIENT_BUFFER (122): the buffer is too small for the answer"}},
+        "the buffer is too small for the answer: ERROR_INSUFFICIENT_BUFFER (122)"}},
       {"ERROR_INSUFFICIENT_BUFFER, required=4",
-       {"ERROR_INSUFFICIENT_BUFFER (122): the buffer is too small for the answer"}},
+       {"the buffer is too small for the answer: ERROR_INSUFFICIENT_BUFFER (122)"}},
       {"0x8010006", {}},
       {"0x8010006B0", {}},
       {"0x80109999", {}},

@@ -70,11 +70,30 @@ TEST(ToolStatusNames, ExitCodesGroupTheStatuses) {
 
 TEST(ToolError, FailedCallSaysWhatHappenedAndWhatToDo) {
   const ToolError error("CardAuthenticateEx", 0x8010006B);
-  EXPECT_STREQ(error.what(), "CardAuthenticateEx failed: SCARD_W_WRONG_CHV (0x8010006B), the PIN is wrong");
+  EXPECT_STREQ(error.what(), "the PIN is wrong [CardAuthenticateEx: SCARD_W_WRONG_CHV (0x8010006B)]");
   EXPECT_EQ(error.exitCode(), ExitCode::kWrongPin);
   EXPECT_EQ(error.status(), 0x8010006BU);
   EXPECT_EQ(error.attempts(), std::nullopt);
   EXPECT_FALSE(error.advice().empty());
+}
+
+TEST(ToolError, OneStatusMeansDifferentThingsInDifferentCalls) {
+  struct Case {
+    const char* call;
+    std::uint32_t status;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"CardAuthenticateEx", 0x80100004,
+       "the PIN is too short or too long [CardAuthenticateEx: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
+      {"CardSignData", 0x80100004, "the token refused to sign [CardSignData: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
+      {"CardEnumFiles", 0x80100004, "a parameter was refused [CardEnumFiles: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
+      {"CardRSADecrypt", 0x80100022,
+       "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has not asked for it yet "
+       "[CardRSADecrypt: SCARD_E_UNSUPPORTED_FEATURE (0x80100022)]"},
+  };
+  for (const Case& row : cases) EXPECT_STREQ(ToolError(row.call, row.status).what(), row.message);
+  EXPECT_NE(ToolError("CardAuthenticateEx", 0x80100004).advice().find("no attempt was used up"), std::string::npos);
 }
 
 TEST(ToolError, UnknownStatusIsItsNumber) {

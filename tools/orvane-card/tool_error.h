@@ -34,8 +34,8 @@ class ToolError : public std::runtime_error {
   ToolError(ExitCode exitCode, const std::string& message, std::string advice = {})
       : std::runtime_error(message), exitCode_(exitCode), advice_(std::move(advice)) {}
 
-  // A failed call: the message is `call` followed by the status's name, number and meaning; exit code and advice come
-  // from the tables in card/status_names.cpp.
+  // A failed call: the message is what `status` means there, and in brackets `call` and the status's name and number;
+  // exit code, meaning and advice come from the tables in card/status_names.cpp.
   ToolError(const std::string& call, std::uint32_t status);
 
   ToolError& withExitCode(ExitCode exitCode) {

@@ -70,6 +70,26 @@ constexpr StatusText kStatusTexts[] = {
      "an application-control policy has blocked the file"},
 };
 
+// What a call says by a status that it has for several reasons, or that means something else elsewhere.
+struct Meaning {
+  std::string_view call;
+  std::uint32_t status;
+  std::string_view text;
+};
+
+constexpr Meaning kMeanings[] = {
+    {"CardAcquireContext", 0x8010000C, "the token library finds no token"},
+    {"CardAuthenticateEx", 0x80100004, "the PIN is too short or too long"},
+    {"CardChangeAuthenticatorEx", 0x80100004, "the new PIN is too short or too long"},
+    {"CardChangeAuthenticatorEx", 0x8010006B, "the current PIN is wrong"},
+    {"CardReadFile", 0x80100030, "the key has no certificate"},
+    {"CardSignData", 0x80100004, "the token refused to sign"},
+    {"CardSignData", 0x80100022, "the key is too short to sign, or the token refuses this hash"},
+    {"CardRSADecrypt", 0x80100004, "the token refused to decrypt"},
+    {"CardRSADecrypt", 0x80100022,
+     "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has not asked for it yet"},
+};
+
 struct Advice {
   std::string_view call;  // empty: any call
   std::uint32_t status;
@@ -88,8 +108,10 @@ constexpr Advice kAdvice[] = {
     {"CardReadFile", 0x80100030, "The token holds a key but no certificate for this container."},
     {"CardReadFile", 0x80100024, "\"orvane-card files\" shows the files that there are."},
     {"CardGetFileInfo", 0x80100024, "\"orvane-card files\" shows the files that there are."},
-    {"CardAuthenticateEx", 0x80100004, "A user PIN has 4 to 63 characters."},
-    {"CardChangeAuthenticatorEx", 0x80100004, "A new PIN has 4 to 63 characters."},
+    {"CardAuthenticateEx", 0x80100004,
+     "A PIN has 4 to 63 characters. It was not sent to the token, so no attempt was used up."},
+    {"CardChangeAuthenticatorEx", 0x80100004,
+     "A PIN has 4 to 63 characters. Nothing was sent to the token, so no attempt was used up."},
     {"CardSignData", 0x80100004,
      "The token refused to sign. Verify the PIN in the same run, and check that the hash has the length that its "
      "algorithm gives."},
@@ -99,8 +121,10 @@ constexpr Advice kAdvice[] = {
      "The token refused to decrypt. Verify the PIN in the same run, and check that the file was encrypted for this "
      "container's certificate with the padding asked for."},
     {"CardRSADecrypt", 0x80100022,
-     "OAEP needs token firmware 2.0.0 or newer, and the minidriver learns the firmware only when it looks at the token "
-     "again, as after a PIN change in the same run. PKCS #1 v1.5 padding always works."},
+     "The token was not asked to decrypt. The minidriver asks for the firmware only when it looks at the token again, "
+     "as "
+     "after a PIN change in the same run, and refuses OAEP on every token before that. PKCS #1 v1.5 padding always "
+     "works."},
     {"CardRSADecrypt", 0x80100030,
      "The container does not exist or its key is not meant for this. \"orvane-card list\" shows what each key is for."},
     {"LoadLibrary", 126,
@@ -118,7 +142,7 @@ constexpr Advice kAdvice[] = {
      "Smart App Control, or another application-control policy of this machine, lets only signed or known libraries "
      "in. Install the signed package, or have the machine's administrators allow the library."},
     {"LoadLibrary", 1114, "The library gives up while it starts. Start Windows anew, then install it again."},
-    {"", 0x80100009, "\"orvane-card info\" lists the readers; write the name exactly as shown there."},
+    {"", 0x80100009, "\"orvane-card info\" lists the readers; a part of the name that only one has is enough."},
     {"", 0x8010000B, "Close the other program or wait until it has finished, then try again."},
     {"", 0x8010000C, "Plug the token in and try again."},
     {"", 0x8010001D, "Start the service \"Smart Card\" (SCardSvr) and try again."},
@@ -158,6 +182,13 @@ std::string_view statusName(std::uint32_t status) {
 std::string_view statusMeaning(std::uint32_t status) {
   const StatusText* row = findStatus(status);
   return row ? row->meaning : std::string_view();
+}
+
+std::string_view meaningOf(std::string_view call, std::uint32_t status) {
+  for (const Meaning& row : kMeanings) {
+    if (row.status == status && row.call == call) return row.text;
+  }
+  return statusMeaning(status);
 }
 
 std::string statusLabel(std::uint32_t status) {

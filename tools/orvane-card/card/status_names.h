@@ -27,6 +27,10 @@ std::string_view statusName(std::uint32_t status);
 // statusMeaning gives the sentence of the table, or an empty text.
 std::string_view statusMeaning(std::uint32_t status);
 
+// meaningOf says what `status` means as the answer of `call`, an entry point or smart-card service call: more than its
+// sentence of the table where the call makes that possible.
+std::string_view meaningOf(std::string_view call, std::uint32_t status);
+
 // statusLabel gives name and number, "SCARD_W_WRONG_CHV (0x8010006B)" or "ERROR_INVALID_PARAMETER (87)": smart-card
 // codes are written in hexadecimal, Win32 codes in decimal, as their documentation does. An unknown code is its number
 // alone.

@@ -60,10 +60,15 @@ constexpr KnownLine kKnownLines[] = {
     {"no cached PIN, silent auth not possible",
      "A program asked without a dialog, and no PIN had been entered in this process before. Usually harmless: Windows "
      "then asks for the PIN."},
-    {"PIN length invalid, size=", "The PIN is too short or too long; a PIN has 4 to 63 characters."},
+    {"PIN length invalid, size=",
+     "The PIN is too short or too long; a PIN has 4 to 63 characters. It was not sent to the token, so no attempt was "
+     "used "
+     "up."},
     {"PIN length is zero", "An empty PIN was given."},
     {"change failed, attempts=",
-     "The PIN was not changed: the old one was wrong. The number is what is left of the tries."},
+     "The PIN was not changed: the old one was wrong. The number is that of the attempts left; -1 stands for a PIN "
+     "whose "
+     "attempts are not told."},
     // Signing and decrypting
     {"RSA-1024 signing not allowed", "Keys of 1024 bits are too short to sign. Use a certificate with a longer key."},
     {"SHA1/MD5 signing blocked on FIPS 140-3 token",
@@ -97,7 +102,7 @@ bool isHexDigit(char unit) { return std::isxdigit(static_cast<unsigned char>(uni
 bool isNameUnit(char unit) { return (unit >= 'A' && unit <= 'Z') || (unit >= '0' && unit <= '9') || unit == '_'; }
 
 void addStatus(std::uint32_t status, std::vector<std::string>& explanations) {
-  const std::string text = statusLabel(status) + ": " + std::string(statusMeaning(status));
+  const std::string text = std::string(statusMeaning(status)) + ": " + statusLabel(status);
   if (std::find(explanations.begin(), explanations.end(), text) == explanations.end()) explanations.push_back(text);
 }
 
