@@ -75,5 +75,18 @@ TEST(ToolBytes, ReversedTurnsTheOrderRound) {
   EXPECT_EQ(reversed(Bytes{}), Bytes{});
 }
 
+TEST(ToolBytes, ByteOrderMarkStandsAtTheBeginningOnly) {
+  EXPECT_EQ(byteOrderMarkSize("\xEF\xBB\xBF"
+                              "1234"),
+            3U);
+  EXPECT_EQ(byteOrderMarkSize("\xEF\xBB\xBF"), 3U);
+  EXPECT_EQ(byteOrderMarkSize("\xEF\xBB"), 0U);
+  EXPECT_EQ(byteOrderMarkSize("1234\xEF\xBB\xBF"), 0U);
+  EXPECT_EQ(byteOrderMarkSize(""), 0U);
+  const Bytes marked = {0xEF, 0xBB, 0xBF, 0x31};
+  EXPECT_EQ(withoutByteOrderMark(marked).size(), 1U);
+  EXPECT_EQ(withoutByteOrderMark(ByteView(marked).subspan(3)).size(), 1U);
+}
+
 }  // namespace
 }  // namespace orvane::tool

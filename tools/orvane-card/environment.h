@@ -25,10 +25,15 @@ struct ConnectOptions {
 // session share one minidriver context.
 class Environment {
  public:
-  Environment(const ConnectOptions& options, const Output& output) : options_(options), output_(output) {}
+  // `sharesInput`: several commands read from standard input, as in a session.
+  Environment(const ConnectOptions& options, const Output& output, bool sharesInput)
+      : options_(options), output_(output), sharesInput_(sharesInput) {}
 
   const Output& output() const { return output_; }
   const ConnectOptions& options() const { return options_; }
+
+  // sharesInput says that what stands in standard input behind a command's own lines belongs to other commands.
+  bool sharesInput() const { return sharesInput_; }
 
   // service and card connect at the first call; they throw ToolError.
   SmartCardService& service();
@@ -49,6 +54,7 @@ class Environment {
  private:
   ConnectOptions options_;
   const Output& output_;
+  bool sharesInput_;
   std::unique_ptr<SmartCardService> service_;
   std::unique_ptr<CardSession> card_;
 };

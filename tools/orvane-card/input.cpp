@@ -1,9 +1,12 @@
 #include "input.h"
 
 #include <optional>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/windows_api.h"
+#include "text/bytes.h"
 #include "text/utf.h"
 #include "tool_error.h"
 
@@ -82,14 +85,25 @@ WipedLine<char> readTypedPin(const std::string& prompt) {
   return pin;
 }
 
-WipedLine<char> readPipedPin() {
-  WipedLine<char> pin;
+std::string_view viewOf(const WipedLine<char>& line) { return {line.data(), line.size()}; }
+
+// No value at the end of the input.
+std::optional<WipedLine<char>> readPipedLine() {
   std::optional<char> byte = readByte();
-  if (!byte) throw noPin();
-  for (; byte && *byte != '\n'; byte = readByte()) {
-    if (*byte != '\r') pin.push_back(*byte);
-  }
-  return pin;
+  if (!byte) return std::nullopt;
+  WipedLine<char> line;
+  for (; byte && *byte != '\n'; byte = readByte()) line.push_back(*byte);
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  // Windows PowerShell begins what it pipes with a mark when it was told to send UTF-8, and editors begin files with
+  // it.
+  line.erase(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(byteOrderMarkSize(viewOf(line))));
+  return line;
+}
+
+WipedLine<char> readPipedPin() {
+  std::optional<WipedLine<char>> line = readPipedLine();
+  if (!line) throw noPin();
+  return std::move(*line);
 }
 
 }  // namespace
@@ -116,14 +130,25 @@ bool readInputLine(std::string& line, const std::string& prompt) {
   if (!byte) return false;
   for (; byte && *byte != '\n'; byte = readByte()) line += *byte;
   if (line.ends_with('\r')) line.pop_back();
+  line.erase(0, byteOrderMarkSize(line));
   return true;
 }
 
-SecretText readPin(const std::string& prompt) {
-  constexpr std::size_t kLongestPin = 256;
+SecretText readPin(const std::string& prompt, PinLength length) {
   const WipedLine<char> pin = isInputConsole() ? readTypedPin(prompt) : readPipedPin();
-  if (pin.size() > kLongestPin) throw ToolError(ExitCode::kUsage, "the PIN is too long");
+  requirePossiblePin(viewOf(pin), length);
   return {pin.data(), pin.size()};
+}
+
+std::vector<SecretText> readFurtherLines() {
+  constexpr std::size_t kMostLines = 2;
+  std::vector<SecretText> lines;
+  while (lines.size() < kMostLines) {
+    const std::optional<WipedLine<char>> line = readPipedLine();
+    if (!line) break;
+    if (!line->empty()) lines.emplace_back(line->data(), line->size());
+  }
+  return lines;
 }
 
 }  // namespace orvane::tool

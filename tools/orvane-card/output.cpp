@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "card/pin_rules.h"
 #include "platform/windows_api.h"
 #include "text/utf.h"
 
@@ -67,7 +68,8 @@ void Output::message(std::string_view utf8) const { writeText(STD_ERROR_HANDLE, 
 
 void Output::failure(const std::string& command, const ToolError& error) const {
   message("orvane-card: " + std::string(error.what()));
-  if (error.attempts()) message("  Attempts left: " + std::to_string(*error.attempts()));
+  const std::string attempts = attemptsText(error.status(), error.attempts());
+  if (!attempts.empty()) message("  " + attempts);
   if (!error.advice().empty()) message("  " + error.advice());
   document(errorDocument(command, error));
 }

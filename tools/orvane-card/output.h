@@ -33,8 +33,8 @@ class Output {
   // message prints one line to standard error in every format.
   void message(std::string_view utf8) const;
 
-  // failure reports an error: message, PIN attempts left and advice on standard error, and the document on standard
-  // output when the output is JSON.
+  // failure reports an error: message, what it means for the PIN attempts and advice on standard error, and the
+  // document on standard output when the output is JSON.
   void failure(const std::string& command, const ToolError& error) const;
 
   // isClosed says that standard output took no more: its reader has gone, or the disk is full.

@@ -7,6 +7,8 @@
 #include "doctor/shown_verdict.h"
 #include "input.h"
 #include "local_files.h"
+#include "support/text_compare.h"
+#include "text/bytes.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -35,7 +37,8 @@ using LineSource = std::function<bool(std::string&)>;
 
 std::vector<std::string> linesOfFile(const std::string& path) {
   std::vector<std::string> lines(1);
-  for (const std::uint8_t byte : readLocalFile(path)) {
+  const Bytes content = readLocalFile(path);
+  for (const std::uint8_t byte : withoutByteOrderMark(content)) {
     if (byte == '\n') {
       lines.emplace_back();
     } else if (byte != '\r') {
@@ -86,7 +89,7 @@ ExitCode runSession(Environment& environment, const Request& request) {
   for (std::string line; next(line);) {
     line.erase(0, line.find_first_not_of(" \t"));
     if (line.empty() || line.starts_with('#')) continue;
-    if (interactive && (line == "exit" || line == "quit")) break;
+    if (interactive && (equalsIgnoreCase(line, "exit") || equalsIgnoreCase(line, "quit"))) break;
     const bool mayFail = line.starts_with('-');
     if (mayFail) line.erase(0, 1);
     const ExitCode result = runLine(environment, line, !interactive, comesFromInput(request) && !interactive);
@@ -99,7 +102,7 @@ ExitCode runSession(Environment& environment, const Request& request) {
 
 ExitCode execute(const Request& request) {
   const Output output(request.format);
-  Environment environment(request.connect, output);
+  Environment environment(request.connect, output, request.session);
   ExitCode result = ExitCode::kInternal;
   try {
     result = request.session ? runSession(environment, request) : runCommand(environment, request);

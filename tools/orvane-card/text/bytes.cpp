@@ -77,6 +77,15 @@ std::uint32_t readLittleEndian32(ByteView data, std::size_t offset) {
          static_cast<std::uint32_t>(readLittleEndian16(data, offset + 2)) << 16;
 }
 
+std::size_t byteOrderMarkSize(std::string_view text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  return text.starts_with(kMark) ? kMark.size() : 0;
+}
+
+ByteView withoutByteOrderMark(ByteView text) {
+  return text.subspan(byteOrderMarkSize({reinterpret_cast<const char*>(text.data()), text.size()}));
+}
+
 Bytes reversed(ByteView data) { return {data.rbegin(), data.rend()}; }
 
 }  // namespace orvane::tool

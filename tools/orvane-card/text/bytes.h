@@ -38,6 +38,12 @@ std::uint32_t readLittleEndian32(ByteView data, std::size_t offset);
 // joined puts together the halves in which the operating system gives numbers of 64 bits.
 constexpr std::uint64_t joined(std::uint32_t high, std::uint32_t low) { return std::uint64_t{high} << 32 | low; }
 
+// byteOrderMarkSize gives the size of the mark that says that a text is in UTF-8, when it begins with one, else 0.
+std::size_t byteOrderMarkSize(std::string_view text);
+
+// withoutByteOrderMark gives the bytes behind that mark.
+ByteView withoutByteOrderMark(ByteView text);
+
 // reversed gives the bytes in the opposite order: the interface's numbers start with the least significant byte, the
 // files that other programs read start with the most significant one.
 Bytes reversed(ByteView data);
