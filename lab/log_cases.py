@@ -137,10 +137,47 @@ def no_log(run):
     contains(errors, "2026-11-15.LOG is empty.", "standard error")
 
 
+def named_file_that_is_none(run):
+    """A file that somebody names can be anything; nothing of it shows when it is no log."""
+    for name, content, advice in (
+            ("letter.txt", b"Dear support,\nit does not work.\n", "A log is named like 2026-11-15.LOG"),
+            ("saved.txt", lines("one").encode("utf-16"), "It is saved as UTF-16"), ("picture", bytes(range(256)) * 4096, "A log")):
+        (run.out / name).write_bytes(content)
+        for how in ([], ["--lines", "1"], ["--follow", "--for", "1"]):
+            status, documents = run.tool(None, None, [], "log", f"Z:\\out\\{name}", *how)
+            equal((status, documents[0].get("error", {}).get("message")),
+                  (2, "the file is no log of the minidriver: no line of it begins like one"), f"{name} {how}, {documents}")
+            contains(documents[0]["error"]["advice"], advice, name)
+    (run.out / "cut.LOG").write_text("the end of a message\n" + lines("one"))
+    status, documents = run.tool(None, None, [], "log", "Z:\\out\\cut.LOG")
+    equal((status, len(documents[0]["result"]["lines"])), (0, 2), f"a log that begins within a message, {documents}")
+
+
+def waits_and_says_so(run):
+    """Nothing to follow yet: that is said, and the log is followed once it is there."""
+    process = run.start(None, None, [], "--json", "log", "--follow", "--process", "chrome")
+    try:
+        said = process.stderr.readline()
+        contains(said, 'Waiting for a log of "chrome" below "', "standard error")
+        contains(said, "there is none yet", "standard error")
+        (program_folder(run) / "2026-11-15.LOG").write_text(lines("one"))
+        equal(json.loads(process.stdout.readline())["line"]["message"], "one", "line")
+    finally:
+        process.terminate()
+        process.communicate(timeout=60)
+    process = run.start(None, None, [], "log", "Z:\\out\\absent.LOG", "--follow", "--for", "1")
+    contains(process.communicate()[1], "Waiting for this file", "standard error")
+    status, documents = run.tool(None, None, [], "log", "--process", "chrom")
+    equal(status, 10, f"{documents}")
+    contains(documents[0]["error"]["advice"], "There are logs of: chrome. ", "advice")
+
+
 CASES = {
     "LogOfTwoPrograms": two_programs,
     "LogReplaced": replaced_file,
     "LogClosedOutput": closed_output,
     "LogLong": long_log,
     "LogNone": no_log,
+    "LogNamedFileThatIsNone": named_file_that_is_none,
+    "LogWaits": waits_and_says_so,
 }

@@ -13,6 +13,7 @@
 #include "log/files.h"
 #include "log/growing_log.h"
 #include "log/lines.h"
+#include "log/proof.h"
 #include "text/table.h"
 #include "tool_error.h"
 
@@ -63,6 +64,16 @@ class LinePrinter {
   std::string callBefore_ = "(none yet)";
 };
 
+// For somebody who asked for a program that has written nothing.
+std::string programsBut(const std::vector<LogFile>& files, const std::optional<std::string>& process) {
+  if (!process || files.empty()) return {};
+  std::set<std::string> names;
+  for (const LogFile& file : files) names.insert(file.process);
+  std::string text = "There are logs of: ";
+  for (const std::string& name : names) text += (name == *names.begin() ? "" : ", ") + name;
+  return text + ". ";
+}
+
 std::string chosenPath(const LogOptions& options) {
   if (!options.file.empty()) return options.file;
   const std::string folder = temporaryFolder(options.temp);
@@ -71,7 +82,7 @@ std::string chosenPath(const LogOptions& options) {
   throw ToolError(ExitCode::kLocalFile,
                   "there is no log" + (options.process ? " of \"" + *options.process + "\"" : "") +
                       (options.date ? " of " + *options.date : "") + " below \"" + logFolder(folder) + "\"",
-                  kHowToLog);
+                  programsBut(files, options.process) + kHowToLog);
 }
 
 Json listFiles(const Output& output, const LogOptions& options) {
@@ -148,13 +159,16 @@ Json showFile(const Output& output, const LogOptions& options) {
       ++count;
     }
   };
+  // Those below the temporary folder have the name of a log; only a named one can be anything.
+  LogProof proof(options.file.empty());
   if (Output::onTerminal()) output.text(source.path() + "\n");
   while (auto some = source.more()) {
-    show(tail.add(std::move(*some)));
+    show(tail.add(proof.pass(std::move(*some))));
     if (output.isClosed()) break;
   }
   if (!source.isReadable()) throw ToolError(ExitCode::kLocalFile, "cannot read \"" + source.path() + "\"");
-  show(tail.add(source.rest()));
+  show(tail.add(proof.pass(source.rest())));
+  proof.atEnd();
   show(tail.kept());
   if (count == 0)
     output.message(tail.calls().empty()
@@ -178,9 +192,12 @@ class Follower {
     }
     if (chooseSource(true)) {
       Tail tail(filterOf(options_), options_.lines.value_or(kLinesAtFirst));
-      while (auto lines = current_->more()) tail.add(std::move(*lines));
+      LogProof proof(options_.file.empty());
+      while (auto lines = current_->more()) tail.add(proof.pass(std::move(*lines)));
+      proof.atEnd();
       show(tail.kept());
     }
+    sayIfWaiting();
     while (goesOn()) {
       std::this_thread::sleep_for(kPause);
       showMore();
@@ -194,6 +211,18 @@ class Follower {
   bool goesOn() const {
     if (output_.isClosed()) return false;
     return !options_.duration || Clock::now() - start_ < std::chrono::duration<double>(*options_.duration);
+  }
+
+  // Nothing shows while there is no file, which looks as if the program hung.
+  void sayIfWaiting() const {
+    if (!current_) {
+      output_.message("Waiting for a log" + (options_.process ? " of \"" + *options_.process + "\"" : "") +
+                      (options_.date ? " of " + *options_.date : "") + " below \"" +
+                      logFolder(temporaryFolder(options_.temp)) + "\": there is none yet. Ctrl+C ends this. " +
+                      kHowToLog);
+    } else if (!current_->isReadable()) {
+      output_.message("Waiting for this file: it cannot be read, or is not there yet. Ctrl+C ends this.");
+    }
   }
 
   // Takes the file that is the newest by now; true when it is another one than before. Not to have one yet is no
