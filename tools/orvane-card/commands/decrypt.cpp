@@ -2,11 +2,20 @@
 #include "card/containers.h"
 #include "commands/commands.h"
 #include "local_files.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 namespace {
 
 bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
+
+// Said before a PIN is asked for: the minidriver would complain about the padding first.
+void requireDecryptionKey(const Container& container) {
+  if (canDecrypt(container.record)) return;
+  throw ToolError(ExitCode::kNotFound,
+                  "container " + std::to_string(container.record.index) + " holds no key that can decrypt",
+                  "\"orvane-card list\" shows what each key is for.");
+}
 
 // One transaction for PIN and decryption: to the provider, a verification counts only within its transaction.
 Bytes decrypted(CardSession& card, std::optional<SecretText>& pin, const Container& container, const Bytes& block,
@@ -23,13 +32,15 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   const Padding padding = options.padding == "oaep"   ? Padding::kOaep
                           : options.padding == "none" ? Padding::kNone
                                                       : Padding::kPkcs1;
+  const HashAlgorithm& oaepHash = findHashAlgorithm(options.oaepHash);
   const Bytes block = readLocalFile(options.file);
   CardSession& card = environment.card();
   const std::vector<Container> containers = readContainers(card);
   const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
+  requireDecryptionKey(container);
 
   std::optional<SecretText> pin = neededPin(environment, options.pin);
-  const Bytes plaintext = decrypted(card, pin, container, block, padding, findHashAlgorithm(options.oaepHash));
+  const Bytes plaintext = decrypted(card, pin, container, block, padding, oaepHash);
   Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
   if (options.output == "-") {
     environment.output().raw(plaintext);
