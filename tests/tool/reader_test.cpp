@@ -28,7 +28,14 @@ TEST(ToolReader, TheOneWithATokenIsChosen) {
   EXPECT_EQ(chosen({readers[0]}, std::nullopt), "empty");
   EXPECT_EQ(chosen({}, std::nullopt), "none");
   EXPECT_EQ(chosen(readers, "empty"), "empty");
-  EXPECT_EQ(chosen(readers, "Empty"), "none");
+  // A part of a name in any letter case, if only one reader has it.
+  EXPECT_EQ(chosen(readers, "Empty"), "empty");
+  EXPECT_EQ(chosen(readers, "ank"), "bank");
+  EXPECT_EQ(chosen(readers, "k"), "none");
+  EXPECT_EQ(chosen(readers, "bank 1"), "none");
+  EXPECT_EQ(chosen(readers, ""), "none");
+  // The whole name is nobody else's part.
+  EXPECT_EQ(chosen({reader("bank 2", true, {0x3B}), readers[1]}, "bank"), "bank");
   // What is left of a card that has gone is no card.
   EXPECT_EQ(chosen({reader("gone", false, orvane()), readers[1]}, std::nullopt), "bank");
 }
@@ -52,6 +59,8 @@ TEST(ToolReader, CommandsWantACardInIt) {
       {"no card", {empty, empty}, std::nullopt, "no reader holds a card"},
       {"no card where it is wanted", {empty, token}, "empty", "there is no card in the reader \"empty\""},
       {"another reader is wanted", {empty, token}, "other", "there is no reader \"other\""},
+      {"a part of one name", {badge, token}, "TOK", "token"},
+      {"a part of two names", {badge, token}, "e", "\"e\" is a part of several readers' names: \"badge\", \"token\""},
   };
   for (const Case& row : cases) {
     std::string outcome;

@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <sstream>
 
 #include "log/files.h"
+#include "text/suggestion.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -20,7 +22,7 @@ Examples:
   orvane-card info                         Is the token there, and which minidriver serves it?
   orvane-card log --level error            What did the minidriver complain about, and what does it mean?
   orvane-card list                         Which keys and certificates does it hold?
-  orvane-card pin verify                   Is the PIN right, and how many attempts are left?
+  orvane-card pin verify                   Is the PIN right? (A wrong one uses up an attempt.)
   orvane-card export --key 2 -o two.der    One certificate, with what identifies it
   orvane-card report                       What second-level support wants to know, in one folder
   orvane-card sign report.pdf -o report.sig --certificate cert.der
@@ -49,6 +51,13 @@ Examples:
   orvane-card log --process chrome --level error
   orvane-card log --entry CardSignData --follow)";
 
+constexpr const char* kPinFooter = R"(
+A wrong PIN uses up an attempt; after one, the attempts left are shown. A right one tells nothing about them.
+What cannot be a PIN is refused before the token is asked: fewer than 4 or more than 63 characters, a blank at the
+beginning or end, a character beyond ASCII. From a pipe or file, each PIN stands on a line of its own:
+  orvane-card pin verify < pin.txt                      in a command prompt
+  Get-Content pin.txt | .\orvane-card pin verify        in PowerShell)";
+
 constexpr const char* kSessionHelp = "Run several commands on one connection, so that a verified PIN serves them all";
 
 constexpr const char* kSessionFooter = R"(
@@ -69,12 +78,16 @@ class Parser {
   explicit Parser(CLI::App& app, Request& request) : app_(app), request_(request) {
     app_.require_subcommand(1);
     app_.fallthrough();
+    // Before the commands and options, which take this over from here.
+    app_.ignore_case();
+    app_.option_defaults()->ignore_case();
     app_.set_help_flag("-h,--help", "Show this help, or that of a command");
   }
 
   void addConnectionOptions() {
-    app_.set_version_flag("--version", std::string("orvane-card ") + ORVANE_VERSION, "Show the program's version");
-    app_.add_option("--reader", request_.connect.reader, "Use the card in this reader [first reader with a card]")
+    app_.set_version_flag("-v,--version", std::string("orvane-card ") + ORVANE_VERSION, "Show the program's version");
+    app_.add_option("--reader", request_.connect.reader,
+                    "Use the card in this reader; a part of its name is enough [first reader with a card]")
         ->type_name("NAME");
     app_.add_option("--driver", request_.connect.driver, "Load this minidriver [the one registered for the card's ATR]")
         ->type_name("DLL");
@@ -173,18 +186,20 @@ class Parser {
     CLI::App* pin = app_.add_subcommand("pin", "Verify, change or forget a PIN");
     pin->require_subcommand(1);
     pin->fallthrough();
-    addPinCommand(*pin, "verify", "Verify a PIN, asked for on the console or read from standard input", runPinVerify);
-    addPinCommand(*pin, "change", "Change a PIN; reads the current and the new one", runPinChange);
+    addPinCommand(*pin, "verify", "Verify a PIN, asked for on the console or read from standard input", runPinVerify)
+        .footer(kPinFooter);
+    addPinCommand(*pin, "change", "Change a PIN; reads the current and the new one", runPinChange).footer(kPinFooter);
     addPlain(*pin, "forget", "Undo the verification of all PINs", runPinForget);
   }
 
-  void addPinCommand(CLI::App& pin, const std::string& name, const std::string& help,
-                     Json (*run)(Environment&, const PinCommandOptions&)) {
+  CLI::App& addPinCommand(CLI::App& pin, const std::string& name, const std::string& help,
+                          Json (*run)(Environment&, const PinCommandOptions&)) {
     auto options = std::make_shared<PinCommandOptions>();
     CLI::App* command = pin.add_subcommand(name, help);
     command->add_flag("--admin", options->administrator, "The administrator PIN instead of the user PIN");
     choose(*command, fullName(pin, name),
            [options, run](Environment& environment) { return run(environment, *options); });
+    return *command;
   }
 
   static void addPinOptions(CLI::App& command, PinOptions& options) {
@@ -200,8 +215,8 @@ class Parser {
         ->type_name("HEX")
         ->excludes(file);
     sign->add_option("--hash", options->hash, "sha256, sha384, sha512 or sha1")->capture_default_str();
-    CLI::Option* one =
-        sign->add_option("-k,--container", options->container, "Index of the container [the default one]");
+    CLI::Option* one = sign->add_option("-k,--container", options->container,
+                                        "Index of the container [the default one, or the first that can sign]");
     CLI::Option* all = sign->add_flag("--all", options->all, "Sign with every signature key")->excludes(one);
     sign->add_option("-o,--output", options->signature, "Write the signature here, as OpenSSL expects it")
         ->type_name("PATH")
@@ -227,9 +242,10 @@ class Parser {
     decrypt->add_option("-o,--output", options->output, "Write the plaintext here (\"-\": standard output)")
         ->type_name("PATH")
         ->required();
-    decrypt->add_option("-k,--container", options->container, "Index of the container [the default one]");
+    decrypt->add_option("-k,--container", options->container,
+                        "Index of the container [the default one, or the first that can decrypt]");
     decrypt->add_option("--padding", options->padding, "pkcs1, oaep or none")
-        ->check(CLI::IsMember({"pkcs1", "oaep", "none"}))
+        ->transform(CLI::IsMember({"pkcs1", "oaep", "none"}, CLI::ignore_case))
         ->capture_default_str();
     decrypt->add_option("--oaep-hash", options->oaepHash, "Hash algorithm of OAEP")->capture_default_str();
     addPinOptions(*decrypt, options->pin);
@@ -259,7 +275,7 @@ class Parser {
     log->add_option("--entry", options->call, "Only lines of this entry point (CardSignData), or of the \"monitor\"")
         ->type_name("NAME");
     log->add_option("--level", options->level, "error: only errors; debug: everything")
-        ->check(CLI::IsMember({"error", "debug"}))
+        ->transform(CLI::IsMember({"error", "debug"}, CLI::ignore_case))
         ->capture_default_str();
     log->add_option("--lines", options->lines, "Only so many lines at the end [all; with --follow 20]")
         ->check(CLI::NonNegativeNumber);
@@ -299,6 +315,40 @@ class Parser {
   Request& request_;
 };
 
+// The command that was given last: "verify" of "pin verify".
+const CLI::App& chosenCommand(const CLI::App& app) {
+  const CLI::App* last = &app;
+  for (auto chosen = app.get_subcommands(); !chosen.empty(); chosen = last->get_subcommands()) last = chosen.front();
+  return *last;
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): commands have commands one level deep.
+void addCommandNames(const CLI::App& app, const std::string& before, std::vector<std::string>& names) {
+  for (const CLI::App* command : app.get_subcommands({})) {
+    names.push_back(before + command->get_name());
+    addCommandNames(*command, names.back() + " ", names);
+  }
+}
+
+void addOptionNames(const CLI::App& app, std::vector<std::string>& names) {
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+}
+
+// What was probably meant by something that is not known, as the beginning of an advice.
+std::string hintFor(const CLI::App& app, const std::string& unknown) {
+  std::vector<std::string> names;
+  if (unknown.starts_with('-')) {
+    addOptionNames(chosenCommand(app), names);
+    addOptionNames(app, names);
+  } else {
+    addCommandNames(app, "", names);
+  }
+  const std::string meant = nearest(unknown, names);
+  return meant.empty() ? meant : "Did you mean \"" + meant + "\"? ";
+}
+
 // The names of the commands that were given, each behind a blank: " pin verify".
 std::string namedCommands(const CLI::App& app) {
   std::string names;
@@ -320,12 +370,31 @@ Request understood(CLI::App& app, Request& request, const std::function<void()>&
     answer.text = std::string(version.what()) + "\n";
     return answer;
   } catch (const CLI::ParseError& error) {
-    const std::vector<std::string> unknown = app.remaining();
-    const bool unknownCommand = error.get_name() == "RequiredError" && !unknown.empty();
-    throw ToolError(ExitCode::kUsage, unknownCommand ? "there is no command \"" + unknown.front() + "\"" : error.what(),
-                    "\"orvane-card" + namedCommands(app) + " --help\" shows what there is.");
+    const std::vector<std::string> unknown = app.remaining(true);
+    std::string message = error.what();
+    std::string hint;
+    if (!unknown.empty()) {
+      const bool isOption = unknown.front().starts_with('-');
+      hint = hintFor(app, unknown.front());
+      if (isOption || error.get_name() == "RequiredError")
+        message = std::string("there is no ") + (isOption ? "option" : "command") + " \"" + unknown.front() + "\"";
+    }
+    throw ToolError(ExitCode::kUsage, message,
+                    hint + "\"orvane-card" + namedCommands(app) + " --help\" shows what there is.");
   }
   return std::move(request);
+}
+
+// The same for a line of a session. One that does not ask for help stays as it is: quotes in it keep words together.
+std::string lineWithHelpOption(const std::string& line) {
+  std::istringstream stream(line);
+  std::vector<std::string> words;
+  for (std::string word; stream >> word;) words.push_back(word);
+  const std::vector<std::string> asking = withHelpOption(words);
+  if (asking == words) return line;
+  std::string text;
+  for (const std::string& word : asking) text += word + " ";
+  return text;
 }
 
 }  // namespace
@@ -340,6 +409,7 @@ Request parseArguments(std::vector<std::string> arguments) {
   // Last: commands added later would show it too.
   app.footer(kFooter);
   if (arguments.empty()) arguments = {"--help"};
+  arguments = withHelpOption(std::move(arguments));
   std::reverse(arguments.begin(), arguments.end());
   return understood(app, request, [&] { app.parse(std::move(arguments)); });
 }
@@ -349,7 +419,7 @@ Request parseSessionLine(const std::string& line) {
   CLI::App app("Commands of a session", "");
   Parser parser(app, request);
   parser.addCommands();
-  return understood(app, request, [&] { app.parse(line, false); });
+  return understood(app, request, [&] { app.parse(lineWithHelpOption(line), false); });
 }
 
 }  // namespace orvane::tool

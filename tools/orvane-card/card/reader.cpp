@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
+#include "support/text_compare.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -10,6 +12,40 @@ namespace {
 
 constexpr std::array<std::uint8_t, 19> kOrvaneAtr = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58, 0x58, 0x58,
                                                      0x5F, 0x44, 0x53, 0x43, 0x5F, 0x4B, 0x45, 0x59, 0x4C};
+
+bool holdsPart(std::string_view name, std::string_view part) {
+  for (std::size_t start = 0; start + part.size() <= name.size(); ++start) {
+    if (equalsIgnoreCase(name.substr(start, part.size()), part)) return true;
+  }
+  return false;
+}
+
+// The readers that `wanted` can mean: the one of exactly that name, or all with this part in their names.
+std::vector<const Reader*> readersNamed(const std::vector<Reader>& readers, const std::string& wanted) {
+  std::vector<const Reader*> found;
+  for (const Reader& reader : readers) {
+    if (reader.name == wanted) return {&reader};
+    if (!wanted.empty() && holdsPart(reader.name, wanted)) found.push_back(&reader);
+  }
+  return found;
+}
+
+std::string quotedNames(const std::vector<const Reader*>& readers) {
+  std::string names;
+  for (const Reader* reader : readers) names += (names.empty() ? "\"" : ", \"") + reader->name + "\"";
+  return names;
+}
+
+[[noreturn]] void throwNotNamed(const std::vector<Reader>& readers, const std::string& wanted) {
+  const std::vector<const Reader*> meant = readersNamed(readers, wanted);
+  if (meant.size() > 1)
+    throw ToolError(ExitCode::kNoCard, "\"" + wanted + "\" is a part of several readers' names: " + quotedNames(meant),
+                    "Write as much of the name as only one of them has.");
+  std::vector<const Reader*> all;
+  for (const Reader& reader : readers) all.push_back(&reader);
+  throw ToolError(ExitCode::kNoCard, "there is no reader \"" + wanted + "\"",
+                  "There is: " + quotedNames(all) + ". A part of the name that only one has is enough.");
+}
 
 }  // namespace
 
@@ -24,7 +60,10 @@ const Reader* chooseReader(const std::vector<Reader>& readers, const std::option
     const auto found = std::find_if(readers.begin(), readers.end(), fits);
     return found == readers.end() ? nullptr : &*found;
   };
-  if (wanted) return first([&](const Reader& reader) { return reader.name == *wanted; });
+  if (wanted) {
+    const std::vector<const Reader*> meant = readersNamed(readers, *wanted);
+    return meant.size() == 1 ? meant.front() : nullptr;
+  }
   // Badges and the virtual smart card of a TPM are cards to Windows, too, and their readers often come first.
   if (const Reader* reader = first(isOrvane)) return reader;
   if (const Reader* reader = first([](const Reader& each) { return each.cardPresent; })) return reader;
@@ -35,9 +74,7 @@ Reader readerWithCard(const std::vector<Reader>& readers, const std::optional<st
   if (readers.empty())
     throw ToolError(ExitCode::kNoCard, "no smart-card reader is connected", "Plug the token in and try again.");
   const Reader* reader = chooseReader(readers, wanted);
-  if (!reader)
-    throw ToolError(ExitCode::kNoCard, "there is no reader \"" + wanted.value_or("") + "\"",
-                    "\"orvane-card info\" lists the readers; write the name exactly as shown there.");
+  if (!reader) throwNotNamed(readers, wanted.value_or(""));
   if (reader->cardPresent) return *reader;
   if (!wanted) throw ToolError(ExitCode::kNoCard, "no reader holds a card", "Plug the token in and try again.");
   throw ToolError(ExitCode::kNoCard, "there is no card in the reader \"" + reader->name + "\"",

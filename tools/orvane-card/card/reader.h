@@ -25,8 +25,9 @@ ByteView orvaneAtr();
 // isOrvane says whether an Orvane token is in the reader.
 bool isOrvane(const Reader& reader);
 
-// chooseReader gives the reader named `wanted`; without a name the first one with an Orvane token, else the first one
-// with any card, else the first one. Null when there is none.
+// chooseReader gives the reader named `wanted`, which may be a part of its name, in any letter case, if only one has
+// it; without a name the first one with an Orvane token, else the first one with any card, else the first one. Null
+// when there is none, or when the part fits several.
 const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
 
 // readerWithCard chooses in the same way, but throws ToolError (ExitCode::kNoCard) when there is no reader, or no card
