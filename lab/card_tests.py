@@ -19,6 +19,7 @@ sys.dont_write_bytecode = True  # the tree stays as it is
 import doctor_cases  # noqa: E402
 import list_cases  # noqa: E402
 import log_cases  # noqa: E402
+import pin_cases  # noqa: E402
 import reader_cases  # noqa: E402
 import report_cases  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
@@ -296,6 +297,7 @@ def main():
     cases.update(doctor_cases.CASES)
     cases.update(list_cases.CASES)
     cases.update(log_cases.CASES)
+    cases.update(pin_cases.CASES)
     cases.update(reader_cases.CASES)
     cases.update(report_cases.CASES)
     wanted = sys.argv[3:]
