@@ -123,7 +123,7 @@ class Installation:
             (build / name).write_bytes(data)
         self._write(build / "steps.cmd", [*BEFORE, "STATE before", *steps],
                     [r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"])
-        command = [LAB / "run-windows", "--timeout", "900", "--directory", build, "--out", self.out]
+        command = [LAB / "run-windows", "--timeout", "1800", "--directory", build, "--out", self.out]
         command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
