@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <map>
+#include <utility>
 
 namespace orvane::trial {
 namespace {
@@ -42,7 +43,9 @@ class Reader {
     // What the minidriver prints has not always a line of its own.
     const auto isNow = [&](std::string_view marker) {
       const std::size_t found = line.find(std::string(marker) + fullName());
-      return found != std::string_view::npos && (take(line.substr(0, found)), true);
+      if (found == std::string_view::npos) return false;
+      take(line.substr(0, found));
+      return true;
     };
     if (const std::size_t begun = line.find(kRun); begun != std::string_view::npos) {
       running_ = std::string(line.substr(begun + kRun.size() + suite_.name.size() + 1));
@@ -121,28 +124,26 @@ std::vector<Result> resultsIn(std::string_view output, const Suite& suite, std::
 }
 
 std::string subjectOf(std::string_view suite) {
-  const struct {
-    std::string_view begin;
-    const char* subject;
-  } rows[] = {{"Tool", "The support tool, inside"},
-              {"TokenClient", "Texts, lists and exceptions across the boundary"},
-              {"TokenLibraryLayout", "Texts, lists and exceptions across the boundary"},
-              {"LibraryException", "Texts, lists and exceptions across the boundary"},
-              {"Softtoken", "The software token and the system's cryptography"},
-              {"Log", "The log"},
-              {"AppendFile", "The log"},
-              {"Storm", "Threads"},
-              {"LibraryLock", "Threads"},
-              {"Mutex", "Threads"},
-              {"Monitor", "Threads"},
-              {"Unload", "Loading, unloading, the end of a process"},
-              {"PinResidue", "PINs in memory"},
-              {"FreedBlock", "PINs in memory"},
-              {"Secret", "PINs in memory"},
-              {"Soak", "Long use"}};
+  using Row = std::pair<std::string_view, const char*>;
+  const Row rows[] = {{"Tool", "The support tool, inside"},
+                      {"TokenClient", "Texts, lists and exceptions across the boundary"},
+                      {"TokenLibraryLayout", "Texts, lists and exceptions across the boundary"},
+                      {"LibraryException", "Texts, lists and exceptions across the boundary"},
+                      {"Softtoken", "The software token and the system's cryptography"},
+                      {"Log", "The log"},
+                      {"AppendFile", "The log"},
+                      {"Storm", "Threads"},
+                      {"LibraryLock", "Threads"},
+                      {"Mutex", "Threads"},
+                      {"Monitor", "Threads"},
+                      {"Unload", "Loading, unloading, the end of a process"},
+                      {"PinResidue", "PINs in memory"},
+                      {"FreedBlock", "PINs in memory"},
+                      {"Secret", "PINs in memory"},
+                      {"Soak", "Long use"}};
   const auto* const row =
-      std::find_if(std::begin(rows), std::end(rows), [&](const auto& each) { return suite.starts_with(each.begin); });
-  return row != std::end(rows) ? row->subject : "What a program asks the minidriver for";
+      std::find_if(std::begin(rows), std::end(rows), [&](const Row& each) { return suite.starts_with(each.first); });
+  return row != std::end(rows) ? row->second : "What a program asks the minidriver for";
 }
 
 }  // namespace orvane::trial
