@@ -79,7 +79,7 @@ std::string lines(const Json& document) { return document.dump(2, ' ', false, Js
 // What "doctor --json" prints. It gets a connection of its own, as in a program of its own.
 Json doctorDocument(const ConnectOptions& options) {
   const Output silent(OutputFormat::kJson);
-  Environment environment(options, silent);
+  Environment environment(options, silent, false);
   Json document;
   try {
     document = resultDocument("doctor", runDoctor(environment));
