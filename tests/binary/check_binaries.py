@@ -15,6 +15,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True  # nothing is left in the source tree
+import pdb_file  # noqa: E402
 import pe_image  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -168,6 +169,17 @@ def check_image(checks, label, image, preset):
     checks.run(f"{label} names no folder of the building machine", no_paths)
 
 
+def check_symbols(checks, label, image, preset, stem):
+    """Of what debuggers need, a delivered file holds the record that leads to its PDB file, and no more."""
+    name = f"{stem}.pdb"
+    checks.run(f"{label} has no symbol table", lambda: same(image.symbol_table, 0))
+    checks.run(f"{label} names its PDB file, without a folder", lambda: same(image.symbol_files(), [name]))
+    checks.run(
+        f"{label} belongs to its PDB file",
+        lambda: same(image.symbol_records(), [(*pdb_file.identity(ROOT / "build" / preset / name), name)]),
+    )
+
+
 def check_is_dll(checks, label, image, expected):
     checks.run(
         f"{label} is {'a DLL' if expected else 'no DLL'}",
@@ -212,6 +224,7 @@ def check_minidriver(checks, label, image, preset):
             same(set(imports), IMPORTED_DLLS)
 
     check_is_dll(checks, label, image, True)
+    check_symbols(checks, label, image, preset, "OrvaneMinidriver")
     checks.run(
         f"{label} exports exactly the export list",
         lambda: same(sorted(str(export[0]) for export in exports), sorted(wanted)),
@@ -246,6 +259,7 @@ def check_minidriver(checks, label, image, preset):
 
 def check_tool(checks, label, image, preset):
     check_is_dll(checks, label, image, False)
+    check_symbols(checks, label, image, preset, "orvane-card")
     check_version(
         checks,
         label,

@@ -22,7 +22,8 @@ class PeImage:
         header = self._unpack("<I", 0x3C)[0]
         if self.data[header : header + 4] != b"PE\0\0":
             raise ValueError(f"{path}: no PE signature")
-        self.machine, sections, _, _, _, optional_size, self.characteristics = self._unpack("<HHIIIHH", header + 4)
+        self.machine, sections, _, self.symbol_table, _, optional_size, self.characteristics = self._unpack(
+            "<HHIIIHH", header + 4)
         optional = header + 24
         if self._unpack("<H", optional)[0] != 0x20B:
             raise ValueError(f"{path}: not a 64-bit image")
@@ -106,6 +107,10 @@ class PeImage:
 
     def symbol_files(self):
         """The names of the files with debugging symbols, as the debug directory has them."""
+        return [name for _, _, name in self.symbol_records()]
+
+    def symbol_records(self):
+        """What leads to the files with debugging symbols: for each one identifier, age and name."""
         address, size = self.directories[6] if len(self.directories) > 6 else (0, 0)
         result = []
         for entry in range(size // 28):
@@ -115,7 +120,8 @@ class PeImage:
                 # "RSDS", an identifier of 16 bytes and an age come before the name.
                 if record[:4] != b"RSDS":
                     raise ValueError(f"unknown record {record[:4]!r} in the debug directory")
-                result.append(record[24:].split(b"\0")[0].decode("utf-8"))
+                age = struct.unpack_from("<I", record, 20)[0]
+                result.append((record[4:20], age, record[24:].split(b"\0")[0].decode("utf-8")))
         return result
 
     def has_delayed_imports(self):
