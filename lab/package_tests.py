@@ -279,7 +279,8 @@ class Tests:
         output = self.folder / "elsewhere"
         environment = {"PATH": "/usr/bin:/bin", "TZ": "Asia/Tokyo", "LC_ALL": "C"}
         equal(self.make(REPOSITORY, output, umask=0o077, env=environment),
-              (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}.{kind}" for arch in FOLDERS for kind in ("msi", "zip")]
+              (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}{kind}" for arch in FOLDERS
+                              for kind in (".msi", ".zip", "-symbols.zip")]
                              + ["SHA256SUMS"])), "result")
         equal((output / "SHA256SUMS").read_text(), (self.folder / "SHA256SUMS").read_text(), "checksums")
 
@@ -287,10 +288,9 @@ class Tests:
         """A tree from which no right package can come gives none, and the one of an earlier run goes. What else lies in the
         output folder stays. A tree of which git knows nothing is not called clean."""
         tree, output = self.folder / "tree", self.folder / "refused"
-        for file in ("scripts/package", "scripts/lib/make_packages.py", "scripts/lib/make_msi.py", "scripts/lib/common.sh",
-                     "scripts/lib/packages.sh", "CMakeLists.txt", "CHANGELOG.md"):
+        for file in ("scripts/package", "scripts/lib", "CMakeLists.txt", "CHANGELOG.md"):
             (tree / file).parent.mkdir(parents=True, exist_ok=True)
-            subprocess.run(["cp", REPOSITORY / file, tree / file], check=True)
+            subprocess.run(["cp", "-r", REPOSITORY / file, tree / file], check=True)
         output.mkdir()
         stale = [f"OrvaneMinidriver-{self.version}-arm64.{kind}" for kind in ("msi", "zip")]
         version = f"VERSION {self.version}"

@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
 """Puts the packages together from what was built.
 
-    make_packages.py OUTPUT-FOLDER
+    make_packages.py [--submission] [--sign ...] OUTPUT-FOLDER
     make_packages.py --signable       the built files that can be signed, one in each line
 
-Writes OrvaneMinidriver-VERSION-arm64.msi and .zip, the same for x64, and SHA256SUMS over all four. The version is CMake's;
-the date, which every file in a package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user
-goes in.
-Whoever signs does it between building and this, so that the checksums are those of the signed files.
+Writes OrvaneMinidriver-VERSION-arm64.msi, .zip and -symbols.zip, the same for x64, and SHA256SUMS over all of them; with
+--submission also the cabinet for Microsoft's hardware programme. The version is CMake's; the date, which every file in a
+package carries, is that of the version in CHANGELOG.md. Nothing else of time, place or user goes in, unless somebody signs:
+programs before they go into a package, then what carries a signature itself. The checksums are those of the signed files.
 """
 
+import argparse
 import hashlib
 import io
 import pathlib
@@ -19,6 +20,8 @@ import zipfile
 
 sys.dont_write_bytecode = True  # the tree stays as it is
 import make_msi  # noqa: E402
+import signing  # noqa: E402
+import submission  # noqa: E402
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
@@ -49,6 +52,9 @@ CONTENT = {
     "orvane.inf": "packaging/orvane.inf",
     **SIGNABLE,
 }
+
+# What debuggers need, in a package of its own.
+SYMBOLS = {name: f"build/windows-{{arch}}/{name}" for name in ("OrvaneMinidriver.pdb", "orvane-card.pdb")}
 
 # Links to files that lie elsewhere in a package.
 MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
@@ -107,33 +113,71 @@ def zipped(folder, files, date):
     return data.getvalue()
 
 
+def read(names, arch, version, date):
+    """The files of a package by their names in it."""
+    files = {}
+    for name, source in names.items():
+        name, source = name.format(folder=FOLDERS[arch]), REPOSITORY / source.format(arch=arch)
+        if not source.is_file():
+            sys.exit(f"error: there is no {source}, which becomes {name}")
+        files[name] = content(name, source, version, date)
+    return files
+
+
+def programs_signed(signer, files, arch):
+    """The files with the programs among them signed."""
+    names = {name.format(folder=FOLDERS[arch]) for name in SIGNABLE}
+    return {name: signer.signed(name, data) if name in names else data for name, data in files.items()}
+
+
+def arguments():
+    parser = argparse.ArgumentParser(allow_abbrev=False)
+    parser.add_argument("--signable", action="store_true", help="only name the built files that can be signed")
+    parser.add_argument("--submission", action="store_true", help="also make the cabinet for Microsoft's hardware programme")
+    parser.add_argument("--check", action="store_true", help="only look whether the options make sense")
+    parser.add_argument("output", nargs="?", type=pathlib.Path)
+    signing.add_options(parser)
+    given = parser.parse_args()
+    if given.signable == bool(given.output):
+        parser.error("either --signable or an output folder")
+    return given
+
+
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: make_packages.py OUTPUT-FOLDER | --signable")
-    if sys.argv[1] == "--signable":
+    given = arguments()
+    if given.signable:
         print("\n".join(signable()))
         return
-    output = pathlib.Path(sys.argv[1])
-    output.mkdir(parents=True, exist_ok=True)
+    signer = signing.Signer(given) if given.sign else None
+    if given.check:
+        return
+    given.output.mkdir(parents=True, exist_ok=True)
     # Packages of an earlier run must not pass for this one's, whatever becomes of it.
-    for old in [*output.glob("OrvaneMinidriver-*.msi"), *output.glob("OrvaneMinidriver-*.zip"), output / "SHA256SUMS"]:
+    for old in [*given.output.glob("OrvaneMinidriver-*"), given.output / "SHA256SUMS"]:
         old.unlink(missing_ok=True)
     version, date = release()
-    packages = {}
-    for arch, folder in FOLDERS.items():
-        files = {}
-        for name, source in CONTENT.items():
-            name, source = name.format(folder=folder), REPOSITORY / source.format(arch=arch)
-            if not source.is_file():
-                sys.exit(f"error: there is no {source}, which becomes {name}")
-            files[name] = content(name, source, version, date)
+    packages, contents, symbols = {}, {}, {}
+    for arch in FOLDERS:
+        files = read(CONTENT, arch, version, date)
+        if signer:
+            files = programs_signed(signer, files, arch)
         files["SHA256SUMS"] = sums(files)
         name = f"OrvaneMinidriver-{version}-{arch}"
         packages[name + ".msi"] = make_msi.package(arch, version, date, files)
         packages[name + ".zip"] = zipped(name, files, date)
+        symbols[arch] = read(SYMBOLS, arch, version, date)
+        packages[name + "-symbols.zip"] = zipped(name + "-symbols", symbols[arch], date)
+        contents[arch] = files
+    if given.submission:
+        packages[f"OrvaneMinidriver-{version}-submission.cab"] = submission.cabinet(contents, symbols, FOLDERS, date)
+    if signer:
+        # Here, so that nothing that can be signed is forgotten: neither a package of another kind nor a program in one.
+        packages = {name: signer.signed(name, data) if signing.is_signable(data) else data for name, data in packages.items()}
+        if left := [each for name, data in packages.items() for each in signing.unsigned(name, data)]:
+            sys.exit(f"error: not signed: {', '.join(left)}")
     for name, data in {**packages, "SHA256SUMS": sums(packages)}.items():
-        (output / name).write_bytes(data)
-        print(output / name)
+        (given.output / name).write_bytes(data)
+        print(given.output / name)
 
 
 if __name__ == "__main__":

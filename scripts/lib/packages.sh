@@ -7,7 +7,9 @@ BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googlet
   libcli11-dev nlohmann-json3-dev libssl-dev npm python3)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 ANALYSIS_PACKAGES=(clang-tidy cppcheck)
-PACKAGING_PACKAGES=(gcab msitools)
+PACKAGING_PACKAGES=(gcab msitools osslsigncode)
+# llvm reads symbols, the others are a signer's token and what judges a bill of materials.
+PACKAGE_TEST_PACKAGES=(cabextract libengine-pkcs11-openssl llvm openssl python3-jsonschema softhsm2)
 EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
 COVERAGE_PACKAGES=(llvm)
