@@ -186,7 +186,7 @@ class Tests:
         """Every file is there, nothing else, and the checksums are theirs."""
         names = {str(path.relative_to(self.package)) for path in self.package.rglob("*") if path.is_file()}
         wanted = {f"docs/{name}" for name in DOCUMENTS} | {f"{FOLDERS[self.arch]}/OrvaneMinidriver.dll"} | {
-            "CHANGELOG.md", "README.md", "SECURITY.md", "SHA256SUMS", "install.cmd", "notices.txt", "orvane-card.exe",
+            "CHANGELOG.md", "README.md", "SECURITY.md", "SHA256SUMS", make_packages.BILL, "install.cmd", "notices.txt", "orvane-card.exe",
             "orvane.inf", "uninstall.cmd"}
         equal(names, wanted, "files")
         sums = {}

@@ -19,6 +19,7 @@ import sys
 import zipfile
 
 sys.dont_write_bytecode = True  # the tree stays as it is
+import bill_of_materials  # noqa: E402
 import make_msi  # noqa: E402
 import signing  # noqa: E402
 import submission  # noqa: E402
@@ -55,6 +56,9 @@ CONTENT = {
 
 # What debuggers need, in a package of its own.
 SYMBOLS = {name: f"build/windows-{{arch}}/{name}" for name in ("OrvaneMinidriver.pdb", "orvane-card.pdb")}
+
+# What is in the programs, and under which licences.
+BILL = "bill-of-materials.cdx.json"
 
 # Links to files that lie elsewhere in a package.
 MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
@@ -161,6 +165,8 @@ def main():
         files = read(CONTENT, arch, version, date)
         if signer:
             files = programs_signed(signer, files, arch)
+        programs = {name.rsplit("/")[-1]: data for name, data in files.items() if name.endswith((".dll", ".exe"))}
+        files[BILL] = bill_of_materials.bill(arch, version, date, programs)
         files["SHA256SUMS"] = sums(files)
         name = f"OrvaneMinidriver-{version}-{arch}"
         packages[name + ".msi"] = make_msi.package(arch, version, date, files)

@@ -15,6 +15,7 @@ sys.dont_write_bytecode = True  # the tree stays as it is
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 for folder in ("lab", "scripts/lib", "tests/binary"):
     sys.path.insert(0, str(REPOSITORY / folder))
+from bill_cases import BillCases  # noqa: E402
 from cases import carry_out  # noqa: E402
 from signature_cases import SignatureCases  # noqa: E402
 from symbol_cases import SymbolCases  # noqa: E402
@@ -25,7 +26,7 @@ def main():
     packages = pathlib.Path(packages).resolve()
     with tempfile.TemporaryDirectory(prefix="orvane-check-packages.") as folder:
         cases = {}
-        for subject in (SymbolCases, SignatureCases):
+        for subject in (SymbolCases, SignatureCases, BillCases):
             own = pathlib.Path(folder, subject.__name__)
             own.mkdir()
             cases.update(subject(packages, own).cases())
