@@ -1,9 +1,11 @@
 """Signing: with a certification authority of the tests' own, keys in files and in a token."""
 
+import argparse
+import http.server
 import os
 import pathlib
 import subprocess
-import sys
+import threading
 import zipfile
 
 import make_packages
@@ -125,6 +127,50 @@ class SignatureCases:
             path.write_bytes(signing.Signer(signing_options(*options)).signed(name, data))
             self._verify(path)
 
+    def time_stamp(self):
+        """A signature with a time stamp says when, and goes on being valid after the certificate. The server of the stamps is
+        one of the tests' own."""
+        at = self._folder
+        run("openssl", "req", "-newkey", "rsa:2048", "-nodes", "-keyout", at / "clock.key", "-out", at / "clock.csr", "-subj",
+            "/CN=Clock of the tests")
+        (at / "clock-extensions").write_text("extendedKeyUsage=critical,timeStamping\n")
+        run("openssl", "x509", "-req", "-in", at / "clock.csr", "-CA", at / "ca.pem", "-CAkey", at / "ca.key", "-days", "3650",
+            "-CAcreateserial", "-extfile", at / "clock-extensions", "-out", at / "clock.pem")
+        (at / "clock.conf").write_text(
+            f"[tsa]\nserial = {at}/clock.serial\ncrypto_device = builtin\nsigner_digest = sha256\n"
+            "default_policy = 1.2.3.4.1\ndigests = sha256\naccuracy = secs:1\ness_cert_id_alg = sha256\n")
+        (at / "clock.serial").write_text("01\n")
+
+        class Clock(http.server.BaseHTTPRequestHandler):
+            def do_POST(self):
+                (at / "query").write_bytes(self.rfile.read(int(self.headers["Content-Length"])))
+                run("openssl", "ts", "-reply", "-config", at / "clock.conf", "-section", "tsa", "-queryfile", at / "query",
+                    "-signer", at / "clock.pem", "-inkey", at / "clock.key", "-chain", at / "ca.pem", "-out", at / "reply")
+                self.send_response(200)
+                self.send_header("Content-Type", "application/timestamp-reply")
+                self.end_headers()
+                self.wfile.write((at / "reply").read_bytes())
+
+            def log_message(self, *_):
+                pass
+
+        data = (REPOSITORY / "build/windows-arm64/OrvaneMinidriver.dll").read_bytes()
+        path = at / "stamped.dll"
+        with http.server.HTTPServer(("127.0.0.1", 0), Clock) as server:
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            address = f"http://127.0.0.1:{server.server_port}/"
+            path.write_bytes(signing.Signer(signing_options(*self._key(), "--time-stamp", address)).signed("stamped", data))
+            server.shutdown()
+        said = run("osslsigncode", "verify", "-CAfile", at / "ca.pem", "-TSA-CAfile", at / "ca.pem", "-in", path)
+        contains(said, "Number of verified signatures: 1", "signature")
+        contains(said, "Timestamp Server Signature verification: ok", "time stamp")
+        # Without an answer there is no signature: one that ends with its certificate is not what was asked for.
+        try:
+            signing.Signer(signing_options(*self._key(), "--time-stamp", address)).signed("stamped", data)
+            raise AssertionError("a signature without its time stamp")
+        except SystemExit as refusal:
+            contains(str(refusal), "error: stamped cannot be signed", "message")
+
     def found(self):
         """What is not signed is named, alone or in a package; so is a signature that was cut off."""
         check = REPOSITORY / "scripts/lib/signing.py"
@@ -187,13 +233,12 @@ class SignatureCases:
 
     def cases(self):
         return {"SignsEverything": self.everything, "SigningTwice": self.twice, "OtherKeys": self.other_keys,
+                "TimeStamp": self.time_stamp,
                 "UnsignedIsFound": self.found, "SigningRefused": self.refusals, "Submission": self.submission}
 
 
 def signing_options(*options):
     """What make_packages.py makes of these options."""
-    import argparse
-
     parser = argparse.ArgumentParser()
     signing.add_options(parser)
     return parser.parse_args([str(option) for option in options])
