@@ -93,7 +93,8 @@ class MsiCases:
               f"keys, '{name}'")
         equal(files, {NAME} - before.files, f"files in the system folder, '{name}'")
         state = run.state(name)
-        equal(state.tool, {r"\Orvane", r"\Orvane\notices.txt", r"\Orvane\orvane-card.exe"}, f"the tool's folder, '{name}'")
+        equal(state.tool, {r"\Orvane", rf"\Orvane\{make_packages.BILL}", r"\Orvane\notices.txt", r"\Orvane\orvane-card.exe"},
+              f"the tool's folder, '{name}'")
         equal(state.path, before.path + [FOLDER] * path, f"PATH, '{name}'")
         shown = [values for key, values in its_own.items() if key.startswith(UNINSTALL_KEY)]
         equal([{value: each.get(value, (None, None))[1] for value in ("DisplayName", "DisplayVersion", "Publisher", "NoModify")}
