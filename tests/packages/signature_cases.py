@@ -92,21 +92,28 @@ class SignatureCases:
         equal(any(name.endswith(".cab") for name in made), True, "a submission")
 
     def twice(self):
-        """Signing what is signed replaces the signature and nothing else. What was built is not touched."""
-        options = signing_options(*self._key())
-        built = REPOSITORY / "build/windows-x64/OrvaneMinidriver.dll"
-        before = built.read_bytes()
-        once = signing.Signer(options).signed("once", before)
-        again = signing.Signer(options).signed("again", once)
-        equal(len(again), len(once), "size")
-        bare = []
-        for name, data in (("once", once), ("again", again)):
-            path = self._folder / f"{name}.dll"
-            path.write_bytes(data)
-            self._verify(path)
-            run("osslsigncode", "remove-signature", "-in", path, "-out", path.with_suffix(".bare"))
-            bare.append(path.with_suffix(".bare").read_bytes())
-        equal((bare[0] == before, bare[1] == before, built.read_bytes() == before), (True, True, True), "what is below")
+        """Signing what is signed replaces the signature and nothing else; without its signature a program is what was built.
+        What lies in the build folder is not touched."""
+        signer = signing.Signer(signing_options(*self._key()))
+        made = self._make("unsigned", "--submission")
+        files = {"program": REPOSITORY / "build/windows-x64/OrvaneMinidriver.dll",
+                 "package": made[f"OrvaneMinidriver-{self._version}-x64.msi"],
+                 "cabinet": made[f"OrvaneMinidriver-{self._version}-submission.cab"]}
+        for kind, file in files.items():
+            before = file.read_bytes()
+            once = signer.signed("once", before)
+            again = signer.signed("again", once)
+            equal(len(again), len(once), f"size of a {kind}")
+            bare = []
+            for name, data in (("once", once), ("again", again)):
+                path = self._folder / f"{kind}-{name}"
+                path.write_bytes(data)
+                self._verify(path)
+                run("osslsigncode", "remove-signature", "-in", path, "-out", path.with_suffix(".bare"))
+                bare.append(path.with_suffix(".bare").read_bytes())
+            equal((bare[0] == bare[1], file.read_bytes() == before), (True, True), f"what is below a {kind}'s signature")
+            if kind == "program":
+                equal(bare[0] == before, True, "the program that was built")
 
     def other_keys(self):
         """A PKCS #12 file and a key in a token do the same."""
