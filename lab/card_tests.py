@@ -124,7 +124,7 @@ def signs(run):
     equal(documents[0]["error"]["status"]["name"], "SCARD_W_WRONG_CHV", "wrong PIN")
     equal(documents[0]["error"]["attemptsRemaining"], 7, "attempts left")
     signatures = sorted((run.out / "signed").glob("signature-*.bin"))
-    equal([path.name for path in signatures], ["signature-0.bin", "signature-2.bin"], "signatures")
+    equal([path.name for path in signatures], ["signature-1.bin", "signature-3.bin"], "signatures")
     for signature in signatures:
         certificate = signature.with_name(signature.name.replace("signature", "certificate")).with_suffix(".der")
         key = subprocess.run(["openssl", "x509", "-inform", "DER", "-in", certificate, "-noout", "-pubkey"],
@@ -158,7 +158,7 @@ def read_certificates(run, serial, containers):
 
 
 def decrypt_command(container, padding):
-    return (f"decrypt --no-pin -k {container} --padding {padding} Z:/out/block-{container}-{padding}"
+    return (f"decrypt --no-pin -k {container + 1} --padding {padding} Z:/out/block-{container}-{padding}"
             f" -o Z:/out/plain-{container}-{padding}")
 
 
@@ -225,9 +225,9 @@ def old_firmware(run):
         encrypt(run, 1, padding)
     (run.out / "text").write_bytes(b"text")
     commands = ["pin verify", "pin change", decrypt_command(1, "pkcs1"), "-" + decrypt_command(1, "oaep"),
-                "sign --no-pin -k 1 Z:/out/text -o Z:/out/signature --check",
-                "-sign --no-pin -k 1 --hash sha1 Z:/out/text -o Z:/out/signature",
-                "-sign --no-pin -k 0 Z:/out/text -o Z:/out/signature"]
+                "sign --no-pin -k 2 Z:/out/text -o Z:/out/signature --check",
+                "-sign --no-pin -k 2 --hash sha1 Z:/out/text -o Z:/out/signature",
+                "-sign --no-pin -k 1 Z:/out/text -o Z:/out/signature"]
     status, documents = run.tool(
         LONG_COMMAND, "88DEC2", [], "session", *(part for each in commands for part in ("-c", each)),
         stdin="\n".join([PIN, PIN, OTHER_PIN, ""]))

@@ -108,11 +108,11 @@ def decryption(run):
     certificate = run.out / "kxc1.der"
     status, documents = run.tool(READER, "0012AB", [], "read", "kxc1", "-o", "Z:/out/kxc1.der")
     equal(status, 0, f"exit status, {documents}")
-    key = run.folder / "key.pem"
-    key.write_bytes(subprocess.run(["openssl", "x509", "-inform", "DER", "-in", certificate, "-noout", "-pubkey"],
-                                   check=True, capture_output=True).stdout)
+    key_file = run.folder / "key.pem"
+    key_file.write_bytes(subprocess.run(["openssl", "x509", "-inform", "DER", "-in", certificate, "-noout", "-pubkey"],
+                                        check=True, capture_output=True).stdout)
     (run.out / "text").write_text("for container 1")
-    subprocess.run(["openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", key, "-in", run.out / "text", "-out",
+    subprocess.run(["openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", key_file, "-in", run.out / "text", "-out",
                     run.out / "block"], check=True)
     status, documents = run.tool(READER, "0012AB", [], "decrypt", "--pin-stdin", "Z:/out/block", "-o", "Z:/out/plain",
                                  stdin=f"{PIN}\n")
@@ -120,14 +120,14 @@ def decryption(run):
     equal((run.out / "plain").read_text(), "for container 1", "text")
     process = run.start(None, None, [], "decrypt", "/?")
     contains(process.communicate()[0].replace("\n", " "), "[the default one, or the first that", "help")
-    for serial, padding, container, status, problem in (
-            ("88DEC2", "OAEP", "1", 9, "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has"),
-            ("0012AB", "oaep", "0", 5, "container 0 holds no key that can decrypt"),
-            ("0012AB", "pkcs1", "0", 5, "container 0 holds no key that can decrypt")):
-        actual, documents = run.tool(READER, serial, [], "decrypt", "-k", container, "--padding", padding, "--pin-stdin",
+    for serial, padding, key, status, problem in (
+            ("88DEC2", "OAEP", "2", 9, "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has"),
+            ("0012AB", "oaep", "1", 5, "key 1 is not one that can decrypt"),
+            ("0012AB", "pkcs1", "1", 5, "key 1 is not one that can decrypt")):
+        actual, documents = run.tool(READER, serial, [], "decrypt", "-k", key, "--padding", padding, "--pin-stdin",
                                      "Z:/out/block", "-o", "Z:/out/plain", stdin=f"{PIN}\n")
         equal(actual, status, f"status, {documents}")
-        contains(documents[0]["error"]["message"], problem, f"{padding} with container {container}")
+        contains(documents[0]["error"]["message"], problem, f"{padding} with key {key}")
 
 
 def forgiving_input(run):

@@ -62,7 +62,7 @@ def redacted(run):
     contains(files["log.txt"], "resolved serial number :: [serial 1]", "log")
     contains(files["log.txt"], "resolved serial number :: [serial 2]", "log")
     doctor = json.loads(files["doctor.json"])
-    equal((doctor["command"], len(doctor["result"]["steps"])), ("doctor", 13), "doctor.json")
+    equal((doctor["command"], len(doctor["result"]["steps"])), ("doctor", 14), "doctor.json")
     contains(files["doctor.json"], "[name ", "doctor.json")
 
 

@@ -170,7 +170,7 @@ class Parser {
     auto options = std::make_shared<ExportOptions>();
     CLI::App* command = app_.add_subcommand("export", "Show a certificate and write it to a file");
     CLI::Option* key =
-        command->add_option("--key", options->key, "Of this key, counted from 1 as \"list\" does")->type_name("NUMBER");
+        command->add_option("-k,--key", options->key, "Of this key, counted from 1 as \"list\" does")->type_name("NUMBER");
     command->add_option("--thumbprint", options->thumbprint, "With this thumbprint (SHA-1); 8 digits are enough")
         ->type_name("HEX")
         ->excludes(key);
@@ -215,8 +215,8 @@ class Parser {
         ->type_name("HEX")
         ->excludes(file);
     sign->add_option("--hash", options->hash, "sha256, sha384, sha512 or sha1")->capture_default_str();
-    CLI::Option* one = sign->add_option("-k,--container", options->container,
-                                        "Index of the container [the default one, or the first that can sign]");
+    CLI::Option* one = sign->add_option("-k,--key", options->key,
+                                        "Number of the key in \"list\" [the default one, or the first that can sign]");
     CLI::Option* all = sign->add_flag("--all", options->all, "Sign with every signature key")->excludes(one);
     sign->add_option("-o,--output", options->signature, "Write the signature here, as OpenSSL expects it")
         ->type_name("PATH")
@@ -226,7 +226,7 @@ class Parser {
         ->excludes(all);
     sign->add_option("--output-dir", options->folder, "Write signature-N.bin and certificate-N.der into this folder")
         ->type_name("FOLDER");
-    sign->add_flag("--check", options->check, "Verify each signature with the container's certificate");
+    sign->add_flag("--check", options->check, "Verify each signature with the certificate of its key");
     addPinOptions(*sign, options->pin);
     choose(*sign, "sign", [options](Environment& environment) {
       if (options->file.empty() && options->digest.empty())
@@ -242,8 +242,8 @@ class Parser {
     decrypt->add_option("-o,--output", options->output, "Write the plaintext here (\"-\": standard output)")
         ->type_name("PATH")
         ->required();
-    decrypt->add_option("-k,--container", options->container,
-                        "Index of the container [the default one, or the first that can decrypt]");
+    decrypt->add_option("-k,--key", options->key,
+                        "Number of the key in \"list\" [the default one, or the first that can decrypt]");
     decrypt->add_option("--padding", options->padding, "pkcs1, oaep or none")
         ->transform(CLI::IsMember({"pkcs1", "oaep", "none"}, CLI::ignore_case))
         ->capture_default_str();

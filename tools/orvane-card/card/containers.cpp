@@ -43,13 +43,13 @@ std::vector<ListedKey> listedKeys(const std::vector<Container>& containers) {
   return keys;
 }
 
-const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
+const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> key,
                                  bool (*fits)(const ContainerRecord&), const char* purpose) {
-  if (index) {
-    if (*index < 0 || static_cast<std::size_t>(*index) >= containers.size())
-      throw ToolError(ExitCode::kNotFound, "there is no container " + std::to_string(*index),
-                      "\"orvane-card list\" shows the containers that there are.");
-    return containers[static_cast<std::size_t>(*index)];
+  if (key) {
+    if (*key < 1 || static_cast<std::size_t>(*key) > containers.size())
+      throw ToolError(ExitCode::kNotFound, "there is no key " + std::to_string(*key),
+                      "\"orvane-card list\" shows the keys that there are, counted from 1.");
+    return containers[static_cast<std::size_t>(*key) - 1];
   }
   if (containers.empty())
     throw ToolError(ExitCode::kNotFound, "no keys are seen on the token",

@@ -26,9 +26,9 @@ std::vector<Container> readContainers(CardSession& card);
 // listedKeys reads the certificates for people; one that cannot be read is a problem of its key alone.
 std::vector<ListedKey> listedKeys(const std::vector<Container>& containers);
 
-// chooseContainer gives the container with that index, or without one the default container if `fits` accepts it, else
-// the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
-const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> index,
+// chooseContainer gives the container of the key with that number (counted from 1), or without one the default
+// container if `fits` accepts it, else the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
+const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> key,
                                  bool (*fits)(const ContainerRecord&), const char* purpose);
 
 }  // namespace orvane::tool

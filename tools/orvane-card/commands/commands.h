@@ -68,10 +68,10 @@ struct SignOptions {
   std::string file;    // hashed here; either this or `digest`
   std::string digest;  // a ready hash, hexadecimal
   std::string hash = "sha256";
-  std::optional<int> container;
-  bool all = false;         // every container with a signature key
-  std::string signature;    // output file, for one container
-  std::string certificate;  // output file, for one container
+  std::optional<int> key;  // counted from 1
+  bool all = false;         // every key that can sign
+  std::string signature;    // output file, for one key
+  std::string certificate;  // output file, for one key
   std::string folder;       // output folder: signature-N.bin, certificate-N.der
   bool check = false;       // verify the signature here
   PinOptions pin;
@@ -81,7 +81,7 @@ Json runSign(Environment& environment, const SignOptions& options);
 struct DecryptOptions {
   std::string file;
   std::string output;
-  std::optional<int> container;
+  std::optional<int> key;  // counted from 1
   std::string padding = "pkcs1";
   std::string oaepHash = "sha256";
   PinOptions pin;

@@ -13,7 +13,7 @@ bool canDecrypt(const ContainerRecord& record) { return record.valid() && record
 void requireDecryptionKey(const Container& container) {
   if (canDecrypt(container.record)) return;
   throw ToolError(ExitCode::kNotFound,
-                  "container " + std::to_string(container.record.index) + " holds no key that can decrypt",
+                  "key " + std::to_string(container.record.index + 1) + " is not one that can decrypt",
                   "\"orvane-card list\" shows what each key is for.");
 }
 
@@ -36,19 +36,22 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   const Bytes block = readLocalFile(options.file);
   CardSession& card = environment.card();
   const std::vector<Container> containers = readContainers(card);
-  const Container& container = chooseContainer(containers, options.container, canDecrypt, "decrypt");
+  const Container& container = chooseContainer(containers, options.key, canDecrypt, "decrypt");
   requireDecryptionKey(container);
 
   std::optional<SecretText> pin = neededPin(environment, options.pin);
   const Bytes plaintext = decrypted(card, pin, container, block, padding, oaepHash);
-  Json result = {{"container", container.record.index}, {"size", plaintext.size()}, {"file", nullptr}};
+  Json result = {{"key", container.record.index + 1},
+                 {"container", container.record.index},
+                 {"size", plaintext.size()},
+                 {"file", nullptr}};
   if (options.output == "-") {
     environment.output().raw(plaintext);
     return result;
   }
   writeLocalFile(options.output, plaintext);
   result["file"] = options.output;
-  environment.output().text("Container " + std::to_string(container.record.index) + ": " +
+  environment.output().text("Key " + std::to_string(container.record.index + 1) + ": " +
                             std::to_string(plaintext.size()) + " bytes -> " + options.output + "\n");
   return result;
 }

@@ -1,4 +1,4 @@
-// sign: signs with one container, or with all.
+// sign: signs with one key, or with all.
 #include "card/certificate.h"
 #include "card/containers.h"
 #include "commands/commands.h"
@@ -21,7 +21,7 @@ Bytes hashToSign(const SignOptions& options, const HashAlgorithm& algorithm) {
 
 std::vector<Container> containersToSignWith(CardSession& card, const SignOptions& options) {
   std::vector<Container> containers = readContainers(card);
-  if (!options.all) return {chooseContainer(containers, options.container, canSign, "sign")};
+  if (!options.all) return {chooseContainer(containers, options.key, canSign, "sign")};
   std::erase_if(containers, [](const Container& container) { return !canSign(container.record); });
   if (containers.empty()) throw ToolError(ExitCode::kNotFound, "the card has no key that can sign");
   return containers;
@@ -32,10 +32,10 @@ void writeResults(const SignOptions& options, const Container& container, const 
   std::string signaturePath = options.signature;
   std::string certificatePath = options.certificate;
   if (!options.folder.empty()) {
-    const std::string index = std::to_string(container.record.index);
+    const std::string number = std::to_string(container.record.index + 1);
     createFolder(options.folder);
-    signaturePath = joinPath(options.folder, "signature-" + index + ".bin");
-    certificatePath = joinPath(options.folder, "certificate-" + index + ".der");
+    signaturePath = joinPath(options.folder, "signature-" + number + ".bin");
+    certificatePath = joinPath(options.folder, "certificate-" + number + ".der");
   }
   result["signatureFile"] = nullptr;
   result["certificateFile"] = nullptr;
@@ -59,7 +59,7 @@ std::string ownerOf(const Container& container) {
 }
 
 std::string titleOf(const Container& container) {
-  return "Container " + std::to_string(container.record.index) + " (" + ownerOf(container) + ")";
+  return "Key " + std::to_string(container.record.index + 1) + " (" + ownerOf(container) + ")";
 }
 
 std::string resultLine(const Container& container, const Json& result) {
@@ -73,7 +73,7 @@ std::string resultLine(const Container& container, const Json& result) {
   return line;
 }
 
-// What signing with one container gave.
+// What signing with one key gave.
 struct Outcome {
   const Container& container;
   Bytes signature;
@@ -107,7 +107,8 @@ Json resultOf(Environment& environment, const Outcome& outcome, const HashAlgori
               const SignOptions& options) {
   if (outcome.failure) throw ToolError(*outcome.failure);
   const auto& [container, signature, failure] = outcome;
-  Json result = {{"container", container.record.index},
+  Json result = {{"key", container.record.index + 1},
+                 {"container", container.record.index},
                  {"size", signature.size()},
                  {"signature", toHex(signature)},
                  {"verified", nullptr}};
@@ -115,7 +116,7 @@ Json resultOf(Environment& environment, const Outcome& outcome, const HashAlgori
   writeResults(options, container, signature, result);
   environment.output().text(resultLine(container, result));
   if (result["verified"] == false)
-    throw ToolError(ExitCode::kCheckFailed, "the signature does not verify with the container's certificate");
+    throw ToolError(ExitCode::kCheckFailed, "the signature does not verify with the certificate of the key");
   return result;
 }
 
@@ -135,7 +136,9 @@ Json runSign(Environment& environment, const SignOptions& options) {
       signatures.push_back(resultOf(environment, outcome, algorithm, hash, options));
     } catch (const ToolError& error) {
       if (!firstFailure) firstFailure = error;
-      signatures.push_back({{"container", outcome.container.record.index}, {"error", errorJson(error)}});
+      signatures.push_back({{"key", outcome.container.record.index + 1},
+                            {"container", outcome.container.record.index},
+                            {"error", errorJson(error)}});
       if (options.all) environment.output().text(titleOf(outcome.container) + ": " + error.what() + "\n");
     }
   }
