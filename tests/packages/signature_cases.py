@@ -9,6 +9,7 @@ import threading
 import zipfile
 
 import make_packages
+import make_trial_kit
 import signing
 from cases import contains, equal
 
@@ -90,6 +91,19 @@ class SignatureCases:
             run("sha256sum", "--check", "--strict", "SHA256SUMS", cwd=self._folder / f"signed-{arch}" / package)
         run("sha256sum", "--check", "--strict", "SHA256SUMS", cwd=self._folder / "signed")
         equal(any(name.endswith(".cab") for name in made), True, "a submission")
+
+    def trial_kit(self):
+        """So are the programs of the trial kit: where nothing unsigned runs, nothing could be tried."""
+        output = self._folder / "kits"
+        run(REPOSITORY / "scripts/lib/make_trial_kit.py", "--sign", *self._key(), output)
+        for arch in make_packages.FOLDERS:
+            kit = output / f"OrvaneMinidriver-{self._version}-trial-{arch}.zip"
+            equal(signing.unsigned("kit", kit.read_bytes()), [], "what is not signed")
+            programs = self._programs(kit, f"kit-{arch}")
+            equal(len(programs), len(make_trial_kit.PROGRAMS), "programs")
+            for program in programs.values():
+                self._verify(program)
+            run("sha256sum", "--check", "--strict", "SHA256SUMS", cwd=self._folder / f"kit-{arch}" / kit.stem)
 
     def twice(self):
         """Signing what is signed replaces the signature and nothing else; without its signature a program is what was built.
@@ -239,9 +253,9 @@ class SignatureCases:
         contains(files["OrvaneMinidriver/orvane.inf"].decode(), f",{self._version}.0\r\n", "setup information")
 
     def cases(self):
-        return {"SignsEverything": self.everything, "SigningTwice": self.twice, "OtherKeys": self.other_keys,
-                "TimeStamp": self.time_stamp,
-                "UnsignedIsFound": self.found, "SigningRefused": self.refusals, "Submission": self.submission}
+        return {"SignsEverything": self.everything, "SignsTheTrialKit": self.trial_kit, "SigningTwice": self.twice,
+                "OtherKeys": self.other_keys, "TimeStamp": self.time_stamp, "UnsignedIsFound": self.found,
+                "SigningRefused": self.refusals, "Submission": self.submission}
 
 
 def signing_options(*options):
