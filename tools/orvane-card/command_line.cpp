@@ -169,8 +169,8 @@ class Parser {
   void addExport() {
     auto options = std::make_shared<ExportOptions>();
     CLI::App* command = app_.add_subcommand("export", "Show a certificate and write it to a file");
-    CLI::Option* key =
-        command->add_option("-k,--key", options->key, "Of this key, counted from 1 as \"list\" does")->type_name("NUMBER");
+    CLI::Option* key = command->add_option("-k,--key", options->key, "Of this key, counted from 1 as \"list\" does")
+                           ->type_name("NUMBER");
     command->add_option("--thumbprint", options->thumbprint, "With this thumbprint (SHA-1); 8 digits are enough")
         ->type_name("HEX")
         ->excludes(key);

@@ -68,7 +68,7 @@ struct SignOptions {
   std::string file;    // hashed here; either this or `digest`
   std::string digest;  // a ready hash, hexadecimal
   std::string hash = "sha256";
-  std::optional<int> key;  // counted from 1
+  std::optional<int> key;   // counted from 1
   bool all = false;         // every key that can sign
   std::string signature;    // output file, for one key
   std::string certificate;  // output file, for one key
