@@ -9,7 +9,8 @@
 #include "softtoken/token_calls.h"
 #include "tokenlib/token_library.h"
 
-namespace {
+// The types that are thrown have names of their own, as the compiler would make up one from the folder of this file.
+namespace softtoken_thrown {
 
 // A type that callers of the library do not know.
 struct SofttokenException {};
@@ -19,6 +20,13 @@ class SofttokenSilentError : public std::exception {
  public:
   const char* what() const noexcept override { return nullptr; }
 };
+
+}  // namespace softtoken_thrown
+
+using softtoken_thrown::SofttokenException;
+using softtoken_thrown::SofttokenSilentError;
+
+namespace {
 
 // Throws what a call was told to throw.
 void throwUnless(bool completed) {
