@@ -234,7 +234,7 @@ class Tests:
         told = [SERIAL in report.texts() for report in reports]
         equal(sorted(told), [False, True], "reports that tell the serial")
         for report in reports:
-            contains(report.message("Trial.orvane-card info", "skipped"), "no minidriver for it is installed", "info")
+            contains(report.message("Trial.orvane-card info", "skipped"), "no minidriver serves it", "info")
 
     def cases(self):
         return {"Content": self.content, "TwiceInARow": self.twice, "Crashing": self.crashing, "Hanging": self.hanging,

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -18,6 +19,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* kStart = "Programs and libraries start here";
 constexpr const char* kTool = "The support tool with this machine's readers";
+using nlohmann::literals::operator""_json_pointer;
+
 constexpr const char* kTraces = "Nothing stays behind";
 
 // The tool's exit codes for what a machine may lack.
@@ -114,10 +117,10 @@ Result info(const Setting& setting) {
     result.detail = endingText(ending);
     if (result.detail.empty()) result.detail = "it printed nothing that can be read";
   } else if (ending.exitCode == 0) {
-    const nlohmann::json& found = document.at("result");
-    harmless["readers"] = found.at("readers").size();
-    harmless["driverVersion"] = found.at("driver").at("fileVersion");
-    harmless["interfaceVersion"] = found.at("driver").at("interfaceVersion");
+    harmless["readers"] = document.at("/result/readers"_json_pointer).size();
+    for (const char* const name : {"fileVersion", "interfaceVersion"}) {
+      harmless[name] = document.at("/result/driver"_json_pointer).at(name);
+    }
     result.detail = "a card is there, and its minidriver answered";
   } else if (ending.exitCode == kNoCard) {
     result.state = State::kNotTried;
@@ -125,7 +128,10 @@ Result info(const Setting& setting) {
         "there is no smart-card service, no reader or no card (without a reader Windows may stop the service)";
   } else if (ending.exitCode == kNoDriver) {
     result.state = State::kNotTried;
-    result.detail = "a card is there, but no minidriver for it is installed";
+    result.detail =
+        "a card is there, but no minidriver serves it: none is installed for it, or it does not load, or refuses the "
+        "card "
+        "(facts\\doctor.json has the link that breaks)";
   } else {
     result.state = State::kFailed;
     result.detail = "exit code " + std::to_string(ending.exitCode);
@@ -161,6 +167,16 @@ Result version(const Setting& setting) {
   return plain(kStart, "Starts orvane-card.exe", problem, ending.seconds);
 }
 
+// A part that cannot read what the tool says is a failure, and the trial goes on.
+template <typename Part>
+Result guarded(const char* name, const Part& part) {
+  try {
+    return part();
+  } catch (const std::exception& exception) {
+    return plain(kTool, name, exception.what(), 0);
+  }
+}
+
 // What is left in a folder, one name a line.
 std::string contentOf(const fs::path& folder) {
   std::string names;
@@ -192,8 +208,8 @@ std::vector<Result> carryOut(const Setting& setting) {
   runTests(setting, L"orvane_tests.exe", results);
   runTests(setting, L"orvane_unload_tests.exe", results);
   say("Looking at this machine's readers ...");
-  results.push_back(info(setting));
-  results.push_back(doctor(setting));
+  results.push_back(guarded("orvane-card info", [&] { return info(setting); }));
+  results.push_back(guarded("orvane-card doctor", [&] { return doctor(setting); }));
   const bool isCrash = countOf(results, State::kFailed) != 0;
   const std::string files = contentOf(setting.scratch);
   // A test that died could not clean up; that it died is said already.
