@@ -8,6 +8,7 @@ trial; the other cases are about what it says when something is broken, with a k
 """
 
 import hashlib
+import json
 import pathlib
 import re
 import subprocess
@@ -26,6 +27,8 @@ from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
 TRIPLES = {"arm64": "aarch64-windows-gnu", "x64": "x86_64-windows-gnu"}
 KIT = "a kit with blanks (1)"
+CARD_TYPE = r"HKLM\SOFTWARE\Microsoft\Cryptography\Calais\SmartCards\Brightfold Orvane"
+ATR = "3B8E8001504B035858585F4453435F4B45594C"
 READER, SERIAL = "Brightfold Orvane 0012AB", "0012AB"
 FACTS = ["cards.txt", "doctor.json", "events.txt", "files.txt", "info.json", "protection.txt", "registry.txt", "services.txt",
          "windows.txt"]
@@ -101,7 +104,7 @@ class Tests:
         equal(hashlib.sha256(self.package.read_bytes()).hexdigest() in self.sums.read_text(), True, "checksum of the kit")
         kit = self.unpack("content", whole=True) / KIT
         names = {str(path.relative_to(kit)) for path in kit.rglob("*") if path.is_file()}
-        wanted = {"SHA256SUMS", "notices.txt", *make_trial_kit.CONTENT, *(f"bin/{name}" for name in make_trial_kit.PROGRAMS)}
+        wanted = {"SHA256SUMS", "notices.txt", *make_trial_kit.CONTENT, *make_trial_kit.PROGRAMS}
         equal({name for name in names if "test-tokens" not in name}, wanted, "files")
         equal(len(names) - len(wanted), 12, "files of the tokens")
         listed = dict(reversed(line.split("  ")) for line in (kit / "SHA256SUMS").read_text().splitlines())
@@ -236,9 +239,31 @@ class Tests:
         for report in reports:
             contains(report.message("Trial.orvane-card info", "skipped"), "no minidriver serves it", "info")
 
+    def installed(self):
+        """Where the product is installed and serves a card, the tool looks at it, with the libraries of the machine."""
+        out = self.unpack("installed")
+        (out / "tokens").mkdir()
+        (out / KIT / "bin/test-tokens/REAL1").rename(out / "tokens" / SERIAL)
+        for name in ("OrvaneMinidriver.dll", "OrvaneDSCLibrary.dll"):
+            (out / name).write_bytes((out / KIT / "bin" / name).read_bytes())
+        add = rf'reg add "{CARD_TYPE}" /f /v'
+        steps = [*(rf"copy Z:\out\{name} C:\windows\system32 >nul" for name in ("OrvaneMinidriver.dll", "OrvaneDSCLibrary.dll")),
+                 f"{add} ATR /t REG_BINARY /d {ATR}", f"{add} ATRMask /t REG_BINARY /d {'FF' * 19}",
+                 f"{add} 80000001 /t REG_SZ /d OrvaneMinidriver.dll", self.trial()]
+        codes, output = self.run(out, steps, "--env", r"ORVANE_SOFTTOKEN_DIR=Z:\out\tokens", "--reader", READER, "--serial",
+                                 SERIAL)
+        equal(codes, [1], f"exit code, {output}")
+        report = Report(out / KIT / "report-1")
+        equal(report.named("failure"), {"Trial.Starts orvane_tests.exe"}, "what failed")
+        equal(report.named("skipped"), set(), "what was not tried")
+        equal(json.loads((report.folder / "facts/info.json").read_text()),
+              {"exitCode": 0, "readers": 2, "fileVersion": f"{self.version}.0", "interfaceVersion": 7}, "what the tool found")
+        equal(SERIAL in report.texts(), False, "the report tells the serial")
+
     def cases(self):
         return {"Content": self.content, "TwiceInARow": self.twice, "Crashing": self.crashing, "Hanging": self.hanging,
-                "Truncated": self.truncated, "Blocked": self.blocked, "NotUnpacked": self.not_unpacked, "Card": self.card}
+                "Truncated": self.truncated, "Blocked": self.blocked, "NotUnpacked": self.not_unpacked, "Card": self.card,
+                "Installed": self.installed}
 
 
 def main():

@@ -53,7 +53,7 @@ del "%out%\events.raw"
 
 echo Files ...
 (
-  for %%f in ("%system%\OrvaneMinidriver.dll" "%system%\OrvaneDSCLibrary.dll" "%system%\VCRUNTIME140.dll" bin\*.dll bin\*.exe) do call :file %%f
+  for %%f in ("%system%\OrvaneMinidriver.dll" "%system%\OrvaneDSCLibrary.dll" "%system%\VCRUNTIME140.dll" bin\*.dll bin\*.exe tool\*.exe) do call :file %%f
 ) >"%out%\files.txt" 2>&1
 
 echo Registry ...

@@ -16,9 +16,10 @@ import trial_tokens  # noqa: E402
 
 REPOSITORY = make_packages.REPOSITORY
 
-# Built files, all in the folder bin of the kit.
-PROGRAMS = ("OrvaneDSCLibrary.dll", "OrvaneMinidriver.dll", "orvane-card.exe", "orvane-trial.exe", "orvane_exit_hook.dll",
-            "orvane_tests.exe", "orvane_unload_tests.exe")
+# Built files by their folder in the kit. The tool is not beside the software token: an installed minidriver that it loads could
+# take that for the maker's library.
+PROGRAMS = ("bin/OrvaneDSCLibrary.dll", "bin/OrvaneMinidriver.dll", "bin/orvane-trial.exe", "bin/orvane_exit_hook.dll",
+            "bin/orvane_tests.exe", "bin/orvane_unload_tests.exe", "tool/orvane-card.exe")
 
 # File in the kit: file in the repository.
 CONTENT = {
@@ -34,7 +35,7 @@ NOTICES = ("packaging/notices.txt", "packaging/trial/notices.txt")
 def kit(arch, tokens, signer):
     """The files of a kit by their names in it, its programs signed if there is somebody to do it."""
     files = {f"bin/test-tokens/{name}": data for name, data in tokens.items()}
-    sources = {**CONTENT, **{f"bin/{name}": f"build/windows-{arch}/{name}" for name in PROGRAMS}}
+    sources = {**CONTENT, **{name: f"build/windows-{arch}/{name.split('/')[1]}" for name in PROGRAMS}}
     for name, source in sources.items():
         path = REPOSITORY / source
         if not path.is_file():

@@ -62,7 +62,7 @@ Setting settingOf(int count, wchar_t** arguments) {
 void prepareEnvironment(const fs::path& scratch) {
   for (const wchar_t* const name : {L"TEMP", L"TMP"}) SetEnvironmentVariableW(name, scratch.c_str());
   for (const wchar_t* const name : {L"GTEST_FILTER", L"GTEST_OUTPUT", L"GTEST_SHARD_INDEX", L"GTEST_TOTAL_SHARDS",
-                                    L"ORVANE_SOFTTOKEN_DIR", L"ORVANE_SOAK_CYCLES", L"ORVANE_SOAK_CALLS"}) {
+                                    L"ORVANE_SOAK_CYCLES", L"ORVANE_SOAK_CALLS"}) {
     SetEnvironmentVariableW(name, nullptr);
   }
 }

@@ -17,6 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// In a folder of its own: beside the software token, an installed minidriver could take that for the maker's library.
+constexpr const wchar_t* kToolProgram = L"..\\tool\\orvane-card.exe";
+
 constexpr const char* kStart = "Programs and libraries start here";
 constexpr const char* kTool = "The support tool with this machine's readers";
 using nlohmann::literals::operator""_json_pointer;
@@ -39,7 +42,8 @@ const char* whyLeftOut(const std::string& suite) {
 
 // Runs one of the kit's programs.
 Ending run(const Setting& setting, const wchar_t* program, const std::wstring& arguments) {
-  return runProgram(setting.programs / program, arguments, setting.limitSeconds, setting.scratch / L"output.txt");
+  return runProgram((setting.programs / program).lexically_normal(), arguments, setting.limitSeconds,
+                    setting.scratch / L"output.txt");
 }
 
 Result plain(const char* subject, const std::string& name, const std::string& problem, double seconds) {
@@ -108,7 +112,7 @@ void keep(const Setting& setting, const char* file, const nlohmann::json& whole,
 
 // Looks at whatever reader and card there is, through whatever minidriver is installed.
 Result info(const Setting& setting) {
-  const Ending ending = run(setting, L"orvane-card.exe", L"info --json");
+  const Ending ending = run(setting, kToolProgram, L"info --json");
   const nlohmann::json document = documentIn(ending);
   Result result = plain(kTool, "orvane-card info", "", ending.seconds);
   nlohmann::json harmless = {{"exitCode", ending.exitCode}};
@@ -142,7 +146,7 @@ Result info(const Setting& setting) {
 
 // What "doctor" says of this machine is a fact, not a test of the kit: nothing need be installed.
 Result doctor(const Setting& setting) {
-  const Ending ending = run(setting, L"orvane-card.exe", L"doctor --json");
+  const Ending ending = run(setting, kToolProgram, L"doctor --json");
   const nlohmann::json document = documentIn(ending);
   nlohmann::json harmless = {{"exitCode", ending.exitCode}, {"steps", nlohmann::json::object()}};
   std::string problem = ending.exitCode <= 12 ? "" : endingText(ending);
@@ -161,7 +165,7 @@ Result doctor(const Setting& setting) {
 }
 
 Result version(const Setting& setting) {
-  const Ending ending = run(setting, L"orvane-card.exe", L"--version");
+  const Ending ending = run(setting, kToolProgram, L"--version");
   std::string problem = endingText(ending);
   if (problem.empty() && ending.output.find(ORVANE_VERSION) == std::string::npos) problem = "it says another version";
   return plain(kStart, "Starts orvane-card.exe", problem, ending.seconds);
