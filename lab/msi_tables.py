@@ -112,7 +112,8 @@ def file_problems(tables):
 
 
 def sequence_problems(tables):
-    found = []
+    # The search reads it, also when it names no file ("AppSearch Action").
+    found = [] if "Signature" in tables else ["there is no table Signature"]
     own = {row["Action"] for row in tables["CustomAction"]}
     for name in SEQUENCES:
         numbers = {row["Action"]: int(row["Sequence"]) for row in tables[name]}
@@ -143,7 +144,9 @@ def property_problems(tables):
         for row in tables[table]:
             names = set(re.findall(r"\[(\w+)\]", row.get("Value", row.get("Target", ""))))
             found += [f"{table}, {first(row)}: unknown property {name}" for name in names - known]
-    found += [f"{row['ActionProperty']} is not secure" for row in tables["Upgrade"] if row["ActionProperty"] not in secure]
+    # What is found in the one part of an installation is needed in the other ("AppSearch Action", "SecureCustomProperties").
+    searched = [row["ActionProperty"] for row in tables["Upgrade"]] + [row["Property"] for row in tables["AppSearch"]]
+    found += [f"{name} is not secure" for name in searched if name not in secure]
     found += [f"{name} is not public" for name in secure if name != name.upper()]
     return found
 
@@ -177,9 +180,11 @@ def broken_copies(tables):
             ("File", 0, "Sequence", "7"), ("File", 0, "Version", ""), ("File", 0, "FileName", "OrvaneMinidriver.dll"),
             ("Media", 0, "LastSequence", "2"), ("Registry", 0, "Component_", "Nothing"), ("Environment", 0, "Value", "[Nowhere]"),
             ("Upgrade", 0, "ActionProperty", "OTHER"), ("Directory", 1, "Directory_Parent", "Nowhere"),
-            ("AppSearch", 0, "Signature_", "Nothing"), ("InstallExecuteSequence", 0, "Sequence", "6600")):
+            ("AppSearch", 0, "Signature_", "Nothing"), ("AppSearch", 0, "Property", "OTHER"), ("InstallExecuteSequence", 0, "Sequence", "6600")):
         if not problems(changed(table, row, column, value)):
             raise AssertionError(f"'{value}' in {table}.{column} passes")
+    if not problems({table: rows for table, rows in tables.items() if table != "Signature"}):
+        raise AssertionError("a package without a table that Windows Installer reads passes")
 
 
 def hash_of(data):

@@ -41,6 +41,8 @@ TABLES = {
     "Property": ("Property s72, Value l0", 1),
     "RegLocator": ("Signature_ s72, Root i2, Key s255, Name S255, Type I2", 1),
     "Registry": ("Registry s72, Root i2, Key l255, Name L255, Value L0, Component_ s72", 1),
+    "Signature": ("Signature s72, FileName s255, MinVersion S20, MaxVersion S20, MinSize I4, MaxSize I4, MinDate I4, MaxDate I4, "
+                  "Languages S255", 1),
     "Upgrade": ("UpgradeCode s38, VersionMin S20, VersionMax S20, Language S255, Attributes i4, Remove S255, "
                 "ActionProperty s72", 5),
 }
