@@ -22,6 +22,8 @@ set "reg=%system%\reg.exe"
 set "version=HKLM\SOFTWARE\Microsoft\Windows NT\CurrentVersion"
 set "control=HKLM\SYSTEM\CurrentControlSet\Control"
 set "calais=HKLM\SOFTWARE\Microsoft\Cryptography\Calais"
+rem What holds names until they are taken out never lies in the report, not even if this is ended in the middle.
+set "raw=%TEMP%\Orvane facts %RANDOM%.txt"
 rem Relative names from here on: the folder's own name may be somebody's.
 pushd "%~dp0"
 
@@ -47,9 +49,9 @@ echo Protection ...
 
 echo Code-integrity events about the product's files ...
 set "log=Microsoft-Windows-CodeIntegrity/Operational"
-("%system%\wevtutil.exe" qe "%log%" /c:2000 /rd:true /f:text | "%system%\findstr.exe" /i "orvane vcruntime140") >"%out%\events.raw" 2>&1
-call :clean "%out%\events.raw" >"%out%\events.txt" 2>&1
-del "%out%\events.raw"
+("%system%\wevtutil.exe" qe "%log%" /c:2000 /rd:true /f:text | "%system%\findstr.exe" /i "orvane vcruntime140") >"%raw%" 2>&1
+call :clean >"%out%\events.txt" 2>&1
+del "%raw%"
 
 echo Files ...
 (
@@ -70,17 +72,18 @@ echo Services ...
 ) >"%out%\services.txt" 2>&1
 
 echo Readers and cards ...
-"%system%\certutil.exe" -scinfo -silent >"%out%\cards.raw" 2>&1 <nul
+"%system%\certutil.exe" -scinfo -silent >"%raw%" 2>&1 <nul
 set "status=%errorlevel%"
+rem Of its texts only the last word, with the error's number and name: other lines may name the reader.
 (
   echo certutil -scinfo -silent ended with %status%
-  if defined details type "%out%\cards.raw"
-  if not defined details "%system%\findstr.exe" /i /c:"(0x8" "%out%\cards.raw"
+  if defined details type "%raw%"
+  if not defined details "%system%\findstr.exe" /b /i /c:"CertUtil:" "%raw%"
 ) >"%out%\cards.txt" 2>&1
-del "%out%\cards.raw"
+del "%raw%"
 
 popd
-echo What was collected is in %out%
+echo What was collected is in "%out%"
 exit /b 0
 
 rem file NAME: size, date, checksum, and by PowerShell, where it may run, version, architecture and signature.
@@ -95,9 +98,9 @@ set "subject=%~1"
 "%system%\WindowsPowerShell\v1.0\powershell.exe" -NoProfile -NonInteractive -Command "$f=$env:subject; (Get-Item -LiteralPath $f).VersionInfo.FileVersion; $b=Get-Content -LiteralPath $f -Encoding Byte -TotalCount 1024; $p=$b[60]+256*$b[61]; 'machine {0:X2}{1:X2} (8664 x64, AA64 ARM64)' -f $b[$p+5],$b[$p+4]; $s=Get-AuthenticodeSignature -LiteralPath $f; 'signature '+$s.Status; if ($s.SignerCertificate) {$s.SignerCertificate.Subject}" <nul
 exit /b 0
 
-rem clean FILE: prints a text without this user's name.
+rem clean: prints the raw text without this user's name.
 :clean
-for /f "usebackq delims=" %%l in (%1) do (
+for /f "usebackq delims=" %%l in ("%raw%") do (
   set "line=%%l"
   call :line
 )

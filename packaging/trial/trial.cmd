@@ -18,6 +18,7 @@ rem A new folder for each run, beside this file, or where this user may write.
 set "report="
 for /l %%n in (99,-1,1) do if not exist "%kit%report-%%n" set "report=%kit%report-%%n"
 if defined report mkdir "%report%" 2>nul
+if not defined report set "report=%TEMP%\Orvane trial report %RANDOM%"
 if not exist "%report%\" set "report=%TEMP%\Orvane trial report %RANDOM%"
 if not exist "%report%\" mkdir "%report%" 2>nul
 if not exist "%report%\" (
@@ -42,5 +43,5 @@ call "%kit%collect.cmd" "%report%\facts" %1
   echo Please send the whole folder to the people who gave you this kit.
 ) >"%report%\summary.txt"
 type "%report%\summary.txt"
-echo The report is in %report%
+echo The report is in "%report%"
 exit /b 2
