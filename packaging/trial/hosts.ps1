@@ -31,7 +31,7 @@ function Measure-Step([string]$Name, [scriptblock]$Step) {
 # The certificates of this user whose key lies on a smart card. A finding is a number and a key size, never a name.
 function Get-CardCertificate {
     Get-ChildItem Cert:\CurrentUser\My | Where-Object { $_.HasPrivateKey } | Where-Object {
-        $text = & certutil.exe -user -store My $_.Thumbprint
+        $text = & certutil.exe -user -silent -store My $_.Thumbprint
         ($text -match [regex]::Escape($provider)) -or ($text -match [regex]::Escape($oldProvider))
     }
 }
@@ -56,7 +56,7 @@ function Invoke-Probe {
     }
     Measure-Step 'keys by CNG' { (& certutil.exe -csp $provider -key -silent 2>&1 | Select-String -Pattern '0x8').Count.ToString() + ' lines with an error' }
     Measure-Step 'CryptoAPI' {
-        # 24 is PROV_RSA_AES, 8 CRYPT_MACHINE_KEYSET is not set: the default container of the card in the first reader.
+        # 1 is PROV_RSA_FULL, the kind of this provider: the default container of the card in the first reader.
         $parameters = New-Object System.Security.Cryptography.CspParameters 1, $oldProvider
         $parameters.Flags = [System.Security.Cryptography.CspProviderFlags]::UseDefaultKeyContainer -bor [System.Security.Cryptography.CspProviderFlags]::UseExistingKey
         if ($Silent) { $parameters.Flags = $parameters.Flags -bor [System.Security.Cryptography.CspProviderFlags]::NoPrompt }
@@ -66,9 +66,16 @@ function Invoke-Probe {
     }
     Measure-Step 'loaded' {
         $modules = (Get-Process -Id $PID).Modules | Where-Object { $_.ModuleName -match '^(Orvane|VCRUNTIME140|basecsp|msclmd)' }
-        ($modules | ForEach-Object { '{0} {1}' -f $_.ModuleName, $_.FileVersionInfo.FileVersion }) -join ', '
+        ($modules | ForEach-Object {
+            $place = $_.FileName
+            if ($env:USERPROFILE) { $place = $place.Replace($env:USERPROFILE, "(user's folder)") }
+            '{0} {1}' -f $place, $_.FileVersionInfo.FileVersion
+        }) -join ', '
     }
-    Measure-Step 'logs below this process''s temporary folder' {
+    # Whose folder it is, but not its name, which is a user's.
+    $whose = 'the user''s'
+    if ($env:TEMP -like "$env:SystemRoot\*") { $whose = 'the system''s' }
+    Measure-Step "logs below $whose temporary folder" {
         $logs = @(Get-ChildItem (Join-Path $env:TEMP 'Brightfold') -Recurse -Filter *.LOG -ErrorAction SilentlyContinue)
         ($logs | ForEach-Object { '{0} {1} bytes' -f $_.Directory.Name, $_.Length }) -join ', '
     }
@@ -104,11 +111,15 @@ if ($identity.IsInRole([System.Security.Principal.WindowsBuiltInRole]::Administr
     $file = Join-Path $folder 'service.txt'
     $arguments = '-NoProfile -ExecutionPolicy Bypass -File "{0}" -Silent -Probe "{1}"' -f $script, $file
     $action = New-ScheduledTaskAction -Execute $hosts['native'] -Argument $arguments
-    Register-ScheduledTask -TaskName $task -Action $action -User 'SYSTEM' -RunLevel Highest | Out-Null
+    # Otherwise a task does not start on a notebook without mains.
+    $settings = New-ScheduledTaskSettingsSet -AllowStartIfOnBatteries -DontStopIfGoingOnBatteries
+    Register-ScheduledTask -TaskName $task -Action $action -Settings $settings -User 'SYSTEM' -RunLevel Highest | Out-Null
     try {
         Start-ScheduledTask -TaskName $task
         for ($i = 0; $i -lt 120 -and -not (Test-Path $file); $i++) { Start-Sleep -Seconds 1 }
+        if (-not (Test-Path $file)) { 'The task did not end within two minutes.' | Out-File -FilePath $file -Encoding ascii }
     } finally {
+        Stop-ScheduledTask -TaskName $task
         Unregister-ScheduledTask -TaskName $task -Confirm:$false
     }
 } else {
