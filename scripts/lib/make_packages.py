@@ -157,7 +157,7 @@ def main():
         return
     given.output.mkdir(parents=True, exist_ok=True)
     # Packages of an earlier run must not pass for this one's, whatever becomes of it.
-    for old in [*given.output.glob("OrvaneMinidriver-*"), given.output / "SHA256SUMS"]:
+    for old in [*given.output.glob("OrvaneMinidriver-*"), *given.output.glob("SHA256SUMS*")]:
         old.unlink(missing_ok=True)
     version, date = release()
     packages, contents, symbols = {}, {}, {}
