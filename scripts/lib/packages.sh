@@ -22,7 +22,7 @@ ensurePackages() {
   local missing=() name
   for name in $(printf '%s\n' "$@" | sort -u); do
     if [ "$name" = npm ] && command -v npm >/dev/null; then continue; fi
-    dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'ok installed' || missing+=("$name")
+    [[ $(dpkg-query -W -f='${Status}' "$name" 2>/dev/null) == *'ok installed'* ]] || missing+=("$name")
   done
   [ "${#missing[@]}" -gt 0 ] || return 0
   onlyOne packages installPackages "${missing[@]}"
