@@ -65,8 +65,10 @@ def without_card(run):
            reader="none")
     expect(run, 3, "broken", "card", f'There is no card in "{READER} 00 00"', "Plug the token in",
            ok=("service", "reader", *INSTALLED), serial="-")
-    expect(run, 3, "broken", "reader", 'There is no reader "Other"; there is "Brightfold', "--reader",
-           ok=("service", *INSTALLED), arguments=("--reader", "Other"))
+    expect(run, 3, "broken", "reader", 'There is no reader "Other".', 'There is: "Brightfold', ok=("service", *INSTALLED),
+           arguments=("--reader", "Other"))
+    expect(run, 3, "broken", "reader", '"orvanedsc" is a part of several readers\' names: "', "as only one of them has",
+           ok=("service", *INSTALLED), arguments=("--reader", "orvanedsc"))
 
 
 def registry(run, old, new):

@@ -34,8 +34,11 @@ TEST(ToolDoctorReaders, MissingOnesAreBroken) {
   expectFinding(judgeReaders({}, "one", false), StepState::kBroken, "Windows sees no card reader", "none, one wanted");
   expectFinding(judgeReaders({}, std::nullopt, true), StepState::kBroken,
                 "no card reader on the machine from which this remote session is held", "none in a remote session");
-  expectFinding(judgeReaders({one, two}, "three", false), StepState::kBroken,
-                "There is no reader \"three\"; there is \"one\", \"two\".", "another one wanted");
+  EXPECT_EQ(judgeReaders({one, two}, "three", false),
+            broken("There is no reader \"three\".",
+                   "There is: \"one\", \"two\". A part of the name that only one has is enough."));
+  EXPECT_EQ(judgeReaders({one, two}, "O", false), broken("\"O\" is a part of several readers' names: \"one\", \"two\".",
+                                                         "Write as much of the name as only one of them has."));
   EXPECT_EQ(judgeReaders({one}, std::nullopt, false), ok("One reader: \"one\"."));
   EXPECT_EQ(judgeReaders({one, two}, "two", false), ok("2 readers: \"one\", \"two\"."));
   // The certificate that somebody misses may be on the other token.

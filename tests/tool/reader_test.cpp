@@ -36,6 +36,7 @@ TEST(ToolReader, TheOneWithATokenIsChosen) {
   EXPECT_EQ(chosen(readers, ""), "none");
   // The whole name is nobody else's part.
   EXPECT_EQ(chosen({reader("bank 2", true, {0x3B}), readers[1]}, "bank"), "bank");
+  EXPECT_EQ(chosen({reader("bank 2", true, {0x3B}), readers[1]}, "Bank"), "bank");
   // What is left of a card that has gone is no card.
   EXPECT_EQ(chosen({reader("gone", false, orvane()), readers[1]}, std::nullopt), "bank");
 }

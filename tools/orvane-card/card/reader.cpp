@@ -20,11 +20,11 @@ bool holdsPart(std::string_view name, std::string_view part) {
   return false;
 }
 
-// The readers that `wanted` can mean: the one of exactly that name, or all with this part in their names.
+// The readers that `wanted` can mean: the one of that whole name, or all with this part in their names.
 std::vector<const Reader*> readersNamed(const std::vector<Reader>& readers, const std::string& wanted) {
   std::vector<const Reader*> found;
   for (const Reader& reader : readers) {
-    if (reader.name == wanted) return {&reader};
+    if (equalsIgnoreCase(reader.name, wanted)) return {&reader};
     if (!wanted.empty() && holdsPart(reader.name, wanted)) found.push_back(&reader);
   }
   return found;
@@ -36,18 +36,18 @@ std::string quotedNames(const std::vector<const Reader*>& readers) {
   return names;
 }
 
-[[noreturn]] void throwNotNamed(const std::vector<Reader>& readers, const std::string& wanted) {
+}  // namespace
+
+ToolError readerNotNamed(const std::vector<Reader>& readers, const std::string& wanted) {
   const std::vector<const Reader*> meant = readersNamed(readers, wanted);
   if (meant.size() > 1)
-    throw ToolError(ExitCode::kNoCard, "\"" + wanted + "\" is a part of several readers' names: " + quotedNames(meant),
-                    "Write as much of the name as only one of them has.");
+    return {ExitCode::kNoCard, "\"" + wanted + "\" is a part of several readers' names: " + quotedNames(meant),
+            "Write as much of the name as only one of them has."};
   std::vector<const Reader*> all;
   for (const Reader& reader : readers) all.push_back(&reader);
-  throw ToolError(ExitCode::kNoCard, "there is no reader \"" + wanted + "\"",
-                  "There is: " + quotedNames(all) + ". A part of the name that only one has is enough.");
+  return {ExitCode::kNoCard, "there is no reader \"" + wanted + "\"",
+          "There is: " + quotedNames(all) + ". A part of the name that only one has is enough."};
 }
-
-}  // namespace
 
 ByteView orvaneAtr() { return kOrvaneAtr; }
 
@@ -74,7 +74,7 @@ Reader readerWithCard(const std::vector<Reader>& readers, const std::optional<st
   if (readers.empty())
     throw ToolError(ExitCode::kNoCard, "no smart-card reader is connected", "Plug the token in and try again.");
   const Reader* reader = chooseReader(readers, wanted);
-  if (!reader) throwNotNamed(readers, wanted.value_or(""));
+  if (!reader) throw readerNotNamed(readers, wanted.value_or(""));
   if (reader->cardPresent) return *reader;
   if (!wanted) throw ToolError(ExitCode::kNoCard, "no reader holds a card", "Plug the token in and try again.");
   throw ToolError(ExitCode::kNoCard, "there is no card in the reader \"" + reader->name + "\"",

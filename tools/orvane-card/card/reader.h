@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "text/bytes.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 
@@ -29,6 +30,10 @@ bool isOrvane(const Reader& reader);
 // it; without a name the first one with an Orvane token, else the first one with any card, else the first one. Null
 // when there is none, or when the part fits several.
 const Reader* chooseReader(const std::vector<Reader>& readers, const std::optional<std::string>& wanted);
+
+// readerNotNamed is the error (ExitCode::kNoCard) when chooseReader finds none for `wanted`: which readers there are,
+// or which of them have that part in their names.
+ToolError readerNotNamed(const std::vector<Reader>& readers, const std::string& wanted);
 
 // readerWithCard chooses in the same way, but throws ToolError (ExitCode::kNoCard) when there is no reader, or no card
 // in the chosen one.

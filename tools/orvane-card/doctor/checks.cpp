@@ -59,9 +59,10 @@ Finding judgeReaders(const std::vector<Reader>& readers, const std::optional<std
   std::vector<std::string> names;
   names.reserve(readers.size());
   for (const Reader& reader : readers) names.push_back(inQuotes(reader.name));
-  if (!chooseReader(readers, wanted))
-    return broken("There is no reader " + inQuotes(wanted.value_or("")) + "; there is " + listed(names) + ".",
-                  "Write the reader's name exactly as shown here, or leave --reader out.");
+  if (!chooseReader(readers, wanted)) {
+    const ToolError error = readerNotNamed(readers, wanted.value_or(""));
+    return broken(capitalised(error.what()) + ".", error.advice());
+  }
   const std::string found =
       (readers.size() == 1 ? "One reader: " : std::to_string(readers.size()) + " readers: ") + listed(names) + ".";
   const auto tokens = std::count_if(readers.begin(), readers.end(), isOrvane);
