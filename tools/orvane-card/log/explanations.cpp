@@ -38,7 +38,9 @@ constexpr KnownLine kKnownLines[] = {
     {"provider context is N", "The calling program used a connection that was never made or is already closed."},
     {"null provider context", "The calling program used a connection that was never made or is already closed."},
     // Files, keys and certificates
-    {"CMAP: no containers for ", "The token holds no keys, so Windows shows no certificate."},
+    {"CMAP: no containers for ",
+     "No keys were seen, so Windows shows no certificate: the token holds none, or it could not be opened, and then an "
+     "error above says so."},
     {"CMAP: Critical failure", "The token's keys could not be read any more. Unplug it and plug it in again."},
     {"missing from cache. Re-populating now", "The token was unplugged in between; its keys are read again."},
     {"Init device in get certificate failed :",
