@@ -10,6 +10,7 @@
 #include "log/lines.h"
 #include "log/process_name.h"
 #include "minidriver/frame/serial_resolution.h"
+#include "support/text_compare.h"
 #include "text/utf.h"
 #include "tool_error.h"
 
@@ -84,9 +85,11 @@ class OwnLog {
  private:
   static std::map<std::string, std::uint64_t> sizes() {
     const ProcessName name;
+    const std::string process = fromCodePage(std::string(name.text()));
     std::map<std::string, std::uint64_t> sizes;
+    // The folder keeps the letters of the first start; a program can be started by a name in other ones.
     for (const LogFile& file : logFilesBelow(temporaryFolder())) {
-      if (file.process == fromCodePage(std::string(name.text()))) sizes[file.path] = file.size;
+      if (equalsIgnoreCase(file.process, process)) sizes[file.path] = file.size;
     }
     return sizes;
   }

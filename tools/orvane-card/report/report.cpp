@@ -16,6 +16,7 @@
 #include "platform/windows_api.h"
 #include "report/machine.h"
 #include "report/redaction.h"
+#include "support/text_compare.h"
 #include "text/table.h"
 #include "text/utf.h"
 #include "tool_error.h"
@@ -55,7 +56,7 @@ std::optional<LogFile> chosenLog(const ReportOptions& options) {
   std::vector<LogFile> files = logFilesBelow(temporaryFolder(options.temp));
   if (!options.process) {
     std::vector<LogFile> others = files;
-    std::erase_if(others, [](const LogFile& file) { return file.process == "orvane-card"; });
+    std::erase_if(others, [](const LogFile& file) { return equalsIgnoreCase(file.process, "orvane-card"); });
     if (const LogFile* file = chooseLogFile(others, std::nullopt, options.date)) return *file;
   }
   if (const LogFile* file = chooseLogFile(files, options.process, options.date)) return *file;
