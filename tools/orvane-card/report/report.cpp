@@ -120,9 +120,9 @@ void addTokens(Environment& environment, Redaction& redaction) {
     try {
       const std::unique_ptr<CardSession> card =
           environment.connect(reader, chooseDriver(environment.options().driver, reader.atr));
-      const PropertyAnswer serial = card->cardProperty(CP_CARD_SERIAL_NO, 0);
-      const std::string text = toUtf8(serial.data);
-      redaction.add(Redaction::Kind::kSerial, text.substr(0, text.find('\0')));
+      // doctor names both when the token says another serial than the one in use.
+      const TokenFacts token = environment.tokenFacts(*card);
+      for (const std::string& serial : {token.serial, token.stated}) redaction.add(Redaction::Kind::kSerial, serial);
       for (const ListedKey& key : listedKeys(readContainers(*card))) {
         if (key.certificate) addNames(*key.certificate, redaction);
       }
