@@ -81,6 +81,8 @@ CapturedOutput::CapturedOutput() {
   const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(writeEnd), _O_TEXT);
   _dup2(descriptor, kOutput);
   _close(descriptor);
+  // The copy would go to every program that a library starts, and the pipe would not end before that program does.
+  SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(kOutput)), HANDLE_FLAG_INHERIT, 0);
   SetStdHandle(STD_OUTPUT_HANDLE, output);
   // Otherwise the runtime would keep what is printed until the program ends, or lose it.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
