@@ -87,7 +87,7 @@ class Parser {
   void addConnectionOptions() {
     app_.set_version_flag("-v,--version", std::string("orvane-card ") + ORVANE_VERSION, "Show the program's version");
     app_.add_option("--reader", request_.connect.reader,
-                    "Use the card in this reader; a part of its name is enough [first reader with a card]")
+                    "Use the card in this reader; a part of its name is enough [the first Orvane token]")
         ->type_name("NAME");
     app_.add_option("--driver", request_.connect.driver, "Load this minidriver [the one registered for the card's ATR]")
         ->type_name("DLL");

@@ -77,7 +77,7 @@ WipedLine<char> readTypedPin(const std::string& prompt) {
     }
   }
   showPrompt("\r\n");
-  // PINs are narrow characters for the minidriver; one typed beyond ASCII goes in as UTF-8.
+  // PINs are narrow characters for the minidriver; what is typed beyond ASCII becomes UTF-8, which readPin refuses.
   const auto length = static_cast<int>(typed.size());
   const int size = WideCharToMultiByte(CP_UTF8, 0, typed.data(), length, nullptr, 0, nullptr, nullptr);
   WipedLine<char> pin(static_cast<std::size_t>(size));

@@ -77,7 +77,7 @@ DriverChoice chooseDriver(const std::optional<std::string>& path, ByteView atr) 
                     "Install the minidriver for this card, or name its DLL with --driver.");
   if (match->driverPath.empty())
     throw ToolError(ExitCode::kDriver, "the registry entry \"" + match->name + "\" names no minidriver",
-                    "The entry needs the value 80000001 with the DLL's name: install the minidriver again.");
+                    "\"orvane-card doctor\" says whose entry it is and what to do.");
   // The entry usually holds the bare file name. It stands for the system folder, where only administrators can put it;
   // searching for it anywhere else could load somebody else's library.
   const std::filesystem::path entry = toWide(match->driverPath);

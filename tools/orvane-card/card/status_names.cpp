@@ -105,7 +105,7 @@ constexpr Advice kAdvice[] = {
      "This card is of another kind than the minidriver serves. Choose the token's reader with --reader, or another "
      "minidriver with --driver."},
     {"CardReadFile", 2, "The token could not be initialised. Check that it is still plugged in and try again."},
-    {"CardReadFile", 0x80100030, "The token holds a key but no certificate for this container."},
+    {"CardReadFile", 0x80100030, "The token holds this key, but no certificate for it."},
     {"CardReadFile", 0x80100024, "\"orvane-card files\" shows the files that there are."},
     {"CardGetFileInfo", 0x80100024, "\"orvane-card files\" shows the files that there are."},
     {"CardAuthenticateEx", 0x80100004,
@@ -119,14 +119,14 @@ constexpr Advice kAdvice[] = {
      "RSA keys of 1024 bits may not sign, and a FIPS 140-3 token refuses SHA-1 and MD5. Use a longer key and SHA-256."},
     {"CardRSADecrypt", 0x80100004,
      "The token refused to decrypt. Verify the PIN in the same run, and check that the file was encrypted for this "
-     "container's certificate with the padding asked for."},
+     "key's certificate with the padding asked for."},
     {"CardRSADecrypt", 0x80100022,
      "The token was not asked to decrypt. The minidriver asks for the firmware only when it looks at the token again, "
      "as "
      "after a PIN change in the same run, and refuses OAEP on every token before that. PKCS #1 v1.5 padding always "
      "works."},
     {"CardRSADecrypt", 0x80100030,
-     "The container does not exist or its key is not meant for this. \"orvane-card list\" shows what each key is for."},
+     "There is no such key, or it is not meant for this. \"orvane-card list\" shows what each key is for."},
     {"LoadLibrary", 126,
      "Either the path is wrong or a library that the minidriver needs is missing: OrvaneDSCLibrary.dll (from the "
      "token's software) or VCRUNTIME140.dll, for the same kind of processor."},
@@ -148,7 +148,7 @@ constexpr Advice kAdvice[] = {
     {"", 0x8010001D, "Start the service \"Smart Card\" (SCardSvr) and try again."},
     {"", 0x8010001E, "Start the service \"Smart Card\" (SCardSvr) and try again."},
     {"", 0x8010002E, "Plug the token in and try again."},
-    {"", 0x80100030, "\"orvane-card list\" shows the containers that there are."},
+    {"", 0x80100030, "\"orvane-card list\" shows the keys that there are."},
     {"", 0x80100066, "Unplug the token and plug it in again."},
     {"", 0x80100067, "Unplug the token and plug it in again."},
     {"", 0x80100068, "Another program has reset the card. Try again."},
