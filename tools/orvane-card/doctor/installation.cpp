@@ -29,7 +29,10 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 // a full disk refuses.
 bool takesFolders(const std::string& folder) {
   const std::wstring path = toWide(joinPath(folder, "orvane-card-" + std::to_string(GetCurrentProcessId()) + ".tmp"));
-  return CreateDirectoryW(path.c_str(), nullptr) && RemoveDirectoryW(path.c_str());
+  if (!CreateDirectoryW(path.c_str(), nullptr)) return false;
+  // That another program, such as a virus scanner, holds it for the moment says nothing about the folder around it.
+  RemoveDirectoryW(path.c_str());
+  return true;
 }
 bool takesFiles(const std::string& folder) {
   const std::wstring path = toWide(joinPath(folder, "orvane-card-" + std::to_string(GetCurrentProcessId()) + ".tmp"));
