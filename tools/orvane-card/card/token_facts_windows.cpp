@@ -130,20 +130,20 @@ bool writesErrors(CardSession& card) {
 
 TokenFacts readTokenFacts(CardSession& card, const std::function<std::unique_ptr<CardSession>()>& connectAgain) {
   TokenFacts facts;
-  const PropertyAnswer property = card.cardProperty(CP_CARD_SERIAL_NO, 0);
-  if (property.status == 0) {
-    facts.serial = toUtf8(property.data);
-    facts.serial.resize(std::min(facts.serial.size(), facts.serial.find('\0')));
-  }
   try {
     const CardSession::Transaction transaction(card);
+    const PropertyAnswer property = card.cardProperty(CP_CARD_SERIAL_NO, 0);
+    if (property.status == 0) {
+      facts.serial = toUtf8(property.data);
+      facts.serial.resize(std::min(facts.serial.size(), facts.serial.find('\0')));
+    }
     const std::string readerName = readerNameOf(card.handle());
     const bool isAsked = !readerName.empty() && !serialInReaderName(readerName);
     const SerialAnswer answer = isAsked ? askForSerial(card.handle(), readerName) : SerialAnswer{};
     facts.origin = serialOriginOf(facts.serial, readerName, answer);
     if (answer.serial && *answer.serial != facts.serial) facts.stated = *answer.serial;
   } catch (const ToolError&) {
-    // The card cannot be had: the origin stays unknown.
+    // The card cannot be had: what was not asked yet stays unknown.
   }
   try {
     for (const ContainerRecord& record : decodeContainerMap(card.readFile({"mscp", "cmapfile"})))

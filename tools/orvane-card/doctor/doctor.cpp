@@ -168,7 +168,11 @@ class Doctor {
   void examineLog(CardSession* card = nullptr) {
     LogFacts facts = logFacts();
     const bool isWritten = facts.obstacle == LogObstacle::kNone && facts.level.value_or(2) >= 2;
-    if (card && isWritten) facts.arrives = writesErrors(*card);
+    try {
+      if (card && isWritten) facts.arrives = writesErrors(*card);
+    } catch (const ToolError&) {
+      // The card cannot be had any more, so nothing was written; the links that need it say so.
+    }
     report(DoctorStep::kLog, judgeLog(facts));
   }
 
