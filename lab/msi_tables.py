@@ -23,7 +23,7 @@ SHARED = {"CardType": "{DAF6DB37-CBE8-43B5-84F2-C857F0B503CE}", "Notices": "{24C
 GUID = re.compile(r"\{[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\}")
 SEQUENCES = ("InstallExecuteSequence", "InstallUISequence", "AdminExecuteSequence", "AdminUISequence", "AdvtExecuteSequence")
 # What Windows Installer itself sets, and one that is never set.
-STANDARD_PROPERTIES = {"Installed", "Privileged", "System64Folder", "ProgramFiles64Folder", "TARGETDIR", "Nothing"}
+STANDARD_PROPERTIES = {"Installed", "Privileged", "UILevel", "System64Folder", "ProgramFiles64Folder", "TARGETDIR", "Nothing"}
 # Which column names a row of which table; what is null names none.
 REFERENCES = [
     ("AppSearch", "Signature_", "RegLocator"), ("Component", "Directory_", "Directory"),

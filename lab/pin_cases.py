@@ -100,7 +100,7 @@ def messages_of_the_minidriver(run):
     contains(said[0], " times): its log cannot be written", "the line")
     equal(int(said[0].split("(")[1].split(" ")[0]) > 20, True, f"count in {said[0]}")
     equal("Unable" in output, False, f"lines in {output}")
-    contains(output, "Orvane test user (0012AB key 1)", "output")
+    contains(output, "Orvane test CA", "output")
 
 
 def decryption(run):
