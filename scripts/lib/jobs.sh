@@ -32,12 +32,16 @@ isPossible() {
   done
 }
 
-# startJob NAME: starts it in a process group of its own, by which an interrupt reaches all of it.
+# startJob NAME: starts it in a process group of its own, by which an interrupt reaches all of it. In the job, LANE is a number
+# from 0 that no other running job has.
 startJob() {
+  local lane=0
+  while [[ " ${laneOf[*]} " == *" $lane "* ]]; do lane=$((lane + 1)); done
   set -m
-  { catchSignals; eval "${JOB_COMMAND[$1]}"; } </dev/null &
+  { catchSignals; export LANE=$lane; eval "${JOB_COMMAND[$1]}"; } </dev/null &
   set +m
   jobOf[$!]=$1
+  laneOf[$!]=$lane
   jobState[$1]=running
   BACKGROUND="${!jobOf[*]}"
 }
@@ -64,14 +68,14 @@ startWhatIsPossible() {
 # Returns 0 only if every job ended well.
 runJobs() {
   local name finished status
-  local -A jobState=() jobOf=()
+  local -A jobState=() jobOf=() laneOf=()
   for name in "${JOB_NAMES[@]}"; do jobState[$name]=waiting; done
   startWhatIsPossible "$1"
   while [ "${#jobOf[@]}" -gt 0 ]; do
     status=0
     wait -n -p finished "${!jobOf[@]}" || status=$?
     name=${jobOf[$finished]}
-    unset "jobOf[$finished]"
+    unset "jobOf[$finished]" "laneOf[$finished]"
     BACKGROUND="${!jobOf[*]}"
     if [ "$status" -eq 0 ]; then jobState[$name]="done"; else jobState[$name]=failed; fi
     startWhatIsPossible "$1"
