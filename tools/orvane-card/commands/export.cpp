@@ -10,15 +10,22 @@
 #include "text/table.h"
 
 namespace orvane::tool {
+namespace {
+
+// Without keys it makes a difference whether the token holds none or was never opened.
+void requireOpenToken(Environment& environment, CardSession& card, const std::vector<ListedKey>& keys) {
+  if (!keys.empty()) return;
+  const TokenFacts token = environment.tokenFacts(card);
+  if (token.access != TokenAccess::kOpen) throw unopenedToken(token);
+}
+
+}  // namespace
 
 Json runExport(Environment& environment, const ExportOptions& options) {
   CardSession& card = environment.card();
   const std::vector<Container> containers = readContainers(card);
   const std::vector<ListedKey> keys = listedKeys(containers);
-  if (keys.empty()) {
-    const TokenFacts token = environment.tokenFacts(card);
-    if (token.access != TokenAccess::kOpen) throw unopenedToken(token);
-  }
+  requireOpenToken(environment, card, keys);
   std::vector<CertificateOffer> offers;
   for (const ListedKey& key : keys) {
     if (key.certificate) offers.push_back({key.record.index + 1, key.certificate->sha1});

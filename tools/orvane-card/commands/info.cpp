@@ -129,10 +129,8 @@ Json runInfo(Environment& environment, const InfoOptions& options) {
   try {
     result.update(showToken(environment, environment.card()));
     return result;
-  } catch (const PartialFailure& failure) {
-    result.update(failure.result());
-    throw PartialFailure(failure, std::move(result));
   } catch (const ToolError& error) {
+    if (const auto* failure = dynamic_cast<const PartialFailure*>(&error)) result.update(failure->result());
     throw PartialFailure(error, std::move(result));
   }
 }

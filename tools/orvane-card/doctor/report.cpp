@@ -113,21 +113,21 @@ std::string DoctorReport::summary() const {
            "; begin there. In all: " + counted(count(StepState::kBroken), "link", "links") + " broken, " + counts + ".";
   // What programs show is decided up to the store; the log and the logon process stand beside that.
   const bool isStored = at(DoctorStep::kStore).holds();
-  std::string verdict;
+  std::string words;
   const auto first = firstWith(StepState::kWarning);
   if (first && *first != DoctorStep::kLog && *first != DoctorStep::kLogon) {
-    verdict = "Nothing is broken, but " + title(*first) + " has to be looked at. In all: " + counts + ".";
+    words = "Nothing is broken, but " + title(*first) + " has to be looked at. In all: " + counts + ".";
   } else {
-    verdict = isStored
-                  ? std::string("The chain holds: the certificates are in this user's store, where programs find them")
-                  : "The chain holds up to " + title(DoctorStep::kKeys);
-    verdict += first ? ", with " + counts + ", first at " + title(*first) + "." : ".";
+    words = isStored
+                ? std::string("The chain holds: the certificates are in this user's store, where programs find them")
+                : "The chain holds up to " + title(DoctorStep::kKeys);
+    words += first ? ", with " + counts + ", first at " + title(*first) + "." : ".";
   }
   if (!isStored)
-    verdict += " " + title(DoctorStep::kStore) +
-               " could not be looked at, so whether programs show the certificates is not known: look there next, with "
-               "certmgr.msc, below Personal.";
-  return verdict + " The PIN was not tried; \"orvane-card pin verify\" says whether it is right or blocked.";
+    words += " " + title(DoctorStep::kStore) +
+             " could not be looked at, so whether programs show the certificates is not known: look there next, with "
+             "certmgr.msc, below Personal.";
+  return words + " The PIN was not tried; \"orvane-card pin verify\" says whether it is right or blocked.";
 }
 
 std::optional<DoctorStep> DoctorReport::firstWith(StepState state) const {
