@@ -96,7 +96,7 @@ std::string purposeText(const CertificateFacts& facts) {
 }
 
 std::string validityText(const CertificateFacts& facts) {
-  const std::string text = facts.notBefore.substr(0, 10) + " to " + facts.notAfter.substr(0, 10);
+  std::string text = facts.notBefore.substr(0, 10) + " to " + facts.notAfter.substr(0, 10);
   if (facts.current) return text;
   return text + (facts.becomesValidLater ? ", not yet valid" : ", expired");
 }

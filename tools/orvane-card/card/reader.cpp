@@ -44,6 +44,7 @@ ToolError readerNotNamed(const std::vector<Reader>& readers, const std::string& 
     return {ExitCode::kNoCard, "\"" + wanted + "\" is a part of several readers' names: " + quotedNames(meant),
             "Write as much of the name as only one of them has."};
   std::vector<const Reader*> all;
+  all.reserve(readers.size());
   for (const Reader& reader : readers) all.push_back(&reader);
   return {ExitCode::kNoCard, "there is no reader \"" + wanted + "\"",
           "There is: " + quotedNames(all) + ". A part of the name that only one has is enough."};

@@ -54,7 +54,7 @@ Finding judgeObstacle(const LogFacts& facts) {
 
 // "logLevel is 4": as the registry has it, and what the minidriver makes of it when that is something else.
 std::string levelText(const LogFacts& facts, int level) {
-  const std::string text = "logLevel is " + facts.stored;
+  std::string text = "logLevel is " + facts.stored;
   if (facts.stored == std::to_string(level)) return text;
   return text + ", of which only the lowest byte counts: " + std::to_string(level);
 }

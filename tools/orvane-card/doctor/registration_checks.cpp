@@ -49,7 +49,7 @@ std::string whyNoMatch(const CardType& type, ByteView atr) {
   if (!type.mask.empty() && type.mask.size() != type.atr.size())
     return "its ATRMask has " + std::to_string(type.mask.size()) + " bytes, its ATR " +
            std::to_string(type.atr.size()) + "; the mask is " + toHex(type.mask, " ");
-  const std::string mask =
+  std::string mask =
       "its ATRMask is " + toHex(type.mask, " ") + ", which has to be " + std::to_string(atr.size()) + " times FF";
   if (std::equal(atr.begin(), atr.end(), type.atr.begin(), type.atr.end())) return mask;
   return "its ATR is " + toHex(type.atr, " ") + (isWhole(type.mask) ? "" : ", and " + mask);

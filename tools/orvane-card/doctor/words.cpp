@@ -8,7 +8,7 @@
 namespace orvane::tool {
 
 std::string inWords(const ToolError& error) {
-  const std::string message = error.what();
+  std::string message = error.what();
   const std::size_t failed = message.find(" failed: ");
   const std::string meaning(error.status() ? statusMeaning(*error.status()) : std::string_view());
   if (meaning.empty() || failed == std::string::npos) return message;
