@@ -11,11 +11,6 @@
 namespace orvane::tool {
 namespace {
 
-std::string capitalised(std::string text) {
-  if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') text.front() = static_cast<char>(text.front() - 32);
-  return text;
-}
-
 std::string numberOf(const ContainerRecord& record) {
   return (record.isDefault() ? "*" : "") + std::to_string(record.index + 1);
 }

@@ -1,6 +1,5 @@
 #include "doctor/words.h"
 
-#include <cctype>
 #include <utility>
 
 #include "card/status_names.h"
@@ -16,10 +15,5 @@ std::string inWords(const ToolError& error) {
 }
 
 std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
-std::string capitalised(std::string text) {
-  if (!text.empty()) text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
-  return text;
-}
 
 }  // namespace orvane::tool

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "text/style.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -16,9 +17,6 @@ std::string inWords(const ToolError& error);
 
 // inQuotes puts a text into quotation marks.
 std::string inQuotes(std::string_view text);
-
-// capitalised makes the first letter a capital.
-std::string capitalised(std::string text);
 
 }  // namespace orvane::tool
 

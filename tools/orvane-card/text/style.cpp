@@ -41,4 +41,9 @@ std::string withoutCommands(std::string_view text) {
   return shown;
 }
 
+std::string capitalised(std::string text) {
+  if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') text.front() = static_cast<char>(text.front() - 32);
+  return text;
+}
+
 }  // namespace orvane::tool

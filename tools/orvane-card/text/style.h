@@ -25,6 +25,9 @@ class Style {
 // readers and certificates hold names that others chose.
 std::string withoutCommands(std::string_view text);
 
+// capitalised makes the first letter a capital, if it is one of ASCII.
+std::string capitalised(std::string text);
+
 }  // namespace orvane::tool
 
 #endif
