@@ -5,6 +5,10 @@
 // the one who waits for it during unloading holds that lock. So the Windows thread announces that it has nothing more
 // to do and then sleeps in the kernel, holding nothing; the stopper waits for the announcement and ends the sleeping
 // thread.
+//
+// A thread that has not reached its procedure should not be ended: it may hold a lock of the loader or of the heap,
+// which nobody would release any more (Microsoft's page on TerminateThread), and the process would stand still at its
+// next allocation. So the start waits for the thread to arrive.
 #ifndef ORVANE_PLATFORM_WORKER_THREAD_H
 #define ORVANE_PLATFORM_WORKER_THREAD_H
 
@@ -22,8 +26,10 @@ class WorkerThread {
   WorkerThread(const WorkerThread&) = delete;
   WorkerThread& operator=(const WorkerThread&) = delete;
 
-  // start runs `procedure` on a new thread (default stack size). `procedure` must not throw and must return soon after
-  // wake() was called. Throws std::system_error when the thread cannot be created; nothing is held then.
+  // start runs `procedure` on a new thread (default stack size) and waits until the thread has arrived there, at most
+  // kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving. `procedure` must not throw
+  // and must return soon after wake() was called. Throws std::system_error when the thread cannot be created; nothing
+  // is held then.
   void start(void (*procedure)());
 
   // holdsThread tells whether a started thread has not been joined yet.
@@ -43,6 +49,7 @@ class WorkerThread {
   // unmapped.
   void join() noexcept;
 
+  static constexpr unsigned kStartBoundMilliseconds = 1000;
   static constexpr unsigned kJoinBoundMilliseconds = 15000;
 
  private:

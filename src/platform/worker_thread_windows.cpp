@@ -40,13 +40,17 @@ struct WorkerThread::Held {
   explicit Held(void (*threadProcedure)()) : procedure(threadProcedure) {}
 
   // The start decides between the thread, which goes to work, and a join that came first, which cancels the work. A
-  // thread that was created during unloading cannot pass the loader's lock and would otherwise be waited for in vain.
+  // thread that did not start within its bound may be unable to pass the loader's lock and would otherwise be waited
+  // for in vain.
   enum class Phase { kCreated, kWorking, kCancelled };
 
   static DWORD WINAPI run(void* argument) {
     auto& self = *static_cast<Held*>(argument);
     Phase expected = Phase::kCreated;
-    if (self.phase.compare_exchange_strong(expected, Phase::kWorking)) self.procedure();
+    const bool isWanted = self.phase.compare_exchange_strong(expected, Phase::kWorking);
+    // Not before the phase: a join that comes at once must not end the thread where it stands.
+    SetEvent(self.started.get());
+    if (isWanted) self.procedure();
     // From the announcement on, neither this record nor the module's code may be needed: the wait never ends.
     SignalObjectAndWait(self.finished.get(), self.never.get(), INFINITE, FALSE);
     return 0;
@@ -54,6 +58,7 @@ struct WorkerThread::Held {
 
   void (*procedure)();
   std::atomic<Phase> phase{Phase::kCreated};
+  UniqueHandle started = newEvent();
   UniqueHandle wakeUp = newEvent();
   UniqueHandle finished = newEvent();
   UniqueHandle never = newEvent();
@@ -73,6 +78,8 @@ void WorkerThread::start(void (*procedure)()) {
     held_.reset();
     throw;
   }
+  const HANDLE starts[] = {held_->started.get(), held_->thread.get()};
+  WaitForMultipleObjects(2, starts, FALSE, kStartBoundMilliseconds);
 }
 
 bool WorkerThread::holdsThread() const noexcept { return held_ != nullptr; }
