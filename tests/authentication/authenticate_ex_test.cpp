@@ -34,7 +34,7 @@ struct ExCase {
 };
 
 constexpr DWORD kSilent = CARD_PIN_SILENT_CONTEXT;
-constexpr char kEntry[] = "D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry";
+constexpr char kExEntry[] = "D CardAuthenticateEx :: LOG_FUNCTION_NAME = Entry";
 constexpr char kAsked[] = "D empty password for [0012AB]";
 constexpr char kReturning[] = "D CardAuthenticateEx: returning SCARD_S_SUCCESS [0012AB]";
 constexpr char kWrong[] = "E CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV";
@@ -43,7 +43,7 @@ constexpr char kProbe[] = "D CardAuthenticateEx: NULL pbPinData probe -> SCARD_W
 constexpr char kNotSilent[] = "D CardAuthenticateEx: no cached PIN, silent auth not possible [0012AB]";
 constexpr char kSilentSuccess[] = "D CardAuthenticateEx: silent auth with cached PIN [0012AB]";
 
-std::string validate(const std::string& pin) {
+std::string validateEx(const std::string& pin) {
   return "orvane_validatePassword(\"0012AB\", \"" + pin + "\", 1, 8, null)";
 }
 
@@ -74,7 +74,7 @@ class AuthenticateExTest : public DriverTest {
                                           row.hasSessionPinLength ? &sessionPinLength : nullptr,
                                           row.hasCounter ? &attempts : nullptr);
     });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.trace)}));
+    EXPECT_EQ(outcome, (Outcome{row.status, concat({kExEntry}, row.trace)}));
     const bool isFilled = row.attempts.has_value();
     EXPECT_EQ(attempts, isFilled && row.hasCounter ? *row.attempts : kPoison32);
     EXPECT_EQ(sessionPin, isFilled && row.hasSessionPin ? nullptr : &untouched);
@@ -253,14 +253,14 @@ TEST_F(AuthenticateExTest, ChecksThePinLengthBeforeTheToken) {
       {.name = "4 bytes",
        .pin = four,
        .answer = Answer{},
-       .trace = inOrder(kAsked, withHandle(validate(four)), kReturning),
+       .trace = inOrder(kAsked, withHandle(validateEx(four)), kReturning),
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = four},
       {.name = "63 bytes",
        .pin = sixtyThree,
        .answer = Answer{},
-       .trace = inOrder(kAsked, withHandle(validate(sixtyThree)), kReturning),
+       .trace = inOrder(kAsked, withHandle(validateEx(sixtyThree)), kReturning),
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = sixtyThree},
@@ -269,7 +269,7 @@ TEST_F(AuthenticateExTest, ChecksThePinLengthBeforeTheToken) {
 }
 
 TEST_F(AuthenticateExTest, VerifiesOnTheToken) {
-  const Lines verified = inOrder(kAsked, withHandle(validate(kUserPin)), kReturning);
+  const Lines verified = inOrder(kAsked, withHandle(validateEx(kUserPin)), kReturning);
   const ExCase cases[] = {
       {.name = "user", .trace = verified, .attempts = 8, .authenticated = 1, .cachedPin = kUserPin},
       {.name = "administrator: still the user's PIN",
@@ -282,7 +282,7 @@ TEST_F(AuthenticateExTest, VerifiesOnTheToken) {
       {.name = "the library sees the text up to a NUL",
        .pin = std::string("ab\0cd", 5),
        .answer = Answer{},
-       .trace = inOrder(kAsked, withHandle(validate("ab")), kReturning),
+       .trace = inOrder(kAsked, withHandle(validateEx("ab")), kReturning),
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = "ab"},
@@ -301,7 +301,7 @@ TEST_F(AuthenticateExTest, VerifiesOnTheToken) {
        .cachedPin = kUserPin},
       {.name = "no card handle",
        .cardHandle = 0,
-       .trace = inOrder(kAsked, withoutHandle(validate(kUserPin)), kReturning),
+       .trace = inOrder(kAsked, withoutHandle(validateEx(kUserPin)), kReturning),
        .attempts = 8,
        .authenticated = 1,
        .cachedPin = kUserPin},
@@ -330,7 +330,7 @@ TEST_F(AuthenticateExTest, VerifiesOnTheToken) {
 }
 
 TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
-  const Lines asked = inOrder(kAsked, withHandle(validate(kWrongPin)));
+  const Lines asked = inOrder(kAsked, withHandle(validateEx(kWrongPin)));
   const Lines refused = inOrder(asked, "E invalid password for [0012AB] : 160", kWrong);
   const DWORD wrong = code(SCARD_W_WRONG_CHV);
   const DWORD blocked = code(SCARD_W_CHV_BLOCKED);
@@ -394,7 +394,7 @@ TEST_F(AuthenticateExTest, TellsWrongFromBlocked) {
        .pin = kWrongPin,
        .cardHandle = 0,
        .status = wrong,
-       .trace = inOrder(kAsked, withoutHandle(validate(kWrongPin)), "E invalid password for [0012AB] : 160", kWrong),
+       .trace = inOrder(kAsked, withoutHandle(validateEx(kWrongPin)), "E invalid password for [0012AB] : 160", kWrong),
        .attempts = 2},
   };
   runAll(cases);
@@ -507,7 +507,7 @@ TEST_F(AuthenticateExTest, BlocksAfterTheTokensTries) {
                 return record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr,
                                                     &attempts);
               }),
-              (Outcome{step.status, inOrder(kEntry, kAsked, withHandle(validate(step.pin)), step.log)}));
+              (Outcome{step.status, inOrder(kExEntry, kAsked, withHandle(validateEx(step.pin)), step.log)}));
     EXPECT_EQ(attempts, step.attempts);
     EXPECT_EQ(cachedPin(record), "");
   }

@@ -20,7 +20,7 @@ struct PinCase {
   std::string cachedPin = "";
 };
 
-constexpr char kEntry[] = "D CardAuthenticatePin :: LOG_FUNCTION_NAME = Entry";
+constexpr char kPinEntry[] = "D CardAuthenticatePin :: LOG_FUNCTION_NAME = Entry";
 
 std::string validate(const std::string& pin) {
   return "orvane_validatePassword(\"0012AB\", \"" + pin + "\", 1, 0, null)";
@@ -41,7 +41,7 @@ class AuthenticatePinTest : public DriverTest {
       return record.pfnCardAuthenticatePin(argument, const_cast<LPWSTR>(row.userId), pin.data(),
                                            row.isZeroLength ? 0 : pin.size(), row.hasCounter ? &attempts : nullptr);
     });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.trace)}));
+    EXPECT_EQ(outcome, (Outcome{row.status, concat({kPinEntry}, row.trace)}));
     EXPECT_EQ(attempts, row.attempts.value_or(kPoison32));
     EXPECT_EQ(cachedPin(record), row.cachedPin);
     EXPECT_EQ(authenticatedState(record), 0u);

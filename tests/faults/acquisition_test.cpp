@@ -11,8 +11,8 @@
 namespace orvane::test {
 namespace {
 
-const DWORD kInternal = code(SCARD_F_INTERNAL_ERROR);
-const DWORD kInvalid = code(SCARD_E_INVALID_PARAMETER);
+const DWORD kInternalError = code(SCARD_F_INTERNAL_ERROR);
+const DWORD kInvalidParameter = code(SCARD_E_INVALID_PARAMETER);
 
 // Every length from 0 to `last`; on Windows, where the system under test is emulated, only the first and the last and
 // some between them.
@@ -70,21 +70,21 @@ constexpr char kCompleted[] = "D CardAcquireContext completed successfully";
 TEST_F(AcquisitionFaults, OfTheLibrary) {
   const LibraryRow rows[] = {
       {"init fails", "orvane_init", false, -1, "", 0, kCompleted},
-      {"init throws", "orvane_init", true, 0, "", kInternal,
+      {"init throws", "orvane_init", true, 0, "", kInternalError,
        "E CardAcquireContext: unhandled exception: orvane_init: exception in the token library"},
-      {"the device list throws", "orvane_getConnectedDeviceList", true, 0, "", kInternal,
+      {"the device list throws", "orvane_getConnectedDeviceList", true, 0, "", kInternalError,
        "E CardAcquireContext: unhandled exception: orvane_getConnectedDeviceList: exception in the token library"},
       {"no device", "orvane_getConnectedDeviceList", false, 0, "", code(SCARD_E_NO_SMARTCARD),
        "E No smart card connected"},
       {"a device without a serial", "orvane_getConnectedDeviceList", false, 0, "\n", 0, "D resolved serial number :: "},
       {"the device does not open", "orvane_initDevice", false, std::numeric_limits<int>::min(), "", 0,
        "E Init device failed for [0012AB]: -2147483648"},
-      {"opening throws", "orvane_initDevice", true, 0, "", kInternal,
+      {"opening throws", "orvane_initDevice", true, 0, "", kInternalError,
        "E CardAcquireContext: unhandled exception: orvane_initDevice: exception in the token library"},
-      {"clearing the handle throws", "orvane_clearExternalSmartcardHandle", true, 0, "", kInternal,
+      {"clearing the handle throws", "orvane_clearExternalSmartcardHandle", true, 0, "", kInternalError,
        "E CardAcquireContext: unhandled exception: orvane_clearExternalSmartcardHandle: exception in the token "
        "library"},
-      {"the key list throws", "orvane_getKeyPairList", true, 0, "", kInternal,
+      {"the key list throws", "orvane_getKeyPairList", true, 0, "", kInternalError,
        "E CardAcquireContext: unhandled exception: orvane_getKeyPairList: exception in the token library"},
       {"the key list is empty at first", "orvane_getKeyPairList", false, 0, "", 0,
        "D Key list empty for [0012AB], refreshing"},
@@ -194,9 +194,11 @@ TEST_F(AcquisitionFaults, WithKeysLongerThanTheirAlgorithm) {
     const char* lastLine;
   };
   const Row rows[] = {
-      {"4096 bits as 2048", 512, 2, 256, kInvalid, 0, "E CardSignData: invalid signature length 512"},
-      {"4096 bits of an unknown algorithm", 512, 99, 256, kInvalid, 0, "E CardSignData: invalid signature length 512"},
-      {"as many bytes as a record holds", 1024, 4, 512, kInvalid, 0, "E CardSignData: invalid signature length 1024"},
+      {"4096 bits as 2048", 512, 2, 256, kInvalidParameter, 0, "E CardSignData: invalid signature length 512"},
+      {"4096 bits of an unknown algorithm", 512, 99, 256, kInvalidParameter, 0,
+       "E CardSignData: invalid signature length 512"},
+      {"as many bytes as a record holds", 1024, 4, 512, kInvalidParameter, 0,
+       "E CardSignData: invalid signature length 1024"},
       {"as long as promised", 512, 4, 512, 0, 512, "D CardSignData: success, signature length=512"},
       {"shorter than promised", 128, 2, 256, 0, 128, "D CardSignData: success, signature length=128"},
   };
@@ -306,9 +308,9 @@ TEST_F(AcquisitionFaults, WithStrangeReaderNames) {
       {"  ", 0, kSerial},
       {"                ", 0, kSerial},
       {"a 2147483647", 0, kSerial},
-      {"a 2147483648", kInternal, "(none)"},
+      {"a 2147483648", kInternalError, "(none)"},
       {"a 00000000000000000000000000000000", 0, kSerial},
-      {"a 99999999999999999999999999999999", kInternal, "(none)"},
+      {"a 99999999999999999999999999999999", kInternalError, "(none)"},
       {"a -1", 0, kSerial},
       {"a b c", 0, kSerial},
       {"a  7", 0, "7"},

@@ -13,14 +13,14 @@ namespace {
 
 class EntryGuard : public LinkedTest {};
 
-struct Row {
+struct GuardRow {
   const char* name;
   void (*raise)();
   DWORD status;
   std::string text;  // the end of the error line
 };
 
-const Row kRows[] = {
+const GuardRow kGuardRows[] = {
     {"out of memory", [] { throw std::bad_alloc(); }, 0x80100006, std::bad_alloc().what()},
     {"a kind of out of memory", [] { throw std::bad_array_new_length(); }, 0x80100006,
      std::bad_array_new_length().what()},
@@ -39,7 +39,7 @@ const Row kRows[] = {
 };
 
 TEST_F(EntryGuard, TurnsExceptionsIntoStatuses) {
-  for (const Row& row : kRows) {
+  for (const GuardRow& row : kGuardRows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(cardEntry("CardSomething",
                         [&]() -> DWORD {

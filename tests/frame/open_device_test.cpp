@@ -9,7 +9,7 @@ namespace orvane::test {
 namespace {
 
 // What orvane_initDevice and orvane_getKeyPairList answer, in this order, and how many keys each list has.
-struct Row {
+struct DeviceRow {
   const char* name;
   std::vector<int> initResults;
   std::vector<std::size_t> keyCounts;
@@ -26,7 +26,7 @@ const std::string kInitCall = "orvane_initDevice(\"0012AB\", false, null)";
 const std::string kClearCall = "orvane_clearExternalSmartcardHandle()";
 const std::string kListCall = "orvane_getKeyPairList(\"0012AB\", null)";
 
-const Row kRows[] = {
+const DeviceRow kDeviceRows[] = {
     {.name = "both work",
      .initResults = {0},
      .keyCounts = {2},
@@ -101,7 +101,7 @@ class OpenDevice : public DriverTest {
 
 TEST_F(OpenDevice, LetsTheKeyListDecide) {
   defineToken({});
-  for (const Row& row : kRows) {
+  for (const DeviceRow& row : kDeviceRows) {
     SCOPED_TRACE(row.name);
     reloadDriver();
     for (const int result : row.initResults) queueResult("orvane_initDevice", result);

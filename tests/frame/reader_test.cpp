@@ -13,7 +13,7 @@ constexpr const char* kStatus = "SCardStatusA handle=0x2A name=512 atr=36 zeroed
 constexpr const char* kAskKey = "SCardTransmit handle=0x2A protocol=2 pci=8 recv=64 FFFF00A200";
 constexpr const char* kAskSle = "SCardTransmit handle=0x2A protocol=2 pci=8 recv=64 FFFF00D5000000";
 
-struct Row {
+struct ReaderRow {
   const char* name;
   std::string readerName = {};
   LONG statusResult = SCARD_S_SUCCESS;
@@ -34,7 +34,7 @@ Bytes replyOf(const std::string& text, BYTE first, BYTE second) {
 }
 
 // Two tokens, D1 and D2, are connected.
-const Row kRows[] = {
+const ReaderRow kReaderRows[] = {
     {.name = "the resource manager fails",
      .readerName = "A B 7",
      .statusResult = static_cast<LONG>(0x80100069),
@@ -247,10 +247,10 @@ void useStack() {
 // Volatile, so that it is not inlined.
 void (*const volatile useStackBelow)() = useStack;
 
-bool isConnected(const Row& row) { return row.serial == "D1" || row.serial == "D2"; }
+bool isConnected(const ReaderRow& row) { return row.serial == "D1" || row.serial == "D2"; }
 
 // The trace of an acquisition with this card handle, or with none.
-Lines traceOf(const Row& row, bool hasCardHandle = true) {
+Lines traceOf(const ReaderRow& row, bool hasCardHandle = true) {
   const std::string device = "[" + row.serial + "]";
   const std::string open = "orvane_initDevice(\"" + row.serial + "\", false, null)";
   const std::string list = "orvane_getKeyPairList(\"" + row.serial + "\", null)";
@@ -270,7 +270,7 @@ Lines traceOf(const Row& row, bool hasCardHandle = true) {
 }
 
 TEST_F(Reader, LeadsToTheSerial) {
-  for (const Row& row : kRows) {
+  for (const ReaderRow& row : kReaderRows) {
     SCOPED_TRACE(row.name);
     reloadDriver();
     CARD_DATA record = newRecord();
@@ -300,7 +300,7 @@ TEST_F(Reader, IsAskedWithZeroedBuffers) {
 TEST_F(Reader, IsNotAskedWithoutACardHandle) {
   CARD_DATA record = newRecord();
   resourceManager.readerName = "A B 7";
-  const Row first{.name = "the first token of the list", .serial = "D1"};
+  const ReaderRow first{.name = "the first token of the list", .serial = "D1"};
   EXPECT_EQ(observe([&] { return acquire(record); }), (Outcome{0, traceOf(first, false)}));
 }
 

@@ -6,7 +6,7 @@
 namespace orvane::test {
 namespace {
 
-constexpr char kEntry[] = "D CardRSADecrypt :: LOG_FUNCTION_NAME = Entry";
+constexpr char kDecryptEntry[] = "D CardRSADecrypt :: LOG_FUNCTION_NAME = Entry";
 constexpr char kPkcs1[] = "D CardRSADecrypt: PaddingType=PKCS1";
 
 struct DecryptCase {
@@ -30,7 +30,7 @@ Lines chosen(const std::string& padding, unsigned index, unsigned keySpec, std::
           "D CardRSADecrypt: credentialId=" + idOf(id)};
 }
 
-std::string success(unsigned length) {
+std::string decryptSuccess(unsigned length) {
   return "D CardRSADecrypt: decryption successful, length=" + std::to_string(length);
 }
 
@@ -70,7 +70,7 @@ class DecryptTest : public DriverTest {
     CARD_RSA_DECRYPT_INFO info = request(row, buffer);
     CARD_RSA_DECRYPT_INFO expected = info;
     EXPECT_EQ(observe([&] { return record.pfnCardRSADecrypt(&record, &info); }),
-              (Outcome{row.status, concat({kEntry}, row.trace)}));
+              (Outcome{row.status, concat({kDecryptEntry}, row.trace)}));
     if (row.plaintext) {
       expected.cbData = static_cast<DWORD>(row.plaintext->size());
       ASSERT_LE(row.plaintext->size(), row.cipherText.size());
@@ -100,7 +100,7 @@ TEST_F(DecryptTest, RefusesArgumentsInOrder) {
   old.dwVersion = 1;
   CARD_RSA_DECRYPT_INFO oaep = good;
   oaep.dwPaddingType = CARD_PADDING_OAEP;
-  const Outcome invalid{87, {kEntry, "E CardRSADecrypt: invalid parameters"}};
+  const Outcome invalid{87, {kDecryptEntry, "E CardRSADecrypt: invalid parameters"}};
   const struct {
     const char* name;
     PCARD_DATA record;
@@ -113,12 +113,12 @@ TEST_F(DecryptTest, RefusesArgumentsInOrder) {
       {"version 1, before no context",
        &noContext,
        &old,
-       {1306, {kEntry, kPkcs1, "E CardRSADecrypt: version mismatch"}}},
-      {"no context", &noContext, &good, {87, {kEntry, kPkcs1, "E CardRSADecrypt: provider context is NULL"}}},
+       {1306, {kDecryptEntry, kPkcs1, "E CardRSADecrypt: version mismatch"}}},
+      {"no context", &noContext, &good, {87, {kDecryptEntry, kPkcs1, "E CardRSADecrypt: provider context is NULL"}}},
       {"no context, before the padding",
        &noContext,
        &oaep,
-       {87, {kEntry, "D CardRSADecrypt: PaddingType=OAEP", "E CardRSADecrypt: provider context is NULL"}}},
+       {87, {kDecryptEntry, "D CardRSADecrypt: PaddingType=OAEP", "E CardRSADecrypt: provider context is NULL"}}},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
@@ -135,7 +135,7 @@ TEST_F(DecryptTest, HoldsOnlyVersion7CallersToTheRecordsVersion) {
   authenticate(record);
   const Lines refused = {kPkcs1, "E CardRSADecrypt: version mismatch"};
   const Lines decrypted =
-      inOrder(chosen("PKCS1", 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)), success(5));
+      inOrder(chosen("PKCS1", 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)), decryptSuccess(5));
   const Bytes plaintext = {1, 2, 3, 4, 5};
   const DecryptCase cases[] = {
       {.name = "0 of 7", .version = 0, .status = 1306, .trace = refused},
@@ -169,11 +169,11 @@ TEST_F(DecryptTest, NamesThePadding) {
                {16, "UNKNOWN(16)"},
                {0xFFFFFFFF, "UNKNOWN(4294967295)"}};
   for (const auto& row : cases) {
-    run(record,
-        {.name = row.label,
-         .padding = row.padding,
-         .trace = inOrder(chosen(row.label, 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)), success(5)),
-         .plaintext = Bytes{1, 2, 3, 4, 5}});
+    run(record, {.name = row.label,
+                 .padding = row.padding,
+                 .trace = inOrder(chosen(row.label, 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)),
+                                  decryptSuccess(5)),
+                 .plaintext = Bytes{1, 2, 3, 4, 5}});
   }
 }
 
@@ -198,11 +198,11 @@ TEST_F(DecryptTest, OaepNeedsNewFirmware) {
       run(record, refused);
       continue;
     }
-    run(record,
-        {.name = "accepted",
-         .padding = CARD_PADDING_OAEP,
-         .trace = inOrder(chosen("OAEP", 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)), success(5)),
-         .plaintext = Bytes{1, 2, 3, 4, 5}});
+    run(record, {.name = "accepted",
+                 .padding = CARD_PADDING_OAEP,
+                 .trace = inOrder(chosen("OAEP", 0, 1, 1), withHandle(decrypt(1, kUserPin, "0504030201", 5)),
+                                  decryptSuccess(5)),
+                 .plaintext = Bytes{1, 2, 3, 4, 5}});
   }
   learnFirmware(record, "2.1.0");
   setSerial(record, "nobody");
@@ -224,7 +224,7 @@ TEST_F(DecryptTest, ChoosesTheKeyThatFits) {
                        .index = static_cast<BYTE>(position),
                        .keySpec = keySpec,
                        .trace = inOrder(chosen("PKCS1", position, keySpec, id),
-                                        withHandle(decrypt(id, kUserPin, "0504030201", 5)), success(5)),
+                                        withHandle(decrypt(id, kUserPin, "0504030201", 5)), decryptSuccess(5)),
                        .plaintext = Bytes{1, 2, 3, 4, 5}};
   };
   const auto misfits = [&](const char* name, unsigned position, DWORD keySpec) {
@@ -282,22 +282,22 @@ TEST_F(DecryptTest, ReversesOnTheWayInAndOut) {
   const Lines begin = chosen("PKCS1", 0, 1, 1);
   run(record, {.name = "a whole block",
                .cipherText = block,
-               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, bigEndian, 256)), success(48)),
+               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, bigEndian, 256)), decryptSuccess(48)),
                // The token's plaintext is the beginning of the cipher text as the token sees it.
                .plaintext = Bytes(block.end() - 48, block.end())});
   run(record, {.name = "AA BB CC of the library",
                .answer = answerOf(0, 3, {0xAA, 0xBB, 0xCC}),
-               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, "0504030201", 5)), success(3)),
+               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, "0504030201", 5)), decryptSuccess(3)),
                .plaintext = Bytes{0xCC, 0xBB, 0xAA}});
   // No key is that long; the token is to say so.
   run(record, {.name = "longer than the block of any key",
                .cipherText = Bytes(1025, 0xAB),
                .answer = answerOf(0, 2, {0x01, 0x02}),
-               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, repeated("AB", 1025), 1025)), success(2)),
+               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, repeated("AB", 1025), 1025)), decryptSuccess(2)),
                .plaintext = Bytes{0x02, 0x01}});
   run(record, {.name = "one byte",
                .cipherText = {0x7F},
-               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, "7F", 1)), success(1)),
+               .trace = inOrder(begin, withHandle(decrypt(1, kUserPin, "7F", 1)), decryptSuccess(1)),
                .plaintext = Bytes{0x7F}});
 }
 
@@ -321,16 +321,19 @@ TEST_F(DecryptTest, MapsTheLibrarysResult) {
       failure("a length without a block", answerOf(0, 3), tooSmall, larger),
       {.name = "exactly as long",
        .answer = answerOf(0, 5, {1, 2, 3, 4, 6}),
-       .trace = concat(begun, {success(5)}),
+       .trace = concat(begun, {decryptSuccess(5)}),
        .plaintext = Bytes{6, 4, 3, 2, 1}},
-      {.name = "length 0", .answer = answerOf(0, 0, {1}), .trace = concat(begun, {success(0)}), .plaintext = Bytes()},
+      {.name = "length 0",
+       .answer = answerOf(0, 0, {1}),
+       .trace = concat(begun, {decryptSuccess(0)}),
+       .plaintext = Bytes()},
       {.name = "no block, length 0",
        .answer = answerOf(0, 0, {}),
-       .trace = concat(begun, {success(0)}),
+       .trace = concat(begun, {decryptSuccess(0)}),
        .plaintext = Bytes()},
       {.name = "no length stored",
        .answer = answerOf(0, kSofttokenKeep, {1}),
-       .trace = concat(begun, {success(0)}),
+       .trace = concat(begun, {decryptSuccess(0)}),
        .plaintext = Bytes()},
   };
   runAll(record, cases);
@@ -351,7 +354,7 @@ TEST_F(DecryptTest, PassesLengthHandleAndPinAsTheyAre) {
                                 "E CardRSADecrypt: orvane_decrypt failed, ret=33")});
   run(record, {.name = "no card handle",
                .cardHandle = 0,
-               .trace = inOrder(begin, withoutHandle(decrypt(1, kUserPin, "0504030201", 5)), success(5)),
+               .trace = inOrder(begin, withoutHandle(decrypt(1, kUserPin, "0504030201", 5)), decryptSuccess(5)),
                .plaintext = Bytes{1, 2, 3, 4, 5}});
 }
 

@@ -6,7 +6,7 @@
 namespace orvane::test {
 namespace {
 
-constexpr char kEntry[] = "D CardSignData :: LOG_FUNCTION_NAME = Entry";
+constexpr char kSignEntry[] = "D CardSignData :: LOG_FUNCTION_NAME = Entry";
 constexpr char kHash[] = "A0A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7B8B9BABBBCBDBEBF";
 
 struct SignCase {
@@ -36,7 +36,7 @@ std::string key(unsigned index, std::uint8_t id, int usage, unsigned algorithm) 
 
 std::string size(unsigned bytes) { return "D CardSignData: modulus size determined = " + std::to_string(bytes); }
 
-std::string success(unsigned bytes) { return "D CardSignData: success, signature length=" + std::to_string(bytes); }
+std::string signSuccess(unsigned bytes) { return "D CardSignData: success, signature length=" + std::to_string(bytes); }
 
 std::string sign(std::uint8_t id, const std::string& pin, const std::string& hash = kHash, int length = 32) {
   return "orvane_signHash(\"0012AB\", " + idOf(id) + ", \"" + pin + "\", " + hash + ", " + std::to_string(length) +
@@ -75,7 +75,7 @@ class SignTest : public DriverTest {
     record.hScard = row.cardHandle;
     CARD_SIGNING_INFO expected = info;
     const Outcome outcome = observe([&] { return record.pfnCardSignData(&record, &info); });
-    EXPECT_EQ(outcome, (Outcome{row.status, concat({kEntry}, row.trace)}));
+    EXPECT_EQ(outcome, (Outcome{row.status, concat({kSignEntry}, row.trace)}));
     if (row.signatureLength) expected.cbSignedData = *row.signatureLength;
     if (row.buffer) {
       EXPECT_NE(info.pbSignedData, expected.pbSignedData);
@@ -131,7 +131,7 @@ TEST_F(SignTest, RefusesArgumentsInOrder) {
     std::optional<CARD_SIGNING_INFO> info;
     if (row.info != nullptr) info = *row.info;
     EXPECT_EQ(observe([&] { return record.pfnCardSignData(row.record, info ? &*info : nullptr); }),
-              (Outcome{87, {kEntry, row.line}}));
+              (Outcome{87, {kSignEntry, row.line}}));
     if (info) EXPECT_EQ(bytesOf(*info), bytesOf(*row.info));
   }
 }
@@ -162,7 +162,7 @@ TEST_F(SignTest, ChoosesTheContainersFirstKey) {
        .trace = {test::request(2, 3, "20000000", 1), "E CardSignData: container has no keys"}},
       {.name = "first container",
        .trace = inOrder(test::request(0, 3, "00000000", 1), key(0, 1, 1, 2), size(256), alloc(256),
-                        "D CardSignData: hash length=32", withHandle(sign(1, kUserPin)), success(256)),
+                        "D CardSignData: hash length=32", withHandle(sign(1, kUserPin)), signSuccess(256)),
        .buffer = 256,
        .signatureLength = 256,
        .signature = reversedPattern(256)},
@@ -170,7 +170,7 @@ TEST_F(SignTest, ChoosesTheContainersFirstKey) {
        .index = 1,
        .flags = 0xDFFFFFFF,
        .trace = inOrder(test::request(1, 3, "DFFFFFFF", 1), key(1, 2, 2, 3), size(384), alloc(384),
-                        "D CardSignData: hash length=32", withHandle(sign(2, kUserPin)), success(384)),
+                        "D CardSignData: hash length=32", withHandle(sign(2, kUserPin)), signSuccess(384)),
        .buffer = 384,
        .signatureLength = 384,
        .signature = reversedPattern(384)},
@@ -235,7 +235,7 @@ TEST_F(SignTest, SizeComesFromTheAlgorithmCode) {
   run(record, {.name = "an unknown code signs, too",
                .index = 5,
                .trace = inOrder(test::request(5, 7, "00000000", 1), key(5, 6, 1, 5), unknown, size(256), alloc(256),
-                                "D CardSignData: hash length=32", withHandle(sign(6, kUserPin)), success(256)),
+                                "D CardSignData: hash length=32", withHandle(sign(6, kUserPin)), signSuccess(256)),
                .buffer = 256,
                .signatureLength = 256,
                .signature = reversedPattern(256)});
@@ -255,7 +255,7 @@ TEST_F(SignTest, KeyLongerThanItsAlgorithmCode) {
   const SignCase cases[] = {
       {.name = "as long as the code says",
        .answer = answerOf(0, 256, answer),
-       .trace = inOrder(begin, withHandle(sign(1, kUserPin)), success(256)),
+       .trace = inOrder(begin, withHandle(sign(1, kUserPin)), signSuccess(256)),
        .buffer = 256,
        .signatureLength = 256,
        .signature = reversedPattern(256)},
@@ -315,7 +315,7 @@ TEST_F(SignTest, RefusesRsa1024OfKnownTokens) {
   for (std::size_t i = 0; i < 128; ++i) signature[i] = static_cast<std::uint8_t>(i + 1);
   run(record, {.answer = answerOf(0, 128, signature),
                .trace = inOrder(asked, key(0, 1, 3, 1), size(128), alloc(128), "D CardSignData: hash length=32",
-                                withHandle(call), success(128)),
+                                withHandle(call), signSuccess(128)),
                .buffer = 128,
                .signatureLength = 128,
                .signature = Bytes(signature.rbegin(), signature.rend())});
@@ -350,25 +350,25 @@ TEST_F(SignTest, MapsTheLibrarysResult) {
       failure("far too long", answerOf(0, 2147483647), invalid, "E CardSignData: invalid signature length 2147483647"),
       {.name = "the whole modulus",
        .answer = answerOf(0, 256, whole),
-       .trace = concat(begun, {success(256)}),
+       .trace = concat(begun, {signSuccess(256)}),
        .buffer = 256,
        .signatureLength = 256,
        .signature = reversed},
       {.name = "one byte less",
        .answer = answerOf(0, 255, whole),
-       .trace = concat(begun, {success(255)}),
+       .trace = concat(begun, {signSuccess(255)}),
        .buffer = 256,
        .signatureLength = 255,
        .signature = Bytes(reversed.begin() + 1, reversed.end())},
       {.name = "three bytes",
        .answer = answerOf(0, 3, {0xAA, 0xBB, 0xCC}),
-       .trace = concat(begun, {success(3)}),
+       .trace = concat(begun, {signSuccess(3)}),
        .buffer = 256,
        .signatureLength = 3,
        .signature = {0xCC, 0xBB, 0xAA}},
       {.name = "one byte",
        .answer = answerOf(0, 1, {0xAA}),
-       .trace = concat(begun, {success(1)}),
+       .trace = concat(begun, {signSuccess(1)}),
        .buffer = 256,
        .signatureLength = 1,
        .signature = {0xAA}},
@@ -390,7 +390,7 @@ TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
   authenticate(record, 0);
   run(record, {.name = "no card handle",
                .cardHandle = 0,
-               .trace = inOrder(begin("32"), withoutHandle(sign(1, kUserPin)), success(256)),
+               .trace = inOrder(begin("32"), withoutHandle(sign(1, kUserPin)), signSuccess(256)),
                .buffer = 256,
                .signatureLength = 256,
                .signature = reversedPattern(256)});
@@ -408,12 +408,13 @@ TEST_F(SignTest, PassesHashHandleAndPinAsTheyAre) {
   };
   for (const auto& row : lengths) {
     SCOPED_TRACE(row.logged);
-    run(record, {.hashLength = row.length,
-                 .answer = answerOf(0, 1, {0x77}),
-                 .trace = inOrder(begin(row.logged), withHandle(sign(1, kUserPin, row.bytes, row.passed)), success(1)),
-                 .buffer = 256,
-                 .signatureLength = 1,
-                 .signature = {0x77}});
+    run(record,
+        {.hashLength = row.length,
+         .answer = answerOf(0, 1, {0x77}),
+         .trace = inOrder(begin(row.logged), withHandle(sign(1, kUserPin, row.bytes, row.passed)), signSuccess(1)),
+         .buffer = 256,
+         .signatureLength = 1,
+         .signature = {0x77}});
   }
 }
 

@@ -27,7 +27,7 @@ ContainerFacts container(int index, bool signature, bool exchange) {
   return facts;
 }
 
-Containers good() { return {container(0, true, false), container(1, false, true), container(2, true, true)}; }
+Containers goodKeys() { return {container(0, true, false), container(1, false, true), container(2, true, true)}; }
 
 TEST(ToolDoctorKeys, ContainersKeysAndCertificatesMustFit) {
   struct Case {
@@ -116,7 +116,7 @@ TEST(ToolDoctorKeys, ContainersKeysAndCertificatesMustFit) {
        "to another key. The certificate of key 3 of 3 (signing and encryption) belongs to another key. And 1 more."},
   };
   for (const Case& row : cases) {
-    Containers containers = good();
+    Containers containers = goodKeys();
     row.change(containers);
     const Finding finding = judgeKeys(containers, "2026-06-15T12:00:00Z");
     EXPECT_EQ(finding.state, row.state) << row.what;

@@ -5,7 +5,7 @@
 namespace orvane::tool {
 namespace {
 
-LibraryFile library(const char* path, bool isSigned) {
+LibraryFile libraryAt(const char* path, bool isSigned) {
   LibraryFile file;
   file.path = path;
   file.found = true;
@@ -14,8 +14,8 @@ LibraryFile library(const char* path, bool isSigned) {
 }
 
 TEST(ToolDoctorLogon, ProtectionAndSignaturesDecide) {
-  const LibraryFile plain = library("a.dll", false);
-  const LibraryFile signedOne = library("b.dll", true);
+  const LibraryFile plain = libraryAt("a.dll", false);
+  const LibraryFile signedOne = libraryAt("b.dll", true);
   struct Case {
     const char* what;
     LogonFacts facts;

@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kLogon = "1.3.6.1.4.1.311.20.2.2";
 constexpr const char* kMail = "1.3.6.1.5.5.7.3.4";
 
-StoredCertificate good() {
+StoredCertificate goodCertificate() {
   StoredCertificate certificate;
   certificate.key = "key 3 of 5 (encryption)";
   certificate.guid = "te-0012AB-2";
@@ -58,7 +58,7 @@ TEST(ToolDoctorStore, EveryCertificateIsStoredTiedTrustedAndOfUse) {
   for (const Case& row : cases) {
     StoreFacts facts;
     facts.propagation = ServiceState::kRunning;
-    facts.certificates = {good()};
+    facts.certificates = {goodCertificate()};
     row.change(facts.certificates.front());
     const Finding finding = judgeStore(facts);
     EXPECT_EQ(finding.state, row.state) << row.what << ": " << finding.text;
@@ -92,7 +92,7 @@ TEST(ToolDoctorStore, WhatIsMissingHasItsCause) {
     StoreFacts facts;
     facts.propagation = row.propagation;
     facts.forbidden = row.forbidden;
-    facts.certificates = {good(), good()};
+    facts.certificates = {goodCertificate(), goodCertificate()};
     facts.certificates[1].isStored = false;
     facts.certificates[1].key = "key 5 of 5 (signing)";
     const Finding finding = judgeStore(facts);
@@ -108,7 +108,7 @@ TEST(ToolDoctorStore, WhatIsMissingHasItsCause) {
 TEST(ToolDoctorStore, TrustIsLookedAtWithoutTheStoreToo) {
   StoreFacts facts;
   facts.propagation = ServiceState::kMissing;
-  facts.certificates = {good()};
+  facts.certificates = {goodCertificate()};
   facts.certificates[0].isStored = false;
   facts.certificates[0].trustErrors = 0x20;
   const Finding finding = judgeStore(facts);

@@ -6,7 +6,7 @@
 namespace orvane::tool {
 namespace {
 
-TokenFacts good() {
+TokenFacts goodToken() {
   TokenFacts facts;
   facts.serial = "0012AB";
   facts.origin = SerialOrigin::kToken;
@@ -16,7 +16,7 @@ TokenFacts good() {
 }
 
 TEST(ToolDoctorToken, SerialIsAlwaysShownAndDoubtsAreWarnings) {
-  TokenFacts facts = good();
+  TokenFacts facts = goodToken();
   EXPECT_EQ(judgeToken(facts), ok("The token in use has the serial \"0012AB\", which it says itself. It is open."));
   facts.origin = SerialOrigin::kPosition;
   Finding finding = judgeToken(facts);
@@ -35,7 +35,7 @@ TEST(ToolDoctorToken, SerialIsAlwaysShownAndDoubtsAreWarnings) {
 }
 
 TEST(ToolDoctorToken, NothingIsSaidAboutWhatATokenHoldsThatWasNotOpened) {
-  TokenFacts facts = good();
+  TokenFacts facts = goodToken();
   facts.keys = 0;
   facts.access = TokenAccess::kRefused;
   facts.error = 224;
