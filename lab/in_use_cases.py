@@ -4,13 +4,8 @@ Wine is like Windows in what matters here: a DLL that a program has loaded can n
 Only in one thing it differs: what was to be deleted then goes when the program ends; on Windows it stays.
 """
 
-import pathlib
-import subprocess
-
 from cases import contains, equal
 
-LAB = pathlib.Path(__file__).resolve().parent
-TRIPLES = {"arm64": "aarch64-windows-gnu", "x64": "x86_64-windows-gnu"}
 INSTALL, UNINSTALL = r"Z:\build\package\install.cmd", r"Z:\build\package\uninstall.cmd"
 NAME = "OrvaneMinidriver.dll"
 DLL = rf"C:\windows\system32\{NAME}"
@@ -22,14 +17,6 @@ REFUSE = [r"reg add HKCU\Software\Wine\DllOverrides /f /v reg.exe /d native",
           r"mkdir C:\real", r"copy C:\windows\system32\reg.exe C:\real",
           rf"copy /y {STAND_IN} C:\windows\system32\reg.exe"]
 ALLOW = r"set REFUSED="
-
-
-def make_stand_in(arch, folder):
-    """Compiles the stand-in program; returns its file."""
-    toolchain = subprocess.run([LAB.parent / "scripts/toolchain"], capture_output=True, text=True, check=True).stdout.strip()
-    subprocess.run([f"{toolchain}/bin/{TRIPLES[arch]}-cc", "-std=c11", "-O1", "-s", "-Wall", "-Wextra", "-Werror",
-                    LAB / "stand_in.c", "-o", folder / "stand_in.exe"], check=True)
-    return folder / "stand_in.exe"
 
 
 class InUseCases:

@@ -24,8 +24,9 @@ REPOSITORY = LAB.parent
 sys.path.insert(0, str(REPOSITORY / "tests/binary"))
 import pe_image  # noqa: E402
 import setup_information  # noqa: E402
+import system_state  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
-from in_use_cases import InUseCases, make_stand_in  # noqa: E402
+from in_use_cases import InUseCases  # noqa: E402
 from msi_cases import MsiCases  # noqa: E402
 from roll_out_cases import roll_out  # noqa: E402
 
@@ -51,9 +52,10 @@ CARD_VALUES = {
 
 # The section of the device, without the device: Windows looks for the machine's decoration by itself, as Wine does.
 INF = r"rundll32 setupapi.dll,InstallHinfSection Orvane_Device 128 Z:\build\package\orvane.inf"
-DLL = r"C:\windows\system32\OrvaneMinidriver.dll"
+SYSTEM_FOLDER = r"C:\windows\system32"
+DLL = SYSTEM_FOLDER + r"\OrvaneMinidriver.dll"
 TOOL_FOLDER = r"C:\Program Files\Brightfold"
-MACHINE_VARIABLES = r"HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
+MACHINE_VARIABLES = r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Session Manager\Environment"
 # No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
 ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
 # Every Windows has the folder of the card types, and other cards' entries in it.
@@ -74,16 +76,12 @@ class State:
     in the tool's folder, and the folders of PATH."""
 
     def __init__(self, out, name):
-        self.keys = {}
-        key = None
-        for line in (out / f"{name}.keys").read_text(errors="replace").splitlines():
-            if line.startswith("HKEY_"):
-                key = self.keys.setdefault(line, {})
-            elif (value := re.match(r"    (.*?)    (REG_\w+)(?:    (.*))?$", line)) and key is not None:
-                key[value.group(1)] = (value.group(2), value.group(3))
-        self.files = set((out / f"{name}.files").read_text(errors="replace").split("\n"))
-        self.tool = {line.removeprefix(TOOL_FOLDER) for line in (out / f"{name}.tool").read_text().splitlines()}
-        self.path = (out / f"{name}.path").read_text().split("REG_EXPAND_SZ")[1].strip().strip(";").split(";")
+        self.keys, paths = system_state.read(out / f"{name}.state")
+        variables = self.keys.pop(MACHINE_VARIABLES)
+        self.path = variables["PATH"][1].strip(";").split(";")
+        system, tool = SYSTEM_FOLDER + "\\", TOOL_FOLDER + "\\"
+        self.files = {path.removeprefix(system) for path in paths if path.startswith(system)}
+        self.tool = {path.removeprefix(TOOL_FOLDER) for path in paths if path.startswith(tool)}
         dll = out / f"{name}.dll"
         self.dll = dll.read_bytes() if dll.exists() else None
         if len(self.keys) < 1000 or len(self.files) < 100:
@@ -100,8 +98,8 @@ class Installation:
     """One run of steps, lines for the command interpreter, in a system; STATE NAME in them writes the state down, and a tuple
     (program, file, steps) does these steps while the program has the file."""
 
-    def __init__(self, arch, folder, tokens, stand_in):
-        self.arch, self._tokens, self._stand_in = arch, tokens, stand_in
+    def __init__(self, arch, folder, tokens, programs):
+        self.arch, self._tokens, self._programs = arch, tokens, programs
         self.folder, self.out = folder, folder / "out"
         self.out.mkdir(parents=True)
         self.extra = {}  # more files for Z:\build, by name
@@ -118,7 +116,7 @@ class Installation:
             subprocess.run(["cp", package / "orvane-card.exe", build / f"tools/{name}.exe"], check=True)
         subprocess.run(
             ["cp", REPOSITORY / f"build/windows-{self.arch}/OrvaneDSCLibrary.dll", build], check=True)
-        subprocess.run(["cp", self._stand_in, build / "tools"], check=True)
+        subprocess.run(["cp", *self._programs, build / "tools"], check=True)
         for name, data in self.extra.items():
             (build / name).write_bytes(data)
         self._write(build / "steps.cmd", [*BEFORE, "STATE before", *steps],
@@ -140,11 +138,9 @@ class Installation:
                 lines += [rf'{program} {file} "cmd /c Z:\build\{script.stem}-{number}.cmd"', "echo code %errorlevel%"]
             elif step.startswith("STATE "):
                 name = step.split()[1]
-                lines += [rf"reg query HKLM\Software /s >Z:\out\{name}.keys", rf"dir /b C:\windows\system32 >Z:\out\{name}.files",
-                          rf'dir /b /s "{TOOL_FOLDER}" >Z:\out\{name}.tool 2>nul',
-                          rf'reg query "{MACHINE_VARIABLES}" /v PATH >Z:\out\{name}.path',
-                          rf"if exist C:\windows\system32\OrvaneMinidriver.dll "
-                          rf"copy C:\windows\system32\OrvaneMinidriver.dll Z:\out\{name}.dll >nul"]
+                variables = MACHINE_VARIABLES.replace("HKEY_LOCAL_MACHINE", "HKLM")
+                lines += [rf'Z:\build\tools\system_state.exe Z:\out\{name}.state HKLM\Software "{variables}" {SYSTEM_FOLDER} '
+                          rf'"{TOOL_FOLDER}\*"', rf"if exist {DLL} copy {DLL} Z:\out\{name}.dll >nul"]
             else:
                 lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
         script.write_text("\r\n".join(lines) + "\r\n", newline="")
@@ -173,14 +169,15 @@ class Tests:
         self.package = self.packages[arch]
         self.installers = {each: packages / f"OrvaneMinidriver-{self.version}-{each}.msi" for each in FOLDERS}
         subprocess.run(["cp", packages / "SHA256SUMS", folder], check=True)
-        self.stand_in = make_stand_in(arch, folder)
+        self.stand_in = system_state.compiled("stand_in.c", arch, folder / "stand_in.exe")
+        self.state_program = system_state.make_program(arch, folder)
         (folder / "tokens").mkdir()
         subprocess.run(
             [REPOSITORY / "softtoken/make_token.sh", "--folder", self.tokens, "--serial", SERIAL, "--keys", "2048:both",
              "--pin", "24681357", "--sopin", "87654321"], check=True, stdout=subprocess.DEVNULL)
 
     def installation(self, name):
-        return Installation(self.arch, self.folder / name, self.tokens, self.stand_in)
+        return Installation(self.arch, self.folder / name, self.tokens, [self.stand_in, self.state_program])
 
     def content(self):
         """Every file is there, nothing else, and the checksums are theirs."""
