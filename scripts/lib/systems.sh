@@ -13,6 +13,7 @@ SYSTEM_PACKAGES=wine,wine64,pcscd,vsmartcard-vpcd,libgnutls30t64
 # - for Intel the zlib that Wine's own libraries load: the package brings it as built for MinGW, and its script marks the copy
 #   as one of Wine's own, in the unused bytes behind the header
 # - the places for Wine's files, for programs, for results, and for the service's socket
+# - no maker of desktop menus at every start of the system: there is no desktop, and it brings the shell with it
 SYSTEM_SETUP=$(cat <<'END'
 set -e
 echo root:x:0:0:root:/root:/bin/sh >/etc/passwd
@@ -30,6 +31,7 @@ done
 mkdir -p /wine /build /out /run/pcscd
 ldconfig
 wine wineboot -i
+wine reg delete 'HKLM\Software\Microsoft\Windows\CurrentVersion\RunServices' /f /v winemenubuilder
 wineserver -w
 test -f "$WINEPREFIX/system.reg"
 END
