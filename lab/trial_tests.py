@@ -23,6 +23,7 @@ REPOSITORY = LAB.parent
 sys.path.insert(0, str(REPOSITORY / "scripts/lib"))
 import make_packages  # noqa: E402
 import make_trial_kit  # noqa: E402
+import system_state  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
 
 TRIPLES = {"arm64": "aarch64-windows-gnu", "x64": "x86_64-windows-gnu"}
@@ -136,9 +137,10 @@ class Tests:
         """The whole trial, two times: nothing fails, everything is tried but what a machine without a card cannot show, and
         registry, temporary folder and processes are as before."""
         out = self.unpack("twice", whole=True)
-        state = [r"reg query HKLM /s >Z:\out\NAME.keys", r"reg query HKCU /s >>Z:\out\NAME.keys",
-                 r"dir /s /b %TEMP% C:\Brightfold >Z:\out\NAME.files", r"tasklist >Z:\out\NAME.processes"]
-        steps = [line.replace("NAME", "before") for line in state]
+        system_state.make_program(self.arch, out)
+        state = [r"C:\system_state.exe Z:\out\NAME.state HKLM HKCU %TEMP%\* C:\Brightfold\*",
+                 r"tasklist >Z:\out\NAME.processes"]
+        steps = [r"copy Z:\out\system_state.exe C:\ >nul", *(line.replace("NAME", "before") for line in state)]
         steps += [self.trial(), self.trial()]
         steps += [line.replace("NAME", "after") for line in state]
         codes, output = self.run(out, steps, limit=3600)
@@ -152,13 +154,14 @@ class Tests:
         equal(len(first.cases) > 400, True, f"there are more than 400 results, not {len(first.cases)}")
         for name in ("Starts orvane_tests.exe", "Starts orvane_unload_tests.exe", "Loads OrvaneMinidriver.dll"):
             equal(f"Trial.{name}" in first.cases, True, name)
-        for kind in ("keys", "files", "processes"):
-            lines = [[line for line in (out / f"{name}.{kind}").read_text(errors="replace").splitlines()
-                      if not VOLATILE.search(line)] for name in ("before", "after")]
-            if kind == "processes":
-                lines = [sorted({line.split()[0].strip('"') for line in each if line.strip()}) for each in lines]
-            equal(set(lines[1]) ^ set(lines[0]), set(), f"what the trial left, {kind}")
-        equal(len((out / "before.keys").read_text(errors="replace").splitlines()) > 1000, True, "the registry was written down")
+        (keys, files), (keys_after, files_after) = (system_state.read(out / f"{name}.state") for name in ("before", "after"))
+        equal({key for key in keys.keys() | keys_after.keys()
+               if keys.get(key) != keys_after.get(key) and not VOLATILE.search(key + "\\")}, set(), "keys that the trial changed")
+        equal(files ^ files_after, set(), "files that the trial left")
+        processes = [{line.split()[0].strip('"') for line in (out / f"{name}.processes").read_text(errors="replace").splitlines()
+                      if line.strip()} for name in ("before", "after")]
+        equal(processes[1] ^ processes[0], set(), "processes that the trial left")
+        equal(len(keys) > 1000, True, "the registry was written down")
 
     def broken(self, fault):
         """Compiles a minidriver with a fault."""
