@@ -110,6 +110,8 @@ buildSystem() {
   asRoot rm -rf "$work"/usr/share/{doc,locale,man}
   whileSaying "preparing Wine in the $arch system (once, about half a minute)" "$CACHE/logs/wine-$arch.log" \
     asRoot "$REPO/lab/in-system" --persistent "$work" /bin/sh -c "$SYSTEM_SETUP" || return 1
+  # Wine's folder begins as a copy of most of its packages; a run that writes to one gets its own copy of that.
+  asRoot hardlink --quiet --content --respect-name "$work/wine" "$work/usr/lib" || return 1
   asRoot mv "$work" "$target"
   say "the $arch system is ready: $target"
 }
