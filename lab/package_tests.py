@@ -59,7 +59,11 @@ MACHINE_VARIABLES = r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Sessio
 # No percent sign: Wine's interpreter, unlike Windows' own, looks for variables in the script's folder.
 ODD_FOLDER = "odd (1) & new! 'a', b; c=d ^"
 # Every Windows has the folder of the card types, and other cards' entries in it.
-BEFORE = [rf'reg add "{CARD_TYPES}\Another Card" /f /v ATR /t REG_BINARY /d 3B0000']
+BEFORE = f"""Windows Registry Editor Version 5.00
+
+[{CARD_TYPES}\\Another Card]
+"ATR"=hex:3b,00,00
+"""
 
 
 def project_version():
@@ -119,14 +123,16 @@ class Installation:
         subprocess.run(["cp", *self._programs, build / "tools"], check=True)
         for name, data in self.extra.items():
             (build / name).write_bytes(data)
-        self._write(build / "steps.cmd", [*BEFORE, "STATE before", *steps],
+        self._write(build / "steps.cmd", ["STATE before", *steps],
                     [r"copy Z:\build\OrvaneDSCLibrary.dll C:\windows\system32 >nul"])
+        (build / "before.reg").write_text(BEFORE)
         command = [LAB / "run-windows", "--timeout", "1800", "--directory", build, "--out", self.out]
+        command += ["--registry", build / "before.reg"]
         command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
         self.output = done.stdout + done.stderr
-        return [int(code) for code in re.findall(r"^code (-?\d+)", self.output, re.MULTILINE)][len(BEFORE):]
+        return [int(code) for code in re.findall(r"^code (-?\d+)", self.output, re.MULTILINE)]
 
     def _write(self, script, steps, first=()):
         """Writes a script of these steps; those that are done while a program has a file go into one of their own."""
