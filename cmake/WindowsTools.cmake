@@ -1,7 +1,7 @@
-# Version resources: the resource compiler that comes with zig, told to write an object file that the linker takes.
-set(CMAKE_RC_COMPILE_OBJECT
-    "<CMAKE_RC_COMPILER> /:output-format coff /:target ${ORVANE_ZIG_ARCH} <DEFINES> <INCLUDES> /fo <OBJECT> -- <SOURCE>")
-set(CMAKE_RC_OUTPUT_EXTENSION .obj)
+# Version resources: LLVM's resource compiler. Zig has one, too, but compiles that itself first, which takes a minute. The texts
+# need no preprocessor.
+set(CMAKE_RC_COMPILE_OBJECT "<CMAKE_RC_COMPILER> /no-preprocess /fo <OBJECT> -- <SOURCE>")
+set(CMAKE_RC_OUTPUT_EXTENSION .res)
 enable_language(RC)
 
 # zig's linker front end knows the plain switches only, not the ones that save and restore the linker's state.

@@ -10,6 +10,12 @@ endif()
 # Test compilations run in a project of their own, which sees only these.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ORVANE_TOOLCHAIN)
 
+# They are not linked: that would build the compiler's C++ library for programs without optimisation, which nobody else uses
+# and which takes minutes. Where CMake asks who the compiler is, naming the target has the same effect.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+set(CMAKE_C_COMPILER_TARGET ${ORVANE_ZIG_ARCH}-windows-gnu)
+set(CMAKE_CXX_COMPILER_TARGET ${ORVANE_ZIG_ARCH}-windows-gnu)
+
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_VERSION 10.0)
 set(_tool ${ORVANE_TOOLCHAIN}/bin/${ORVANE_ZIG_ARCH}-windows-gnu)
@@ -17,7 +23,7 @@ set(CMAKE_C_COMPILER ${_tool}-cc)
 set(CMAKE_CXX_COMPILER ${_tool}-c++)
 set(CMAKE_AR ${_tool}-ar)
 set(CMAKE_RANLIB ${_tool}-ranlib)
-set(CMAKE_RC_COMPILER ${_tool}-rc)
+find_program(CMAKE_RC_COMPILER NAMES llvm-rc REQUIRED)
 set(ORVANE_ZIG ${ORVANE_TOOLCHAIN}/bin/zig)
 
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -4,7 +4,7 @@
 # shellcheck disable=SC2034
 
 BUILD_PACKAGES=(ca-certificates cmake ninja-build clang libstdc++-12-dev googletest
-  libcli11-dev nlohmann-json3-dev libssl-dev npm python3)
+  libcli11-dev llvm nlohmann-json3-dev libssl-dev npm python3)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 ANALYSIS_PACKAGES=(clang-tidy cppcheck)
 PACKAGING_PACKAGES=(gcab msitools osslsigncode)

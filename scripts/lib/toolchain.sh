@@ -11,7 +11,7 @@ toolchainDir() {
 }
 
 # ensureToolchain: installs the compiler if it is not there yet. Its folder then holds bin/ with the programs that
-# CMake calls: zig, and for each target c++, cc, ar, ranlib and rc.
+# CMake calls: zig, and for each target c++, cc, ar and ranlib.
 ensureToolchain() {
   [ -d "$(toolchainDir)" ] || onlyOne toolchain buildToolchain
 }
@@ -32,7 +32,6 @@ buildToolchain() {
     writeTool "$work/bin/$triple-cc" "$target" cc -target "$triple"
     writeTool "$work/bin/$triple-ar" "$target" ar
     writeTool "$work/bin/$triple-ranlib" "$target" ranlib
-    writeTool "$work/bin/$triple-rc" "$target" rc
   done
   mv "$work" "$target"
   rm -rf "$CACHE/npm"
