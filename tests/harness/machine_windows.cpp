@@ -97,6 +97,16 @@ HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stac
   return thread;
 }
 
+// The caller that starts a thread waits for it to arrive; one that stands still on purpose counts as arrived.
+DWORD WINAPI divertedWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+  {
+    const std::lock_guard lock(diverted().mutex);
+    const auto& held = diverted().heldThreads;
+    if (std::find(held.begin(), held.end(), handles[count - 1]) != held.end()) return WAIT_OBJECT_0;
+  }
+  return WaitForMultipleObjects(count, handles, all, milliseconds);
+}
+
 // The last blocks that came to the minidriver's `free`, by their position modulo the size. No lock and no memory: it
 // may be called from anywhere.
 std::array<std::atomic<const void*>, 256> freedBlocks;
@@ -136,10 +146,13 @@ LogLevelValue numberValue(const LogLevelValue& value) {
 }  // namespace
 
 void divertCalls(void* module) {
-  const Diversion diversions[] = {
-      divert("SCardStatusA", divertedStatus),       divert("SCardTransmit", divertedTransmit),
-      divert("GetLocalTime", divertedLocalTime),    divert("GetTempPathA", divertedTempPath),
-      divert("CreateThread", divertedCreateThread), divert("free", divertedFree)};
+  const Diversion diversions[] = {divert("SCardStatusA", divertedStatus),
+                                  divert("SCardTransmit", divertedTransmit),
+                                  divert("GetLocalTime", divertedLocalTime),
+                                  divert("GetTempPathA", divertedTempPath),
+                                  divert("CreateThread", divertedCreateThread),
+                                  divert("WaitForMultipleObjects", divertedWaitForMultipleObjects),
+                                  divert("free", divertedFree)};
   auto* const base = static_cast<BYTE*>(module);
   const auto at = [base](auto* typed, DWORD offset) {
     return reinterpret_cast<decltype(typed)>(reinterpret_cast<void*>(base + offset));
