@@ -11,6 +11,7 @@ are written down before, between and after the steps and compared.
 
 import hashlib
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -281,6 +282,8 @@ class Tests:
         """The time zone, the language, the rights and the times of files leave no trace in a package."""
         output = self.folder / "elsewhere"
         environment = {"PATH": "/usr/bin:/bin", "TZ": "Asia/Tokyo", "LC_ALL": "C"}
+        # Where the tool chain is, if not in its usual place.
+        environment.update((name, value) for name, value in os.environ.items() if name in ("HOME", "ORVANE_CACHE", "XDG_CACHE_HOME"))
         equal(self.make(REPOSITORY, output, umask=0o077, env=environment),
               (0, "", sorted([f"OrvaneMinidriver-{self.version}-{arch}{kind}" for arch in FOLDERS
                               for kind in (".msi", ".zip", "-symbols.zip")]

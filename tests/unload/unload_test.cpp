@@ -102,6 +102,69 @@ INSTANTIATE_TEST_SUITE_P(Unload, Loads,
                                            Load{"ContextLeftWhileTheMonitorPolls", true, false}),
                          [](const auto& row) { return row.param.name; });
 
+// Freeing waits for the library call that the monitor is in, and for nothing more.
+TEST(Unload, WaitsForTheMonitorsLibraryCall) {
+  defineToken();
+  softtoken_gate(kListFunction, 1);
+  HMODULE driver = nullptr;
+  CARD_DATA record = newRecord();
+  ASSERT_EQ(loadAndAcquire(driver, record), "");
+  ASSERT_EQ(softtoken_wait_held(kListFunction, kLongMs), 1);
+  // Opens the gate while the module is on its way out, or, on a very slow machine, before. It has passed the loader's
+  // lock before the freeing takes that.
+  const HANDLE started = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE opener = CreateThread(
+      nullptr, 0,
+      [](LPVOID event) -> DWORD {
+        SetEvent(event);
+        Sleep(300);
+        softtoken_gate(kListFunction, 0);
+        return 0;
+      },
+      started, 0, nullptr);
+  ASSERT_NE(opener, nullptr);
+  ASSERT_EQ(WaitForSingleObject(started, kLongMs), WAIT_OBJECT_0);
+  FreeLibrary(driver);
+  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
+  EXPECT_EQ(WaitForSingleObject(opener, kLongMs), WAIT_OBJECT_0);
+  CloseHandle(opener);
+  CloseHandle(started);
+}
+
+// Two copies of the minidriver know nothing of each other: each has its own monitor and its own caches.
+TEST(Unload, TwoCopiesInOneProcess) {
+  defineToken();
+  const std::filesystem::path original = programPath().parent_path() / kDriverName;
+  const std::filesystem::path copy = std::filesystem::temp_directory_path() / L"OrvaneMinidriverCopy.dll";
+  std::filesystem::copy_file(original, copy, std::filesystem::copy_options::overwrite_existing);
+  const std::filesystem::path paths[] = {original, copy};
+  HMODULE drivers[2] = {};
+  CARD_DATA records[2] = {newRecord(), newRecord()};
+  std::string pin = "1234";
+  for (unsigned i = 0; i < 2; ++i) {
+    ASSERT_EQ(loadAndAcquire(drivers[i], records[i], paths[i]), "");
+    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
+                                               nullptr, nullptr),
+              static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED));
+    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, 0, reinterpret_cast<PBYTE>(pin.data()), 4,
+                                               nullptr, nullptr, nullptr),
+              0u);
+  }
+  EXPECT_NE(drivers[0], drivers[1]);
+  EXPECT_NE(records[0].pfnCardReadFile, records[1].pfnCardReadFile);
+  EXPECT_EQ(records[0].pfnCardDeleteContext(&records[0]), 0u);
+  FreeLibrary(drivers[0]);
+  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
+  // The other one goes on.
+  EXPECT_EQ(records[1].pfnCardAuthenticateEx(&records[1], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
+                                             nullptr, nullptr),
+            0u);
+  FreeLibrary(drivers[1]);
+  EXPECT_EQ(GetModuleHandleW(copy.filename().c_str()), nullptr);
+  std::error_code failure;
+  EXPECT_TRUE(std::filesystem::remove(copy, failure)) << failure.message();
+}
+
 // How many threads have passed a slow start since it was last set to 0.
 std::atomic<int> threadsStarted;
 
@@ -174,69 +237,6 @@ TEST(Unload, AcquisitionUnderTheLoadersLock) {
   }
   setThreadHook(nullptr);
   EXPECT_EQ(threadsStarted, 0);
-}
-
-// Freeing waits for the library call that the monitor is in, and for nothing more.
-TEST(Unload, WaitsForTheMonitorsLibraryCall) {
-  defineToken();
-  softtoken_gate(kListFunction, 1);
-  HMODULE driver = nullptr;
-  CARD_DATA record = newRecord();
-  ASSERT_EQ(loadAndAcquire(driver, record), "");
-  ASSERT_EQ(softtoken_wait_held(kListFunction, kLongMs), 1);
-  // Opens the gate while the module is on its way out, or, on a very slow machine, before. It has passed the loader's
-  // lock before the freeing takes that.
-  const HANDLE started = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-  const HANDLE opener = CreateThread(
-      nullptr, 0,
-      [](LPVOID event) -> DWORD {
-        SetEvent(event);
-        Sleep(300);
-        softtoken_gate(kListFunction, 0);
-        return 0;
-      },
-      started, 0, nullptr);
-  ASSERT_NE(opener, nullptr);
-  ASSERT_EQ(WaitForSingleObject(started, kLongMs), WAIT_OBJECT_0);
-  FreeLibrary(driver);
-  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
-  EXPECT_EQ(WaitForSingleObject(opener, kLongMs), WAIT_OBJECT_0);
-  CloseHandle(opener);
-  CloseHandle(started);
-}
-
-// Two copies of the minidriver know nothing of each other: each has its own monitor and its own caches.
-TEST(Unload, TwoCopiesInOneProcess) {
-  defineToken();
-  const std::filesystem::path original = programPath().parent_path() / kDriverName;
-  const std::filesystem::path copy = std::filesystem::temp_directory_path() / L"OrvaneMinidriverCopy.dll";
-  std::filesystem::copy_file(original, copy, std::filesystem::copy_options::overwrite_existing);
-  const std::filesystem::path paths[] = {original, copy};
-  HMODULE drivers[2] = {};
-  CARD_DATA records[2] = {newRecord(), newRecord()};
-  std::string pin = "1234";
-  for (unsigned i = 0; i < 2; ++i) {
-    ASSERT_EQ(loadAndAcquire(drivers[i], records[i], paths[i]), "");
-    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
-                                               nullptr, nullptr),
-              static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED));
-    EXPECT_EQ(records[i].pfnCardAuthenticateEx(&records[i], ROLE_USER, 0, reinterpret_cast<PBYTE>(pin.data()), 4,
-                                               nullptr, nullptr, nullptr),
-              0u);
-  }
-  EXPECT_NE(drivers[0], drivers[1]);
-  EXPECT_NE(records[0].pfnCardReadFile, records[1].pfnCardReadFile);
-  EXPECT_EQ(records[0].pfnCardDeleteContext(&records[0]), 0u);
-  FreeLibrary(drivers[0]);
-  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
-  // The other one goes on.
-  EXPECT_EQ(records[1].pfnCardAuthenticateEx(&records[1], ROLE_USER, CARD_PIN_SILENT_CONTEXT, nullptr, 0, nullptr,
-                                             nullptr, nullptr),
-            0u);
-  FreeLibrary(drivers[1]);
-  EXPECT_EQ(GetModuleHandleW(copy.filename().c_str()), nullptr);
-  std::error_code failure;
-  EXPECT_TRUE(std::filesystem::remove(copy, failure)) << failure.message();
 }
 
 // Tells the process that started this one that the end has come as planned.
