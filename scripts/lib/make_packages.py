@@ -62,7 +62,7 @@ BILL = "bill-of-materials.cdx.json"
 
 # Links to files that lie elsewhere in a package.
 MOVED_LINKS = {"docs/": {"../tools/orvane-card/README.md": "orvane-card.md",
-                         "../../docs/troubleshooting.md": "troubleshooting.md"}}
+                         "../../docs/behaviour.md": "behaviour.md", "../../docs/troubleshooting.md": "troubleshooting.md"}}
 
 
 def signable():
