@@ -8,6 +8,36 @@ enable_language(RC)
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE "-Wl,--whole-archive" "<LINK_ITEM>" "-Wl,--no-whole-archive")
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE_SUPPORTED TRUE)
 
+# The compiler builds its C++ library for the first program that it links, on one processor, in about two minutes; every other link
+# waits for that. So it is a step of its own, during which the other processor compiles.
+set(ORVANE_COMPILER_LIBRARY ${PROJECT_BINARY_DIR}/compiler-library/linked.exe)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/compiler-library/linked.cpp CONTENT "int main() {}\n")
+separate_arguments(options UNIX_COMMAND "${CMAKE_CXX_FLAGS_RELEASE}")
+add_custom_command(
+  OUTPUT ${ORVANE_COMPILER_LIBRARY}
+  COMMAND ${CMAKE_CXX_COMPILER} ${options} -s -o linked.exe linked.cpp
+  DEPENDS ${PROJECT_BINARY_DIR}/compiler-library/linked.cpp
+  WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/compiler-library
+  COMMENT "Building the compiler's own C++ library"
+  VERBATIM)
+add_custom_target(orvane_compiler_library DEPENDS ${ORVANE_COMPILER_LIBRARY})
+
+# orvane_link_after_library(FOLDER...)
+# All programs and DLLs of these folders are linked when the compiler's library is there.
+function(orvane_link_after_library)
+  foreach(folder IN LISTS ARGN)
+    get_property(folders DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
+    get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+      get_target_property(type ${target} TYPE)
+      if(type MATCHES "EXECUTABLE|SHARED_LIBRARY")
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ORVANE_COMPILER_LIBRARY})
+      endif()
+    endforeach()
+    orvane_link_after_library(${folders})
+  endforeach()
+endfunction()
+
 find_program(ORVANE_PYTHON python3 REQUIRED)
 
 # The machine that the files are for, as version resources name it.
