@@ -80,7 +80,7 @@ def registry(run, old, new):
 
 def registration(run):
     run.registry = None
-    expect(run, 4, "broken", "registration", "knows no card type with the token's ATR", "Install the minidriver",
+    expect(run, 4, "broken", "registration", "knows no card type with an Orvane token's ATR", "Install the minidriver",
            ok=before("registration"))
     registry(run, "Microsoft Base Smart Card Crypto Provider", "Another Provider")
     expect(run, 4, "broken", "registration", '"Crypto Provider" as "Another Provider" instead of exactly',
@@ -212,6 +212,11 @@ def foreign_card(run):
     """For a bank card nobody is told to install our minidriver."""
     expect(run, 3, "broken", "card", "The card in \"" + READER + " 00 00\" is no Orvane token (its ATR is 3B 00).",
            "Plug the Orvane token in", ok=("service", "reader", *INSTALLED), lines=["atr 3B00"])
+    run.registry = None
+    status, steps = examine(run, lines=["atr 3B00"])
+    equal((status, steps["card"]["state"]), (3, "broken"), f"status and card where nothing is installed, {steps}")
+    equal(steps["registration"]["advice"],
+          "Install the minidriver on this machine if Orvane tokens are to be used here; no other card needs it.", "advice")
 
 
 def certificate_dates(run):

@@ -98,8 +98,8 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
        StepState::kOk,
        "names C:\\a\\orvaneminidriver.DLL",
        "Token"},
-      {"empty registry", {}, StepState::kBroken, "knows no card type with the token's ATR", nullptr},
-      {"only another card's", {other}, StepState::kBroken, "knows no card type with the token's ATR", nullptr},
+      {"empty registry", {}, StepState::kBroken, "knows no card type with an Orvane token's ATR", nullptr},
+      {"only another card's", {other}, StepState::kBroken, "knows no card type with an Orvane token's ATR", nullptr},
       {"no minidriver",
        {changed([](CardType& type) {
          type.name = "Brightfold Orvane";

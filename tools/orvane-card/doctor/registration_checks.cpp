@@ -62,8 +62,10 @@ Finding judgeUnknownAtr(const std::vector<CardType>& types, ByteView atr) {
                       " names the minidriver but does not fit the token: " + whyNoMatch(type, atr) + ".",
                   kInstallAgain);
   }
-  return broken("The registry knows no card type with the token's ATR, so Windows does not know its minidriver.",
-                "Install the minidriver on this machine.");
+  // The card in the reader, if there is one, may be of another kind, such as a bank card.
+  return broken(
+      "The registry knows no card type with an Orvane token's ATR, so Windows does not know the minidriver for it.",
+      "Install the minidriver on this machine if Orvane tokens are to be used here; no other card needs it.");
 }
 
 // An entry with what Windows would load for it.
