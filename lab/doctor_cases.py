@@ -200,6 +200,13 @@ def other_product_first(run):
            'Another product\'s entry, "Alpha Card" (alpha.dll), comes before ours, so Windows takes that product for this '
            'token. In the order in which Windows takes them: "Alpha Card" (alpha.dll), "Brightfold Orvane" '
            "(Z:\\build\\OrvaneMinidriver.dll).", "installing this minidriver again changes nothing", ok=before("registration"))
+    # The other product is not there to be loaded; that is no matter of our files.
+    status, documents = run.tool(READER, SERIAL, [], "list")
+    equal(status, 4, f"exit status of list, {documents}")
+    contains(documents[0]["error"]["message"], "alpha.dll\" does not load", "message of list")
+    equal(documents[0]["error"]["advice"],
+          'The registry entry "Alpha Card", of another product, is the one that Windows takes for this card. '
+          '"orvane-card doctor" says what to do.', "advice of list")
 
 
 def wrong_mask(run):

@@ -26,6 +26,14 @@ TEST(ToolAtrMatches, ComparesUnderTheMask) {
   for (const Case& row : cases) EXPECT_EQ(atrMatches(atr, row.type), row.matches) << row.what;
 }
 
+TEST(ToolCardType, TheMinidriversFileIsKnownByItsName) {
+  for (const char* path : {"OrvaneMinidriver.dll", "C:\\a\\orvaneminidriver.DLL", "C:/a/OrvaneMinidriver.dll"})
+    EXPECT_TRUE(isMinidriverFile(path)) << path;
+  for (const char* path :
+       {"", "other.dll", "C:\\OrvaneMinidriver.dll\\other.dll", "OrvaneMinidriver.dll2", "NotOrvaneMinidriver.dll"})
+    EXPECT_FALSE(isMinidriverFile(path)) << path;
+}
+
 TEST(ToolAtrMatches, NoCardMatchesNothing) { EXPECT_FALSE(atrMatches({}, {"", {}, {}, ""})); }
 
 }  // namespace

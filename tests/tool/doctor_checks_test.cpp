@@ -203,11 +203,15 @@ TEST(ToolDoctorRegistration, FirstFittingEntryMustBeWhole) {
     type.name = "Alpha";
     type.driverPath = "alpha.dll";
   });
-  EXPECT_EQ(
-      judgeRegistration({first, good}, orvaneAtr(), false).finding.advice,
-      "Uninstall the product that \"Alpha\" belongs to. If the entry stays, have it removed by an administrator: reg "
-      "delete \"HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\Alpha\" /f As long as it is there, "
-      "installing this minidriver again changes nothing.");
+  EXPECT_EQ(judgeRegistration({first, good}, orvaneAtr(), false).finding.advice,
+            "Uninstall the product that \"Alpha\" belongs to; as long as its entry is there, installing this "
+            "minidriver again "
+            "changes nothing. If the entry stays, have an administrator remove it: reg delete "
+            "\"HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\Alpha\" /f");
+  EXPECT_EQ(judgeRegistration({first}, orvaneAtr(), false).finding.advice,
+            "Uninstall the product that \"Alpha\" belongs to, then install the minidriver. If the entry stays, have an "
+            "administrator remove it: reg delete "
+            "\"HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\Alpha\" /f");
 }
 
 LibraryFile library(std::uint16_t machine, std::vector<std::string> imports = {}) {

@@ -1,6 +1,8 @@
 #include "environment.h"
 
+#include "card/card_type.h"
 #include "card/provider_callbacks.h"
+#include "tool_error.h"
 
 namespace orvane::tool {
 
@@ -22,7 +24,18 @@ CardSession& Environment::card() {
 std::unique_ptr<CardSession> Environment::connect(Reader reader, DriverChoice driver) {
   std::function<void(const std::string&)> take;
   if (options_.trace) take = [this](const std::string& line) { trace(line); };
-  return std::make_unique<CardSession>(service(), std::move(reader), std::move(driver), std::move(take));
+  const std::string entry = driver.cardName;
+  const bool isOthers = driver.registered && !isMinidriverFile(driver.path);
+  try {
+    return std::make_unique<CardSession>(service(), std::move(reader), std::move(driver), std::move(take));
+  } catch (ToolError& error) {
+    // Nobody is to look for the fault in our files when they are not the ones that were to serve.
+    if (isOthers && error.exitCode() == ExitCode::kDriver)
+      error.withAdvice("The registry entry \"" + entry +
+                       "\", of another product, is the one that Windows takes for this card. \"orvane-card doctor\" "
+                       "says what to do.");
+    throw;
+  }
 }
 
 TokenFacts Environment::tokenFacts(CardSession& card) {

@@ -42,6 +42,10 @@ class ToolError : public std::runtime_error {
     exitCode_ = exitCode;
     return *this;
   }
+  ToolError& withAdvice(std::string advice) {
+    advice_ = std::move(advice);
+    return *this;
+  }
   ToolError& withAttempts(std::uint32_t attempts) {
     attempts_ = attempts;
     return *this;

@@ -3,6 +3,7 @@
 #define ORVANE_TOOL_CARD_CARD_TYPE_H
 
 #include <string>
+#include <string_view>
 
 #include "text/bytes.h"
 
@@ -17,6 +18,12 @@ struct CardType {
   std::string cryptoProvider = {};      // value "Crypto Provider"; empty when missing
   std::string keyStorageProvider = {};  // value "Smart Card Key Storage Provider"; empty when missing
 };
+
+// The minidriver's file, without its folder.
+inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
+
+// isMinidriverFile says whether a path, with or without a folder, is that of a file with the minidriver's name.
+bool isMinidriverFile(std::string_view path);
 
 // atrMatches says whether `atr`, under the mask, is the type's ATR. ATR and mask must be as long as `atr`; a type
 // without an ATR fits no card.

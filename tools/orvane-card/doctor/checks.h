@@ -18,9 +18,8 @@
 
 namespace orvane::tool {
 
-// The library that the minidriver is linked with, and the folder-less name of the minidriver itself.
+// The library that the minidriver is linked with.
 inline constexpr std::string_view kTokenLibrary = "OrvaneDSCLibrary.dll";
-inline constexpr std::string_view kMinidriver = "OrvaneMinidriver.dll";
 
 // The operating system's two programs that load minidrivers. It compares their names letter by letter.
 inline constexpr std::string_view kCryptoProvider = "Microsoft Base Smart Card Crypto Provider";

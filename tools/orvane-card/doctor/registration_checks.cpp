@@ -13,14 +13,8 @@ constexpr const char* kInstallAgain = "Install the minidriver again, with the pa
 constexpr std::string_view kOwnEntry = "Brightfold Orvane";
 constexpr const char* kCardTypes = "HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\";
 
-std::string_view fileName(std::string_view path) {
-  const std::size_t separator = path.find_last_of("/\\");
-  return separator == std::string_view::npos ? path : path.substr(separator + 1);
-}
-
 bool isOurs(const CardType& type) {
-  return type.driverPath.empty() ? equalsIgnoreCase(type.name, kOwnEntry)
-                                 : equalsIgnoreCase(fileName(type.driverPath), kMinidriver);
+  return type.driverPath.empty() ? equalsIgnoreCase(type.name, kOwnEntry) : isMinidriverFile(type.driverPath);
 }
 
 // What is wrong with an entry's provider texts, or an empty text.
@@ -57,7 +51,7 @@ std::string whyNoMatch(const CardType& type, ByteView atr) {
 
 Finding judgeUnknownAtr(const std::vector<CardType>& types, ByteView atr) {
   for (const CardType& type : types) {
-    if (!equalsIgnoreCase(fileName(type.driverPath), kMinidriver)) continue;
+    if (!isMinidriverFile(type.driverPath)) continue;
     return broken("The registry entry " + inQuotes(type.name) +
                       " names the minidriver but does not fit the token: " + whyNoMatch(type, atr) + ".",
                   kInstallAgain);
@@ -83,17 +77,19 @@ std::string inOrder(const std::vector<CardType>& fitting) {
 
 Finding judgeOtherProduct(const std::vector<CardType>& fitting) {
   const CardType& first = fitting.front();
-  const std::string remove = "Uninstall the product that " + inQuotes(first.name) +
-                             " belongs to. If the entry stays, have it removed by an administrator: reg delete \"" +
-                             kCardTypes + first.name + "\" /f";
+  const std::string uninstall = "Uninstall the product that " + inQuotes(first.name) + " belongs to";
+  // At the end, where nothing follows that could be taken for a part of the command.
+  const std::string remove =
+      " If the entry stays, have an administrator remove it: reg delete \"" + (kCardTypes + first.name) + "\" /f";
   if (std::none_of(fitting.begin(), fitting.end(), isOurs))
     return broken("Only another product's entry, " + described(first) +
                       ", fits this token, so Windows takes that product for it." +
                       (fitting.size() == 1 ? "" : " " + inOrder(fitting)),
-                  remove + " Then install the minidriver.");
-  return broken("Another product's entry, " + described(first) +
-                    ", comes before ours, so Windows takes that product for this token. " + inOrder(fitting),
-                remove + " As long as it is there, installing this minidriver again changes nothing.");
+                  uninstall + ", then install the minidriver." + remove);
+  return broken(
+      "Another product's entry, " + described(first) +
+          ", comes before ours, so Windows takes that product for this token. " + inOrder(fitting),
+      uninstall + "; as long as its entry is there, installing this minidriver again changes nothing." + remove);
 }
 
 Finding judgeMatch(const std::vector<CardType>& fitting) {

@@ -56,16 +56,11 @@ Json valueAt(const RegistryPlace& place) {
   return {{"type", type}, {"value", toHex(data)}};
 }
 
-bool namesMinidriver(const CardType& type) {
-  const std::filesystem::path file = std::filesystem::path(toWide(type.driverPath)).filename();
-  return equalsIgnoreCase(toUtf8(file.wstring()), std::string(kMinidriver));
-}
-
 Json cardTypesReport() {
   Json list = Json::array();
   for (const CardType& type : registeredCardTypes()) {
     const bool fits = atrMatches(orvaneAtr(), type);
-    if (!fits && !namesMinidriver(type)) continue;
+    if (!fits && !isMinidriverFile(type.driverPath)) continue;
     list.push_back({{"name", type.name},
                     {"fitsTheToken", fits},
                     {"ATR", toHex(type.atr, " ")},
