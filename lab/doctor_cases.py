@@ -254,7 +254,8 @@ def certificate_dates(run):
     process = run.start(READER, SERIAL, [], "doctor")
     output, errors = process.communicate()
     equal((process.returncode, "The chain holds:" in output), (12, False), f"status and verdict, {output}, {errors}")
-    contains(output, 'Nothing is broken, but "Keys and certificates" has to be looked at.', "verdict")
+    contains(output, 'Nothing is broken. The chain holds up to "Files of the card"; "Keys and certificates" has to be looked '
+             "at next.", "verdict")
 
 
 def verdict_with_the_table(run):

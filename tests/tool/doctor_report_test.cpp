@@ -68,11 +68,30 @@ TEST(ToolDoctorReport, SummarySaysUpToWhereTheChainHolds) {
   report.set(DoctorStep::kLog, ok("Fine."));
   EXPECT_EQ(report.summary(), "The chain holds up to \"Keys and certificates\"." + unknown + pin);
   report.set(DoctorStep::kKeys, warning("Expired.", "Renew."));
-  EXPECT_EQ(report.summary(),
-            "Nothing is broken, but \"Keys and certificates\" has to be looked at. In all: 1 warning." + unknown + pin);
+  EXPECT_EQ(
+      report.summary(),
+      "Nothing is broken. The chain holds up to \"Files of the card\"; \"Keys and certificates\" has to be looked at "
+      "next. In all: 1 warning. \"Certificate store\" could not be looked at, so whether programs show the "
+      "certificates is not known: look there then, with certmgr.msc, below Personal." +
+          pin);
   report.set(DoctorStep::kStore, warning("Not trusted.", "Install."));
+  EXPECT_EQ(
+      report.summary(),
+      "Nothing is broken. The chain holds up to \"Files of the card\"; \"Keys and certificates\" has to be looked at "
+      "next. In all: 2 warnings." +
+          pin);
+  report.set(DoctorStep::kService, warning("Odd.", "Look."));
   EXPECT_EQ(report.summary(),
-            "Nothing is broken, but \"Keys and certificates\" has to be looked at. In all: 2 warnings." + pin);
+            "Nothing is broken, but \"Smart-card service\" has to be looked at. In all: 3 warnings." + pin);
+  report.set(DoctorStep::kService, ok("Fine."));
+  report.set(DoctorStep::kKeys, ok("Fine."));
+  report.set(DoctorStep::kFreshness, warning("Odd.", "Look."));
+  EXPECT_EQ(
+      report.summary(),
+      "Nothing is broken. The chain holds up to \"Keys and certificates\"; \"Freshness numbers\" has to be looked "
+      "at next. In all: 2 warnings." +
+          pin);
+  report.set(DoctorStep::kKeys, warning("Expired.", "Renew."));
   report.set(DoctorStep::kFreshness, broken("Broken.", "Mend."));
   EXPECT_EQ(report.summary(),
             "The chain is broken at \"Freshness numbers\"; begin there. In all: 1 link broken, 2 warnings.");

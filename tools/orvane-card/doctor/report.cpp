@@ -51,6 +51,13 @@ std::string counted(std::size_t count, const char* one, const char* several) {
   return std::to_string(count) + " " + (count == 1 ? one : several);
 }
 
+// The link of the chain that a link depends on; the log stands beside the chain.
+std::optional<DoctorStep> linkBefore(DoctorStep step) {
+  if (step == DoctorStep::kService) return std::nullopt;
+  const auto before = static_cast<DoctorStep>(static_cast<std::size_t>(step) - 1);
+  return before == DoctorStep::kLog ? DoctorStep::kKeys : before;
+}
+
 // The columns of the text: the longest state and the longest title, two blanks behind each.
 constexpr std::size_t kStateWidth = 13;
 constexpr std::size_t kTitleWidth = 23;
@@ -115,8 +122,13 @@ std::string DoctorReport::summary() const {
   const bool isStored = at(DoctorStep::kStore).holds();
   std::string words;
   const auto first = firstWith(StepState::kWarning);
-  if (first && *first != DoctorStep::kLog && *first != DoctorStep::kLogon) {
-    words = "Nothing is broken, but " + title(*first) + " has to be looked at. In all: " + counts + ".";
+  const bool isSuspicious = first && *first != DoctorStep::kLog && *first != DoctorStep::kLogon;
+  if (isSuspicious) {
+    const auto before = linkBefore(*first);
+    words = (before ? "Nothing is broken. The chain holds up to " + title(*before) + "; " + title(*first) +
+                          " has to be looked at next."
+                    : "Nothing is broken, but " + title(*first) + " has to be looked at.") +
+            " In all: " + counts + ".";
   } else {
     words = isStored
                 ? std::string("The chain holds: the certificates are in this user's store, where programs find them")
@@ -125,8 +137,8 @@ std::string DoctorReport::summary() const {
   }
   if (!isStored)
     words += " " + title(DoctorStep::kStore) +
-             " could not be looked at, so whether programs show the certificates is not known: look there next, with "
-             "certmgr.msc, below Personal.";
+             " could not be looked at, so whether programs show the certificates is not known: look there " +
+             (isSuspicious ? "then" : "next") + ", with certmgr.msc, below Personal.";
   return words + " The PIN was not tried; \"orvane-card pin verify\" says whether it is right or blocked.";
 }
 
