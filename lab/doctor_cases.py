@@ -2,6 +2,7 @@
 tool makes of them."""
 
 import datetime
+import hashlib
 import json
 import re
 import shutil
@@ -9,7 +10,7 @@ import struct
 import subprocess
 
 from cases import contains, equal, remove_folder
-from tool_run import LAB
+from tool_run import LAB, openssl
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
@@ -19,6 +20,10 @@ STEPS = ("service", "reader", "card", "registration", "driver", "library", "acqu
 NEVER_REACHED = "store"
 INSTALLED = ("registration", "driver", "library", "log", "logon")
 LOG_FOLDER = "Brightfold/orvane-card"
+# This user's stores of certificates in the registry, and the numbers of what stands beside a certificate there.
+STORES = "HKEY_CURRENT_USER\\Software\\Microsoft\\SystemCertificates"
+KEY_PROPERTY, HASH_PROPERTY, CERTIFICATE_PROPERTY = 2, 3, 32
+PROVIDER_TYPE, SIGNATURE = 1, 2
 
 
 def examine(run, reader=READER, serial=SERIAL, arguments=(), lines=()):
@@ -343,6 +348,53 @@ def propagation_policy(run):
            "Turn on certificate propagation")
 
 
+def stored(store, certificate, *properties):
+    """The lines of a .reg file that put a certificate (DER) into one of this user's stores."""
+    thumbprint = hashlib.sha1(certificate).digest()
+    blob = b"".join(struct.pack("<3I", number, 1, len(data)) + data for number, data in (
+        *properties, (HASH_PROPERTY, thumbprint), (CERTIFICATE_PROPERTY, certificate)))
+    return f"\n[{STORES}\\{store}\\Certificates\\{thumbprint.hex().upper()}]\n\"Blob\"=hex:{blob.hex(',')}\n"
+
+
+def key_property(container):
+    """What ties a certificate to a key: a structure that says where two texts lie behind it."""
+    texts = [(text + "\0").encode("utf-16-le") for text in (container, "Microsoft Base Smart Card Crypto Provider")]
+    size = struct.calcsize("<7I")
+    return KEY_PROPERTY, struct.pack("<7I", size, size + len(texts[0]), PROVIDER_TYPE, 0, 0, 0, SIGNATURE) + b"".join(texts)
+
+
+def certificate_store(run):
+    """What Windows has copied, as it lies in this user's store: tied and trusted, of an issuer whom nobody trusts, tied to
+    another key, without any; and what the verdict makes of it."""
+    serial = "77CC01"
+    _, documents = run.tool(READER, serial, [], "list")
+    container = documents[0]["result"]["containers"][0]["guid"]
+    certificate = openssl("x509", "-in", run.tokens / serial / "key1.crt", "-outform", "DER")
+    issuer = openssl("x509", "-in", run.tokens / ".ca/ca.crt", "-outform", "DER")
+    name = f"The certificate of key 1 of 1 (signing), Orvane test user ({serial} key 1), "
+    tied = stored("My", certificate, key_property(container))
+    mends = "Delete it in certmgr.msc, below Personal. Then unplug the token and plug it in again;"
+    for entries, status, state, finding, advice, verdict in (
+            (tied + stored("Root", issuer), 0, "ok", "In this user's store, tied to their keys and trusted: Orvane test user",
+             "", "The chain holds: the certificates are in this user's store, where programs find them."),
+            (tied + stored("CA", issuer), 12, "warning", f"{name}comes from an issuer whom this machine does not trust.",
+             "have its root certificate installed", 'The chain holds up to "Freshness numbers"; "Certificate store" has to be '
+             "looked at next."),
+            (tied, 12, "warning", f"{name}comes from an issuer whose certificate is not on this machine.", "installed",
+             '"Certificate store" has to be looked at next.'),
+            (stored("My", certificate, key_property("another")), 11, "broken", f"{name}is tied to another key: another instead "
+             f"of {container}.", mends, 'The chain is broken at "Certificate store"; begin there.'),
+            (stored("My", certificate), 11, "broken", f"{name}is in the store, but without its key.", mends,
+             'The chain is broken at "Certificate store"; begin there.')):
+        run.registry = run.folder / "changed.reg"
+        run.registry.write_text((LAB / "orvane.reg").read_text() + entries)
+        process = run.start(READER, serial, [], "doctor")
+        output, errors = process.communicate()
+        equal(process.returncode, status, f"exit status, {output}{errors}")
+        for part in (f"{state:<13}Certificate store      {finding}", advice, verdict):
+            contains(output, part, "output")
+
+
 def logon_process(run):
     registry(run, "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Brightfold\\Orvane]",
              "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Lsa]\n\"RunAsPPL\"=dword:00000001\n\n"
@@ -434,6 +486,7 @@ CASES = {
     "DoctorLogObstacles": log_obstacles,
     "DoctorLogFolderOutsideCodePage": log_folder_outside_code_page,
     "DoctorPropagationPolicy": propagation_policy,
+    "DoctorCertificateStore": certificate_store,
     "DoctorLogonProcess": logon_process,
     "Log": log_command,
     "LogText": log_text,
