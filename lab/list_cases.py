@@ -125,7 +125,7 @@ def export(run):
                  "Purpose:", "Key usage:", "Written to Z:/out/two.der"):
         contains(output, part, "output")
     status, documents = run.tool(READER, SERIAL, [], "export", "--thumbprint", thumbprint(run, 3)[:8].upper(), "--format",
-                                 "pem", "-o", "Z:/out/three.pem")
+                                 "PEM", "-o", "Z:/out/three.pem")
     equal((status, documents[0]["result"]["key"]), (0, 3), f"exit status and key, {documents}")
     equal(openssl("x509", "-in", run.out / "three.pem", "-outform", "DER"), certificate(run, 3), "PEM")
     process = run.start(READER, SERIAL, [], "export", "--key", "1", "--format", "pem", "-o", "-")

@@ -1,6 +1,7 @@
 """The cases of card_tests.py about PINs on their way to the token, and about what else a person gives to orvane-card: which
 of it costs an attempt, and what the tool says."""
 
+import json
 import subprocess
 
 from cases import contains, equal
@@ -142,6 +143,8 @@ def forgiving_input(run):
         output, errors = process.communicate()
         equal(process.returncode, status, f"status of {arguments}, {errors}")
         contains(errors if status else output, text, f"{arguments}")
+    output, errors = run.start(None, None, [], "--JSON", "lsit").communicate()
+    equal(json.loads(output)["exitCode"], 2, f"document about a wrong command line, {errors}")
     status, documents = run.tool(READER, "0012AB", [], "--reader", "orvanedsc", "info")
     equal(status, 3, f"{documents}")
     contains(documents[0]["error"]["message"], '"orvanedsc" is a part of several readers\' names: "', "message")

@@ -175,7 +175,7 @@ class Parser {
         ->type_name("HEX")
         ->excludes(key);
     command->add_option("--format", options->format, "der or pem")
-        ->check(CLI::IsMember({"der", "pem"}))
+        ->transform(CLI::IsMember({"der", "pem"}, CLI::ignore_case))
         ->capture_default_str();
     command->add_option("-o,--output", options->output, "Write it to this file (\"-\": standard output)")
         ->type_name("PATH");

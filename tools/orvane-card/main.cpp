@@ -9,6 +9,7 @@
 #include "command_line.h"
 #include "library_messages.h"
 #include "session.h"
+#include "support/text_compare.h"
 #include "text/utf.h"
 #include "tool_error.h"
 
@@ -33,7 +34,9 @@ int run() {
     Output(OutputFormat::kText).text(request.text);
     return static_cast<int>(ExitCode::kSuccess);
   } catch (const ToolError& error) {
-    const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    const bool json = std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
+      return orvane::equalsIgnoreCase(argument, "--json");
+    });
     Output(json ? OutputFormat::kJson : OutputFormat::kText).failure("", error);
     return static_cast<int>(error.exitCode());
   }
