@@ -7,6 +7,7 @@ from tool_run import openssl
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
+PIN = "24681357"
 OTHER_READER = "Brightfold Smart Token"
 OTHER_SERIAL = "77CC01"
 UNKNOWN_SERIAL = "99AA99"
@@ -71,6 +72,12 @@ def unknown_token(run):
         status, output, errors = shown(run, command, reader=UNKNOWN_READER, serial=UNKNOWN_SERIAL)
         if "no key" in (output + errors).lower():
             raise AssertionError(f"'no keys' in\n{output}{errors}")
+    (run.out / "block").write_bytes(bytes(256))
+    for command in (["sign", "--no-pin", "--digest", "00" * 32], ["sign", "--no-pin", "--all", "--digest", "00" * 32],
+                    ["decrypt", "--no-pin", "-k", "1", "Z:/out/block", "-o", "Z:/out/text"]):
+        status, documents = run.tool(UNKNOWN_READER, UNKNOWN_SERIAL, [], *command)
+        equal(status, 9, f"exit status of {command}, {documents}")
+        contains(documents[0]["error"]["message"], "whether it holds keys is unknown", f"message of {command}")
 
 
 def foreign_card(run):
@@ -116,6 +123,21 @@ def file_list(run):
     contains(" ".join(output.split()), "certificate of key 2 of 3 (encryption)", "output")
 
 
+def key_names(run):
+    """A key has the same name wherever it is spoken of, with its number and what it is for."""
+    (run.out / "text").write_text("for key 2")
+    openssl("pkeyutl", "-encrypt", "-certin", "-inkey", run.tokens / SERIAL / "key2.crt", "-in", run.out / "text", "-out",
+            run.out / "block")
+    commands = ["pin verify", f"sign --all --digest {'00' * 32}", "decrypt Z:/out/block -o Z:/out/plain"]
+    process = run.start(READER, SERIAL, [], "session", *(part for each in commands for part in ("-c", each)))
+    output, errors = process.communicate(f"{PIN}\n")
+    equal(process.returncode, 0, f"exit status, {output}{errors}")
+    for number, purpose in ((1, "signing"), (3, "signing and encryption")):
+        contains(output, f"Key {number} of 3 ({purpose}), Orvane test user ({SERIAL} key {number}): signature of 256 bytes",
+                 "signatures")
+    contains(output, "Key 2 of 3 (encryption): 9 bytes -> Z:/out/plain", "decryption")
+
+
 def export(run):
     """The exported bytes are the certificate's; what identifies it is shown."""
     status, output, errors = shown(run, "export", "--key", "2", "-o", "Z:/out/two.der")
@@ -145,5 +167,6 @@ CASES = {
     "ForeignCard": foreign_card,
     "InfoAll": info_all,
     "Files": file_list,
+    "KeyNames": key_names,
     "Export": export,
 }

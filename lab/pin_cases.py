@@ -123,8 +123,8 @@ def decryption(run):
     contains(process.communicate()[0].replace("\n", " "), "[the default one, or the first that", "help")
     for serial, padding, key, status, problem in (
             ("88DEC2", "OAEP", "2", 9, "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has"),
-            ("0012AB", "oaep", "1", 5, "key 1 is not one that can decrypt"),
-            ("0012AB", "pkcs1", "1", 5, "key 1 is not one that can decrypt")):
+            ("0012AB", "oaep", "1", 5, "key 1 of 3 (signing) is not one that can decrypt"),
+            ("0012AB", "pkcs1", "1", 5, "key 1 of 3 (signing) is not one that can decrypt")):
         actual, documents = run.tool(READER, serial, [], "decrypt", "-k", key, "--padding", padding, "--pin-stdin",
                                      "Z:/out/block", "-o", "Z:/out/plain", stdin=f"{PIN}\n")
         equal(actual, status, f"status, {documents}")

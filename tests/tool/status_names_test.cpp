@@ -88,6 +88,9 @@ TEST(ToolError, OneStatusMeansDifferentThingsInDifferentCalls) {
        "the PIN is too short or too long [CardAuthenticateEx: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
       {"CardSignData", 0x80100004, "the token refused to sign [CardSignData: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
       {"CardEnumFiles", 0x80100004, "a parameter was refused [CardEnumFiles: SCARD_E_INVALID_PARAMETER (0x80100004)]"},
+      {"CardGetContainerInfo", 0x80100030,
+       "the token has no such key, or it is not one for this "
+       "[CardGetContainerInfo: SCARD_E_NO_KEY_CONTAINER (0x80100030)]"},
       {"CardRSADecrypt", 0x80100022,
        "OAEP is not offered: the token's firmware is older than 2.0.0, or the minidriver has not asked for it yet "
        "[CardRSADecrypt: SCARD_E_UNSUPPORTED_FEATURE (0x80100022)]"},

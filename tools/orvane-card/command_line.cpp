@@ -33,7 +33,7 @@ To check a signature with OpenSSL:
   openssl dgst -sha256 -verify key.pem -signature report.sig report.pdf
 
 Exit codes: 0 success, 1 internal error, 2 wrong command line, 3 no reader or card, 4 minidriver missing or refusing
-the card, 5 no such file or container, 6 wrong PIN, 7 PIN blocked, 8 PIN needed, 9 refused for another reason,
+the card, 5 no such file or key, 6 wrong PIN, 7 PIN blocked, 8 PIN needed, 9 refused for another reason,
 10 local file unreadable or unwritable, 11 a check found something wrong, 12 "doctor" found warnings only.)";
 
 constexpr const char* kDoctorFooter = R"(

@@ -17,7 +17,7 @@ enum class ExitCode {
   kUsage = 2,     // the command line or the data given with it is wrong
   kNoCard = 3,    // no smart-card service, no reader or no card
   kDriver = 4,    // no minidriver for the card, it does not load, or it refuses the card
-  kNotFound = 5,  // the card has no such file, directory or container
+  kNotFound = 5,  // the card has no such file, directory or key
   kWrongPin = 6,
   kPinBlocked = 7,
   kPinNeeded = 8,     // the operation wants a verified PIN

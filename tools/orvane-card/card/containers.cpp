@@ -51,15 +51,12 @@ const Container& chooseContainer(const std::vector<Container>& containers, std::
                       "\"orvane-card list\" shows the keys that there are, counted from 1.");
     return containers[static_cast<std::size_t>(*key) - 1];
   }
-  if (containers.empty())
-    throw ToolError(ExitCode::kNotFound, "no keys are seen on the token",
-                    "\"orvane-card list\" says whether it holds none or could not be opened.");
   const Container* choice = nullptr;
   for (const Container& container : containers) {
     if (!fits(container.record)) continue;
     if (!choice || (container.record.isDefault() && !choice->record.isDefault())) choice = &container;
   }
-  if (!choice) throw ToolError(ExitCode::kNotFound, std::string("the card has no key that can ") + purpose);
+  if (!choice) throw ToolError(ExitCode::kNotFound, std::string("the token has no key that can ") + purpose);
   return *choice;
 }
 

@@ -27,7 +27,8 @@ std::vector<Container> readContainers(CardSession& card);
 std::vector<ListedKey> listedKeys(const std::vector<Container>& containers);
 
 // chooseContainer gives the container of the key with that number (counted from 1), or without one the default
-// container if `fits` accepts it, else the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound).
+// container if `fits` accepts it, else the first one that `fits` accepts. Throws ToolError (ExitCode::kNotFound). There
+// is at least one container.
 const Container& chooseContainer(const std::vector<Container>& containers, std::optional<int> key,
                                  bool (*fits)(const ContainerRecord&), const char* purpose);
 

@@ -36,7 +36,7 @@ constexpr StatusText kStatusTexts[] = {
     {0x8010002E, ExitCode::kNoCard, "SCARD_E_NO_READERS_AVAILABLE", "no reader is connected"},
     {0x8010002F, ExitCode::kRefused, "SCARD_E_COMM_DATA_LOST", "the communication with the card was disturbed"},
     {0x80100030, ExitCode::kNotFound, "SCARD_E_NO_KEY_CONTAINER",
-     "the card has no such key container, or it holds no fitting key"},
+     "the token has no such key, or it is not one for this"},
     {0x80100066, ExitCode::kNoCard, "SCARD_W_UNRESPONSIVE_CARD", "the card does not answer"},
     {0x80100067, ExitCode::kNoCard, "SCARD_W_UNPOWERED_CARD", "the card has no power"},
     {0x80100068, ExitCode::kRefused, "SCARD_W_RESET_CARD", "the card was reset by another program"},

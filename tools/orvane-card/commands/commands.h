@@ -7,7 +7,9 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "card/containers.h"
 #include "environment.h"
 #include "text/json.h"
 
@@ -23,6 +25,10 @@ struct PinOptions {
 // input if asked to, else by asking on the console. Not within a transaction, because it may wait for a person. Throws
 // ToolError (ExitCode::kPinNeeded) when there is nobody to ask.
 std::optional<SecretText> neededPin(Environment& environment, const PinOptions& options);
+
+// seenKeys gives the keys of the connected token, for commands that need one. When none are seen it throws ToolError:
+// ExitCode::kNotFound if the token holds none, kRefused if it could not be opened and nobody knows what it holds.
+std::vector<Container> seenKeys(Environment& environment);
 
 struct InfoOptions {
   bool all = false;  // the tokens in all readers

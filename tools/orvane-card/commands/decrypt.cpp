@@ -1,7 +1,8 @@
 // decrypt: decrypts one block.
-#include "card/containers.h"
+#include "card/key_names.h"
 #include "commands/commands.h"
 #include "local_files.h"
+#include "text/style.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -10,10 +11,9 @@ namespace {
 bool canDecrypt(const ContainerRecord& record) { return record.valid() && record.keyExchangeBits; }
 
 // Said before a PIN is asked for: the minidriver would complain about the padding first.
-void requireDecryptionKey(const Container& container) {
+void requireDecryptionKey(const Container& container, std::size_t count) {
   if (canDecrypt(container.record)) return;
-  throw ToolError(ExitCode::kNotFound,
-                  "key " + std::to_string(container.record.index + 1) + " is not one that can decrypt",
+  throw ToolError(ExitCode::kNotFound, keyName(container.record, count) + " is not one that can decrypt",
                   "\"orvane-card list\" shows what each key is for.");
 }
 
@@ -35,9 +35,9 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   const HashAlgorithm& oaepHash = findHashAlgorithm(options.oaepHash);
   const Bytes block = readLocalFile(options.file);
   CardSession& card = environment.card();
-  const std::vector<Container> containers = readContainers(card);
+  const std::vector<Container> containers = seenKeys(environment);
   const Container& container = chooseContainer(containers, options.key, canDecrypt, "decrypt");
-  requireDecryptionKey(container);
+  requireDecryptionKey(container, containers.size());
 
   std::optional<SecretText> pin = neededPin(environment, options.pin);
   const Bytes plaintext = decrypted(card, pin, container, block, padding, oaepHash);
@@ -51,7 +51,7 @@ Json runDecrypt(Environment& environment, const DecryptOptions& options) {
   }
   writeLocalFile(options.output, plaintext);
   result["file"] = options.output;
-  environment.output().text("Key " + std::to_string(container.record.index + 1) + ": " +
+  environment.output().text(capitalised(keyName(container.record, containers.size())) + ": " +
                             std::to_string(plaintext.size()) + " bytes -> " + options.output + "\n");
   return result;
 }

@@ -3,29 +3,15 @@
 
 #include "card/certificate.h"
 #include "card/certificate_texts.h"
-#include "card/containers.h"
 #include "card/key_names.h"
 #include "commands/commands.h"
 #include "local_files.h"
 #include "text/table.h"
 
 namespace orvane::tool {
-namespace {
-
-// Without keys it makes a difference whether the token holds none or was never opened.
-void requireOpenToken(Environment& environment, CardSession& card, const std::vector<ListedKey>& keys) {
-  if (!keys.empty()) return;
-  const TokenFacts token = environment.tokenFacts(card);
-  if (token.access != TokenAccess::kOpen) throw unopenedToken(token);
-}
-
-}  // namespace
-
 Json runExport(Environment& environment, const ExportOptions& options) {
-  CardSession& card = environment.card();
-  const std::vector<Container> containers = readContainers(card);
+  const std::vector<Container> containers = seenKeys(environment);
   const std::vector<ListedKey> keys = listedKeys(containers);
-  requireOpenToken(environment, card, keys);
   std::vector<CertificateOffer> offers;
   for (const ListedKey& key : keys) {
     if (key.certificate) offers.push_back({key.record.index + 1, key.certificate->sha1});

@@ -1,8 +1,9 @@
 // sign: signs with one key, or with all.
 #include "card/certificate.h"
-#include "card/containers.h"
+#include "card/key_names.h"
 #include "commands/commands.h"
 #include "local_files.h"
+#include "text/style.h"
 #include "tool_error.h"
 
 namespace orvane::tool {
@@ -19,12 +20,19 @@ Bytes hashToSign(const SignOptions& options, const HashAlgorithm& algorithm) {
   return hash;
 }
 
-std::vector<Container> containersToSignWith(CardSession& card, const SignOptions& options) {
-  std::vector<Container> containers = readContainers(card);
-  if (!options.all) return {chooseContainer(containers, options.key, canSign, "sign")};
+// What is to sign: some of the token's keys.
+struct Signers {
+  std::vector<Container> containers;
+  std::size_t count = 0;  // of all keys that the token has
+};
+
+Signers signersFor(Environment& environment, const SignOptions& options) {
+  std::vector<Container> containers = seenKeys(environment);
+  const std::size_t count = containers.size();
+  if (!options.all) return {{chooseContainer(containers, options.key, canSign, "sign")}, count};
   std::erase_if(containers, [](const Container& container) { return !canSign(container.record); });
-  if (containers.empty()) throw ToolError(ExitCode::kNotFound, "the card has no key that can sign");
-  return containers;
+  if (containers.empty()) throw ToolError(ExitCode::kNotFound, "the token has no key that can sign");
+  return {std::move(containers), count};
 }
 
 // Writes what the options ask for and notes the files' names.
@@ -58,13 +66,12 @@ std::string ownerOf(const Container& container) {
   }
 }
 
-std::string titleOf(const Container& container) {
-  return "Key " + std::to_string(container.record.index + 1) + " (" + ownerOf(container) + ")";
+std::string titleOf(const Container& container, std::size_t count) {
+  return capitalised(keyName(container.record, count)) + ", " + withoutCommands(ownerOf(container));
 }
 
-std::string resultLine(const Container& container, const Json& result) {
-  std::string line =
-      titleOf(container) + ": signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
+std::string resultLine(const std::string& title, const Json& result) {
+  std::string line = title + ": signature of " + std::to_string(result["size"].get<std::size_t>()) + " bytes";
   if (!result["signatureFile"].is_null()) line += " -> " + result["signatureFile"].get<std::string>();
   if (!result["certificateFile"].is_null()) line += ", certificate -> " + result["certificateFile"].get<std::string>();
   if (!result["verified"].is_null()) line += result["verified"].get<bool>() ? ", verified" : ", DOES NOT VERIFY";
@@ -103,8 +110,8 @@ std::vector<Outcome> signWithAll(CardSession& card, std::optional<SecretText>& p
 }
 
 // Checks, writes and shows what was signed; throws the failure if it was not.
-Json resultOf(Environment& environment, const Outcome& outcome, const HashAlgorithm& algorithm, const Bytes& hash,
-              const SignOptions& options) {
+Json resultOf(Environment& environment, const Outcome& outcome, const std::string& title,
+              const HashAlgorithm& algorithm, const Bytes& hash, const SignOptions& options) {
   if (outcome.failure) throw ToolError(*outcome.failure);
   const auto& [container, signature, failure] = outcome;
   Json result = {{"key", container.record.index + 1},
@@ -114,7 +121,7 @@ Json resultOf(Environment& environment, const Outcome& outcome, const HashAlgori
                  {"verified", nullptr}};
   if (options.check) result["verified"] = verifySignature(container.certificate, algorithm, hash, signature);
   writeResults(options, container, signature, result);
-  environment.output().text(resultLine(container, result));
+  environment.output().text(resultLine(title, result));
   if (result["verified"] == false)
     throw ToolError(ExitCode::kCheckFailed, "the signature does not verify with the certificate of the key");
   return result;
@@ -126,20 +133,21 @@ Json runSign(Environment& environment, const SignOptions& options) {
   const HashAlgorithm& algorithm = findHashAlgorithm(options.hash);
   const Bytes hash = hashToSign(options, algorithm);
   CardSession& card = environment.card();
-  const std::vector<Container> containers = containersToSignWith(card, options);
+  const Signers signers = signersFor(environment, options);
 
   std::optional<SecretText> pin = neededPin(environment, options.pin);
   Json signatures = Json::array();
   std::optional<ToolError> firstFailure;
-  for (const Outcome& outcome : signWithAll(card, pin, containers, algorithm, hash)) {
+  for (const Outcome& outcome : signWithAll(card, pin, signers.containers, algorithm, hash)) {
+    const std::string title = titleOf(outcome.container, signers.count);
     try {
-      signatures.push_back(resultOf(environment, outcome, algorithm, hash, options));
+      signatures.push_back(resultOf(environment, outcome, title, algorithm, hash, options));
     } catch (const ToolError& error) {
       if (!firstFailure) firstFailure = error;
       signatures.push_back({{"key", outcome.container.record.index + 1},
                             {"container", outcome.container.record.index},
                             {"error", errorJson(error)}});
-      if (options.all) environment.output().text(titleOf(outcome.container) + ": " + error.what() + "\n");
+      if (options.all) environment.output().text(title + ": " + error.what() + "\n");
     }
   }
   Json result = {{"hash", std::string(algorithm.name)}, {"digest", toHex(hash)}, {"signatures", std::move(signatures)}};
