@@ -7,12 +7,13 @@ from tool_run import openssl
 
 READER = "Brightfold Orvane OrvaneDSC"
 SERIAL = "0012AB"
-PIN = "24681357"
+PIN, OTHER_PIN = "24681357", "97531864"
 OTHER_READER = "Brightfold Smart Token"
 OTHER_SERIAL = "77CC01"
 UNKNOWN_SERIAL = "99AA99"
 UNKNOWN_READER = f"Brightfold Orvane {UNKNOWN_SERIAL}"
 COLUMNS = 80
+OLD_FIRMWARE = "older than 2.0.0, or not read yet, which takes a PIN change in this session"
 DATE = r"\d{4}-\d{2}-\d{2}"
 CARD_COMMANDS = (["list"], ["info"], ["files"], ["props"], ["read", "cardid"], ["export"], ["pin", "forget"],
                  ["sign", "--no-pin", "--digest", "00" * 32])
@@ -115,6 +116,16 @@ def info_all(run):
     equal((status, documents[0]["result"]["tokens"]), (3, []), f"without any token, {documents}")
 
 
+def firmware(run):
+    """The minidriver reads the firmware's version after a PIN change; of an old one it tells no more than before."""
+    for serial, after in (("88DEC1", "2.0.0 or newer"), ("88DEC2", OLD_FIRMWARE)):
+        commands = ["info", "pin change", "info", "pin change"]
+        process = run.start(READER, serial, [], "session", *(part for each in commands for part in ("-c", each)))
+        output, errors = process.communicate("\n".join([PIN, OTHER_PIN, OTHER_PIN, PIN, ""]))
+        equal(process.returncode, 0, f"exit status, {output}{errors}")
+        equal(re.findall(r"^Firmware: +(.+)$", output, re.MULTILINE), [OLD_FIRMWARE, after], f"firmware of {serial}")
+
+
 def file_list(run):
     """Each certificate's file says to which key it belongs."""
     status, output, errors = shown(run, "files")
@@ -166,6 +177,7 @@ CASES = {
     "ListUnknownToken": unknown_token,
     "ForeignCard": foreign_card,
     "InfoAll": info_all,
+    "InfoFirmware": firmware,
     "Files": file_list,
     "KeyNames": key_names,
     "Export": export,

@@ -36,6 +36,9 @@ std::pair<Bytes, Freshness> identity(CardSession& card) {
   return {std::move(identifier), decodeFreshness(card.readFile(parseCardPath("cardcf")))};
 }
 
+// Of an old firmware the minidriver says the same as of one that it has not looked at.
+constexpr const char* kUnknownFirmware = "older than 2.0.0, or not read yet, which takes a PIN change in this session";
+
 // The minidriver tells nothing but whether the firmware can do OAEP, and that only once it has looked at it.
 Json firmwareOf(CardSession& card) {
   const PropertyAnswer paddings = card.cardProperty(CP_PADDING_SCHEMES, 2);
@@ -58,8 +61,7 @@ Json showToken(Environment& environment, CardSession& card) {
   output.text("\n" + fieldList({
                          {"Reader", card.reader().name},
                          {"Serial", serialText(token)},
-                         {"Firmware", firmware.is_null() ? "not known: the minidriver learns it only with a PIN"
-                                                         : firmware.get<std::string>()},
+                         {"Firmware", firmware.is_null() ? kUnknownFirmware : firmware.get<std::string>()},
                          {"ATR", toHex(card.reader().atr, " ")},
                          {"Minidriver", driver.path},
                          {"  chosen by", origin},
