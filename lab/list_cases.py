@@ -1,6 +1,7 @@
 """The cases of card_tests.py about what is on a token, as "list", "info", "files" and "export" show it."""
 
 import re
+import shutil
 
 from cases import contains, equal
 from tool_run import openssl
@@ -166,6 +167,17 @@ def export(run):
     equal(process.returncode, 0, f"exit status, {errors}")
     (run.folder / "one.pem").write_text(output)
     equal(openssl("x509", "-in", run.folder / "one.pem", "-outform", "DER"), certificate(run, 1), "standard output")
+    mail = run.folder / "mail"
+    shutil.copytree(run.tokens / SERIAL, mail / SERIAL)
+    openssl("req", "-x509", "-key", mail / SERIAL / "key1.key", "-keyform", "DER", "-subj", "/CN=Nora", "-days", "90", "-addext",
+            "subjectAltName=email:nora@example.org", "-addext", "extendedKeyUsage=emailProtection,1.3.6.1.4.1.311.20.2.2",
+            "-outform", "DER", "-out", mail / SERIAL / "key1.crt")
+    run.tokens, usual = mail, run.tokens
+    status, output, errors = shown(run, "export", "--key", "1")
+    equal(status, 0, f"exit status, {errors}")
+    for part in ("E-mail:                nora@example.org\n", "Purpose:               Secure Email, Smart Card Log-on\n"):
+        contains(output, part, "a certificate for mail and logon")
+    run.tokens = usual
     for arguments, expected in (([], 2), (["--key", "4"], 5), (["--thumbprint", "00000000"], 5), (["--thumbprint", "0"], 2),
                                 (["--key", "1", "--thumbprint", "00000000"], 2)):
         status, documents = run.tool(READER, SERIAL, [], "export", *arguments)
