@@ -136,7 +136,10 @@ def forgiving_input(run):
     for arguments, status, text in (
             (["/?"], 0, "Looks at a smart-card token"), (["help"], 0, "Looks at a smart-card token"),
             (["-?"], 0, "Looks at a smart-card token"), (["-v"], 0, "orvane-card "), (["help", "log"], 0, "--follow"),
-            (["LOG", "/?"], 0, "--follow"), (["Pin", "Verify", "--HELP"], 0, "--admin"), (["pin", "help"], 0, "forget"),
+            (["LOG", "/?"], 0, "--follow"), (["pin", "help"], 0, "forget"),
+            (["Pin", "Verify", "--HELP"], 0, "For the administrator, for whom the minidriver verifies the user PIN, too"),
+            (["pin", "verify", "/?"], 0, "the attempts left are shown, as far as the token tells them"),
+            (["pin", "change", "/?"], 0, "The administrator PIN instead of the user PIN"),
             (["lsit"], 2, 'Did you mean "list"?'), (["verify"], 2, 'Did you mean "pin verify"?'),
             (["log", "--proces", "chrome"], 2, 'Did you mean "--process"?'), (["certificates"], 2, "--help")):
         process = run.start(None, None, [], *arguments)

@@ -52,7 +52,8 @@ Examples:
   orvane-card log --entry CardSignData --follow)";
 
 constexpr const char* kPinFooter = R"(
-A wrong PIN uses up an attempt; after one, the attempts left are shown. A right one tells nothing about them.
+A wrong PIN uses up an attempt; after one, the attempts left are shown, as far as the token tells them. A right one
+tells nothing about them.
 What cannot be a PIN is refused before the token is asked: fewer than 4 or more than 63 characters, a blank at the
 beginning or end, a character beyond ASCII. From a pipe or file, each PIN stands on a line of its own:
   orvane-card pin verify < pin.txt                      in a command prompt
@@ -186,20 +187,21 @@ class Parser {
     CLI::App* pin = app_.add_subcommand("pin", "Verify, change or forget a PIN");
     pin->require_subcommand(1);
     pin->fallthrough();
-    addPinCommand(*pin, "verify", "Verify a PIN, asked for on the console or read from standard input", runPinVerify)
-        .footer(kPinFooter);
-    addPinCommand(*pin, "change", "Change a PIN; reads the current and the new one", runPinChange).footer(kPinFooter);
+    addPinCommand(*pin, "verify", "Verify a PIN, asked for on the console or read from standard input",
+                  "For the administrator, for whom the minidriver verifies the user PIN, too", runPinVerify);
+    addPinCommand(*pin, "change", "Change a PIN; reads the current and the new one",
+                  "The administrator PIN instead of the user PIN", runPinChange);
     addPlain(*pin, "forget", "Undo the verification of all PINs", runPinForget);
   }
 
-  CLI::App& addPinCommand(CLI::App& pin, const std::string& name, const std::string& help,
-                          Json (*run)(Environment&, const PinCommandOptions&)) {
+  void addPinCommand(CLI::App& pin, const std::string& name, const std::string& help,
+                     const std::string& administratorHelp, Json (*run)(Environment&, const PinCommandOptions&)) {
     auto options = std::make_shared<PinCommandOptions>();
     CLI::App* command = pin.add_subcommand(name, help);
-    command->add_flag("--admin", options->administrator, "The administrator PIN instead of the user PIN");
+    command->add_flag("--admin", options->administrator, administratorHelp);
+    command->footer(kPinFooter);
     choose(*command, fullName(pin, name),
            [options, run](Environment& environment) { return run(environment, *options); });
-    return *command;
   }
 
   static void addPinOptions(CLI::App& command, PinOptions& options) {
