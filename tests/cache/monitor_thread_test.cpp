@@ -33,6 +33,13 @@ TEST_F(MonitorThread, SaysThatItHasStartedBeforeAnythingElse) {
   forget();
 }
 
+// The rest that is lived through, in the place of all others: the next poll comes by itself.
+TEST_F(MonitorThread, PollsAgainWhenItsRestIsOver) {
+  open();
+  machine::setPausesEnd(false);
+  pollMonitor();
+}
+
 #ifdef _WIN32
 
 TEST_F(MonitorThread, IsMadeWithTheSystemsOwnStackAndRunsAtOnce) {

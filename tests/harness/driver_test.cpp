@@ -22,6 +22,7 @@ namespace {
 constexpr const char* kListCall = "orvane_getConnectedDeviceList";
 constexpr const char* kMonitorStart = "D Device monitor thread started.";
 constexpr unsigned kLongMs = 120000;  // bounds a test that fails; one that works never waits so long
+constexpr unsigned kPollPeriodMs = 1000;
 constexpr SYSTEMTIME kFixedTime = {2026, 11, 0, 15, 10, 3, 25, 123};
 
 // Taken once: on Windows the tests change what the system answers.
@@ -67,8 +68,11 @@ struct DriverTest::State {
     return lines;
   }
 
+  // As long as the gate holds the monitor, it need not rest between its polls as well.
   void load() {
     softtoken_gate(kListCall, 1);
+    machine::setPausesEnd(true);
+    machine::takePauses();
     isMonitorStarted = false;
     isMonitorOpen = false;
     loadDriver();
@@ -76,6 +80,7 @@ struct DriverTest::State {
 
   void unload() {
     machine::startThreads();
+    machine::setPausesEnd(false);
     softtoken_gate(kListCall, 0);
     unloadDriver();
   }
@@ -391,11 +396,13 @@ void DriverTest::pollMonitor() {
   ASSERT_EQ(softtoken_wait_held(kListCall, kLongMs), 1);
   ASSERT_EQ(softtoken_gate_pass(kListCall, 1), 1);
   ASSERT_EQ(softtoken_wait_held(kListCall, kLongMs), 1) << "the monitor thread does not poll again";
+  EXPECT_EQ(machine::takePauses(), std::vector<unsigned>{kPollPeriodMs}) << "between the two polls";
 }
 
 void DriverTest::openMonitor() {
   machine::startThreads();
   state_->isMonitorOpen = true;
+  machine::setPausesEnd(false);
   softtoken_gate(kListCall, 0);
 }
 

@@ -224,9 +224,10 @@ class DriverTest : public ::testing::Test {
 
   // --- the monitor ---
   // The monitor thread is held in orvane_getConnectedDeviceList. pollMonitor lets one poll happen and returns when the
-  // monitor is held again in the next one; it takes about a second (the poll period).
+  // monitor is held again in the next one. Between the two it must have asked for one rest, of a second, which ends at
+  // once here.
   void pollMonitor();
-  // Opens the gate for good: the monitor polls freely.
+  // Opens the gate for good: the monitor polls freely, once a second.
   void openMonitor();
 
  private:

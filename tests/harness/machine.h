@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "harness/test_values.h"
 
@@ -52,6 +53,11 @@ void setResourceManager(const ResourceManager& manager);
 std::string processName();
 // Whether the minidriver can create threads; it can at first.
 void setThreadsFail(bool fail);
+// Whether the pauses of the minidriver's own threads end at once; at first they take their time. One that has begun is
+// not shortened.
+void setPausesEnd(bool end);
+// The lengths of these pauses since the last call, in milliseconds, as the minidriver asked for them.
+std::vector<unsigned> takePauses();
 
 #ifdef _WIN32
 // How the minidriver created its threads since the last call, as "stack=0 flags=0".

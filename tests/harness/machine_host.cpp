@@ -66,6 +66,16 @@ void setThreadsFail(bool fail) {
   change([&](host::HostMachine& machine) { machine.threadsFail = fail; });
 }
 
+void setPausesEnd(bool end) {
+  change([&](host::HostMachine& machine) { machine.pausesEnd = end; });
+}
+
+std::vector<unsigned> takePauses() {
+  std::vector<unsigned> pauses;
+  change([&](host::HostMachine& machine) { pauses.swap(machine.pauses); });
+  return pauses;
+}
+
 void startThreads() {}
 
 }  // namespace orvane::test::machine

@@ -25,6 +25,9 @@ struct Diverted {
   std::vector<HANDLE> heldThreads;
   Lines threadCreations;
   bool threadsFail = false;
+  std::vector<DWORD> threadIds;  // of the minidriver's own threads
+  bool pausesEnd = false;
+  std::vector<unsigned> pauses;
 };
 
 // Never destroyed: the minidriver may call until the process ends.
@@ -93,7 +96,10 @@ HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stac
   }
   diverted().threadCreations.push_back("stack=" + std::to_string(stackSize) + " flags=" + std::to_string(flags));
   const HANDLE thread = CreateThread(attributes, stackSize, procedure, argument, flags | CREATE_SUSPENDED, threadId);
-  if (thread != nullptr) diverted().heldThreads.push_back(thread);
+  if (thread != nullptr) {
+    diverted().heldThreads.push_back(thread);
+    diverted().threadIds.push_back(GetThreadId(thread));
+  }
   return thread;
 }
 
@@ -105,6 +111,21 @@ DWORD WINAPI divertedWaitForMultipleObjects(DWORD count, const HANDLE* handles, 
     if (std::find(held.begin(), held.end(), handles[count - 1]) != held.end()) return WAIT_OBJECT_0;
   }
   return WaitForMultipleObjects(count, handles, all, milliseconds);
+}
+
+// What a thread of the minidriver waits for with a limit is its rest between two polls. One that ends at once has still
+// seen whether the thread is asked to wake up.
+DWORD WINAPI divertedWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  DWORD limit = milliseconds;
+  if (milliseconds != INFINITE) {
+    const std::lock_guard lock(diverted().mutex);
+    const auto& own = diverted().threadIds;
+    if (std::find(own.begin(), own.end(), GetCurrentThreadId()) != own.end()) {
+      diverted().pauses.push_back(milliseconds);
+      if (diverted().pausesEnd) limit = 0;
+    }
+  }
+  return WaitForSingleObject(handle, limit);
 }
 
 // The last blocks that came to the minidriver's `free`, by their position modulo the size. No lock and no memory: it
@@ -146,12 +167,18 @@ LogLevelValue numberValue(const LogLevelValue& value) {
 }  // namespace
 
 void divertCalls(void* module) {
+  {
+    // Those of a module that is gone, whose numbers other threads may have now.
+    const std::lock_guard lock(diverted().mutex);
+    diverted().threadIds.clear();
+  }
   const Diversion diversions[] = {divert("SCardStatusA", divertedStatus),
                                   divert("SCardTransmit", divertedTransmit),
                                   divert("GetLocalTime", divertedLocalTime),
                                   divert("GetTempPathA", divertedTempPath),
                                   divert("CreateThread", divertedCreateThread),
                                   divert("WaitForMultipleObjects", divertedWaitForMultipleObjects),
+                                  divert("WaitForSingleObject", divertedWaitForSingleObject),
                                   divert("free", divertedFree)};
   auto* const base = static_cast<BYTE*>(module);
   const auto at = [base](auto* typed, DWORD offset) {
@@ -222,6 +249,16 @@ std::string processName() {
 void setThreadsFail(bool fail) {
   const std::lock_guard lock(diverted().mutex);
   diverted().threadsFail = fail;
+}
+
+void setPausesEnd(bool end) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().pausesEnd = end;
+}
+
+std::vector<unsigned> takePauses() {
+  const std::lock_guard lock(diverted().mutex);
+  return std::exchange(diverted().pauses, {});
 }
 
 Lines takeThreadCreations() {

@@ -71,8 +71,12 @@ struct HostMachine {
   std::atomic<const std::function<void(const std::string& point)>*> atPoint{nullptr};
   // Whether no thread can be created.
   bool threadsFail = false;
+  // Whether the pauses of worker threads end at once, instead of when their time is over.
+  bool pausesEnd = false;
   // What was asked of worker threads so far: "start", "pause 1000", "wake", "join".
   std::vector<std::string> threadEvents;
+  // The lengths of their pauses so far, in milliseconds, whether they ended at once or not.
+  std::vector<unsigned> pauses;
   // Number of registry reads so far.
   std::atomic<std::uint64_t> registryReads{0};
 };

@@ -26,6 +26,14 @@ void note(const std::string& event) {
   machine.threadEvents.push_back(event);
 }
 
+// Whether the pause is to end at once.
+bool notePause(unsigned milliseconds) {
+  host::HostMachine& machine = host::hostMachine();
+  const std::lock_guard lock(machine.mutex);
+  machine.pauses.push_back(milliseconds);
+  return machine.pausesEnd;
+}
+
 }  // namespace
 
 WorkerThread::WorkerThread() = default;
@@ -59,6 +67,7 @@ bool WorkerThread::isCurrentThread() const noexcept {
 
 void WorkerThread::pause(unsigned milliseconds) noexcept {
   note("pause " + std::to_string(milliseconds));
+  if (notePause(milliseconds)) return;
   std::unique_lock lock(held_->mutex);
   held_->changed.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return held_->awake; });
 }
