@@ -7,7 +7,8 @@ namespace orvane::test {
 namespace {
 
 constexpr std::size_t kPiece = 12;
-constexpr std::size_t kWindow = 1 << 16;
+constexpr std::size_t kWindow = 1 << 20;
+constexpr std::size_t kPage = 1 << 12;
 // The longest form of a piece is shorter.
 constexpr std::size_t kOverlap = 64;
 
@@ -40,46 +41,81 @@ std::uint8_t maskedUnit(const MaskedPin& pin, Form form, std::size_t unit) {
 struct Pattern {
   std::array<std::uint8_t, 2 * kPiece> masked{};
   std::size_t size = 0;
+  std::size_t pin = 0;    // which one it is of
   std::size_t first = 0;  // of the PIN's bytes
   const char* form = nullptr;
 };
 
-std::vector<Pattern> patternsOf(const MaskedPin& pin) {
-  std::vector<Pattern> patterns;
-  for (const NamedForm& form : kForms) {
-    for (std::size_t first = 0; first + kPiece <= pin.size(); first += kPiece) {
-      Pattern pattern;
-      pattern.size = kPiece * form.unitsPerByte;
-      pattern.first = first;
-      pattern.form = form.name;
-      for (std::size_t i = 0; i < pattern.size; ++i) {
-        pattern.masked[i] = maskedUnit(pin, form.form, first * form.unitsPerByte + i);
-      }
-      patterns.push_back(pattern);
-    }
+// Finds all pieces of some PINs in one pass (the method of Wu and Manber). Two neighbouring bytes tell how far away the
+// next piece is at least, since all are 12 bytes long or longer: most often 11 bytes, so that one place in 11 is looked
+// at.
+class Search {
+ public:
+  explicit Search(const std::vector<const MaskedPin*>& pins) {
+    distances.fill(kFarthest);
+    for (std::size_t pin = 0; pin < pins.size(); ++pin) add(pin, *pins[pin]);
   }
-  return patterns;
-}
 
-// Finds that begin in the first `starts` bytes.
-void find(const std::vector<Pattern>& patterns, const std::uint8_t* bytes, std::size_t size, std::size_t starts,
-          std::uint64_t address, Finds& finds) {
-  std::array<bool, 256> begins{};
-  for (const Pattern& pattern : patterns) begins[MaskedPin::mask(pattern.masked[0])] = true;
-  for (std::size_t at = 0; at < starts; ++at) {
-    if (!begins[bytes[at]]) continue;
-    for (const Pattern& pattern : patterns) {
-      if (size - at < pattern.size) continue;
-      std::size_t same = 0;
-      while (same < pattern.size && MaskedPin::mask(bytes[at + same]) == pattern.masked[same]) ++same;
-      if (same < pattern.size) continue;
-      std::ostringstream text;
-      text << "bytes " << pattern.first << " to " << pattern.first + kPiece - 1 << " " << pattern.form << " at 0x"
-           << std::hex << address + at;
-      finds.push_back(text.str());
+  // Finds that begin in the first `starts` bytes, for each PIN.
+  void find(const std::uint8_t* bytes, std::size_t size, std::size_t starts, std::uint64_t address,
+            std::vector<Finds>& finds) const {
+    for (std::size_t at = 0; at < starts && size - at >= kPiece;) {
+      const std::size_t distance = distances[pairOf(bytes[at + kFarthest - 1], bytes[at + kFarthest])];
+      if (distance != 0) {
+        at += distance;
+        continue;
+      }
+      for (const Pattern& pattern : patterns_) compare(pattern, bytes + at, size - at, address + at, finds);
+      ++at;
     }
   }
-}
+
+ private:
+  static constexpr std::size_t kFarthest = kPiece - 1;
+
+  static constexpr std::size_t pairOf(std::uint8_t first, std::uint8_t second) {
+    return std::size_t{first} << 8U | second;
+  }
+
+  void add(std::size_t number, const MaskedPin& pin) {
+    for (const NamedForm& form : kForms) {
+      for (std::size_t first = 0; first + kPiece <= pin.size(); first += kPiece) {
+        Pattern pattern;
+        pattern.size = kPiece * form.unitsPerByte;
+        pattern.pin = number;
+        pattern.first = first;
+        pattern.form = form.name;
+        for (std::size_t i = 0; i < pattern.size; ++i) {
+          pattern.masked[i] = maskedUnit(pin, form.form, first * form.unitsPerByte + i);
+        }
+        for (std::size_t i = 0; i < kFarthest; ++i) {
+          std::uint8_t& distance =
+              distances[pairOf(MaskedPin::mask(pattern.masked[i]), MaskedPin::mask(pattern.masked[i + 1]))];
+          distance = static_cast<std::uint8_t>(std::min<std::size_t>(distance, kFarthest - 1 - i));
+        }
+        patterns_.push_back(pattern);
+      }
+    }
+  }
+
+  static void compare(const Pattern& pattern, const std::uint8_t* bytes, std::size_t size, std::uint64_t address,
+                      std::vector<Finds>& finds) {
+    if (size < pattern.size) return;
+    std::size_t same = 0;
+    while (same < pattern.size && MaskedPin::mask(bytes[same]) == pattern.masked[same]) ++same;
+    if (same < pattern.size) return;
+    std::ostringstream text;
+    text << "bytes " << pattern.first << " to " << pattern.first + kPiece - 1 << " " << pattern.form << " at 0x"
+         << std::hex << address;
+    finds[pattern.pin].push_back(text.str());
+  }
+
+  // By the two bytes at the end of the 12 that are looked at; not part of the object, which may lie on the stack. There
+  // is one search at a time.
+  static std::array<std::uint8_t, 1 << 16> distances;
+  std::vector<Pattern> patterns_;
+};
+std::array<std::uint8_t, 1 << 16> Search::distances;
 
 void overwrite(volatile std::uint8_t* bytes, std::size_t size) {
   for (std::size_t i = 0; i < size; ++i) bytes[i] = 0;
@@ -96,24 +132,35 @@ PlainPin::PlainPin(const MaskedPin& pin) : size_(static_cast<std::uint32_t>(pin.
 PlainPin::~PlainPin() { overwrite(bytes_, sizeof(bytes_)); }
 
 void findPin(const MaskedPin& pin, const std::uint8_t* bytes, std::size_t size, std::uint64_t address, Finds& finds) {
-  find(patternsOf(pin), bytes, size, size, address, finds);
+  std::vector<Finds> found(1);
+  Search({&pin}).find(bytes, size, size, address, found);
+  finds.insert(finds.end(), found[0].begin(), found[0].end());
 }
 
-Finds findPinInMemory(const MaskedPin& pin) {
-  const std::vector<Pattern> patterns = patternsOf(pin);
-  const auto ownBegin = reinterpret_cast<std::uintptr_t>(window);
-  Finds finds;
-  for (const MemoryBlock& block : writableMemory()) {
-    for (std::uint64_t at = block.address; at < block.address + block.size; at += kWindow - kOverlap) {
-      const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kWindow, block.address + block.size - at));
-      if (!readMemory(at, window, size)) continue;
-      Finds here;
-      find(patterns, window, size, std::min(size, kWindow - kOverlap), at, here);
-      if (here.empty()) continue;
-      // The window may show itself, as it was while it was filled.
-      if (at + size > ownBegin && at < ownBegin + kWindow) continue;
-      finds.insert(finds.end(), here.begin(), here.end());
+std::vector<Finds> findPinsInMemory(const std::vector<const MaskedPin*>& pins) {
+  const Search search(pins);
+  std::vector<Finds> finds(pins.size());
+  const auto look = [&](std::uint64_t begin, std::uint64_t end) {
+    for (std::uint64_t at = begin; at < end;) {
+      std::size_t size = 0;
+      bool isRead = false;
+      // When a part of it is gone by now, the rest is read in small pieces.
+      for (const std::size_t most : {kWindow, kPage + kOverlap}) {
+        if (isRead) break;
+        size = static_cast<std::size_t>(std::min<std::uint64_t>(most, end - at));
+        isRead = readMemory(at, window, size);
+      }
+      const std::size_t starts = size == end - at ? size : size - kOverlap;
+      if (isRead) search.find(window, size, starts, at, finds);
+      at += starts;
     }
+  };
+  const auto ownBegin = reinterpret_cast<std::uintptr_t>(window);
+  const std::uint64_t ownEnd = ownBegin + kWindow;
+  for (const MemoryBlock& block : writableMemory()) {
+    const std::uint64_t end = block.address + block.size;
+    look(block.address, std::clamp<std::uint64_t>(ownBegin, block.address, end));
+    look(std::clamp<std::uint64_t>(ownEnd, block.address, end), end);
   }
   overwrite(window, sizeof(window));
   return finds;

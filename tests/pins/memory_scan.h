@@ -52,8 +52,8 @@ using Finds = std::vector<std::string>;
 // first byte.
 void findPin(const MaskedPin& pin, const std::uint8_t* bytes, std::size_t size, std::uint64_t address, Finds& finds);
 
-// The same in all memory of the process that can be written.
-Finds findPinInMemory(const MaskedPin& pin);
+// The same in all memory of the process that can be written, which is read once for all these PINs: the finds of each.
+std::vector<Finds> findPinsInMemory(const std::vector<const MaskedPin*>& pins);
 
 // The memory of the process that can be written, block by block.
 struct MemoryBlock {

@@ -21,8 +21,8 @@ constexpr MaskedPin kOtherPin("tX3!Jw8@eN5#oC1$iV9%uM4^yB7&rP2*aD6(kZ0)lQ+gH=sY"
 constexpr MaskedPin kOfficerPin("Wd5!Nf9@Kx2#Tb7");
 constexpr MaskedPin kOtherOfficerPin("pC8$Gm3%Jr6^Vy1");
 
-// Pieces of 12 bytes in a PIN.
-constexpr std::size_t kPieces = 4;
+// The bytes of a PIN that count as one find.
+constexpr std::size_t kPieceSize = 12;
 
 class PinResidue : public DriverTest {
  protected:
@@ -64,12 +64,17 @@ class PinResidue : public DriverTest {
     EXPECT_EQ(record_.pfnCardRSADecrypt(&record_, &info), 0u);
   }
 
-  // One copy of the PIN, the cached one, or none.
-  static void expectCached(const MaskedPin& pin) {
-    const Finds finds = findPinInMemory(pin);
-    EXPECT_EQ(finds.size(), kPieces) << ::testing::PrintToString(finds);
+  // One copy of the PIN, the cached one, and none of these others.
+  static void expectCached(const MaskedPin& pin, std::vector<const MaskedPin*> others = {}) {
+    others.push_back(&pin);
+    std::vector<Finds> finds = findPinsInMemory(others);
+    EXPECT_EQ(finds.back().size(), pin.size() / kPieceSize) << ::testing::PrintToString(finds.back());
+    finds.pop_back();
+    EXPECT_EQ(finds, std::vector<Finds>(finds.size()));
   }
-  static void expectNone(const MaskedPin& pin) { EXPECT_EQ(findPinInMemory(pin), Finds{}); }
+  static void expectNone(const std::vector<const MaskedPin*>& pins) {
+    EXPECT_EQ(findPinsInMemory(pins), std::vector<Finds>(pins.size()));
+  }
 
   void expectNoneInTheLog() {
     const std::string bytes = fileBytes(logFile());
@@ -91,7 +96,7 @@ class PinResidue : public DriverTest {
 };
 
 TEST_F(PinResidue, OneCopyWhileAPinIsCached) {
-  expectNone(kPin);
+  expectNone({&kPin});
   open();
   ASSERT_EQ(authenticate(kPin, 0), 0u);
   expectCached(kPin);
@@ -146,8 +151,7 @@ TEST_F(PinResidue, NoneAfterwards) {
     ASSERT_EQ(authenticate(kPin, 0), 0u);
     expectCached(kPin);
     row.end();
-    expectNone(kPin);
-    expectNone(kOtherPin);
+    expectNone({&kPin, &kOtherPin});
     expectNoneInTheLog();
   }
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
@@ -156,11 +160,11 @@ TEST_F(PinResidue, NoneAfterwards) {
 TEST_F(PinResidue, NoneOfARefusedPin) {
   open();
   EXPECT_EQ(authenticate(kPin, 1), static_cast<DWORD>(SCARD_W_WRONG_CHV));
-  expectNone(kPin);
+  expectNone({&kPin});
   EXPECT_EQ(authenticate(kPin, 1, 0), static_cast<DWORD>(SCARD_W_CHV_BLOCKED));
-  expectNone(kPin);
+  expectNone({&kPin});
   EXPECT_EQ(authenticatePin(kPin, 1), static_cast<DWORD>(SCARD_W_WRONG_CHV));
-  expectNone(kPin);
+  expectNone({&kPin});
   queueThrow("orvane_validatePassword");
   {
     PlainPin plain(kPin);
@@ -168,7 +172,7 @@ TEST_F(PinResidue, NoneOfARefusedPin) {
         record_.pfnCardAuthenticateEx(&record_, ROLE_USER, 0, plain.data(), plain.size(), nullptr, nullptr, nullptr),
         static_cast<DWORD>(SCARD_F_INTERNAL_ERROR));
   }
-  expectNone(kPin);
+  expectNone({&kPin});
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();
 }
@@ -177,14 +181,12 @@ TEST_F(PinResidue, NoneOfAReplacedPin) {
   open();
   ASSERT_EQ(authenticate(kPin, 0), 0u);
   ASSERT_EQ(change(ROLE_USER, kPin, kOtherPin, true), 0u);
-  expectNone(kPin);
-  expectCached(kOtherPin);
+  expectCached(kOtherPin, {&kPin});
   // By the other entry point, and to a shorter one in the place of a longer.
   ASSERT_EQ(authenticatePin(kOfficerPin, 0), 0u);
-  expectNone(kOtherPin);
-  EXPECT_EQ(findPinInMemory(kOfficerPin).size(), 1u);
+  expectCached(kOfficerPin, {&kOtherPin});
   EXPECT_EQ(record_.pfnCardDeauthenticateEx(&record_, PIN_SET_ALL_ROLES, 0), 0u);
-  expectNone(kOfficerPin);
+  expectNone({&kOfficerPin});
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();
 }
@@ -195,8 +197,7 @@ TEST_F(PinResidue, NoneOfTheSecurityOfficersPin) {
     SCOPED_TRACE(isChanged);
     EXPECT_EQ(change(ROLE_ADMIN, kOfficerPin, kOtherOfficerPin, isChanged),
               isChanged ? 0 : static_cast<DWORD>(SCARD_W_WRONG_CHV));
-    expectNone(kOfficerPin);
-    expectNone(kOtherOfficerPin);
+    expectNone({&kOfficerPin, &kOtherOfficerPin});
   }
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();
