@@ -93,7 +93,9 @@ void DriverTest::SetUp() {
   emptySofttoken();
   CallerMemory::instance().reset();
   state_->tempFolder = machineTempFolder() / ("orvane-test-" + std::to_string(std::random_device()()));
-  fs::create_directories(logFolder());
+  // One by one, so that nobody asks which of them are there.
+  const fs::path folder = logFolder();
+  for (const fs::path& part : {state_->tempFolder, folder.parent_path(), folder}) fs::create_directory(part);
   state_->log.open(logFolder());
   setTempFolder(tempFolder());
   setLocalTime(kFixedTime);
