@@ -4,10 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <stdexcept>
-#include <string_view>
 #include <utility>
 
+#include "import_table.h"
 #include "machine.h"
 #include "registry_view.h"
 #include "trace.h"
@@ -138,25 +137,6 @@ void divertedFree(void* block) {
   std::free(block);
 }
 
-struct Diversion {
-  std::string_view function;
-  ULONG_PTR target;
-};
-
-template <typename Function>
-Diversion divert(std::string_view name, Function* function) {
-  return {name, reinterpret_cast<ULONG_PTR>(function)};
-}
-
-void replaceEntry(IMAGE_THUNK_DATA& entry, ULONG_PTR target) {
-  DWORD protection = 0;
-  if (VirtualProtect(&entry, sizeof(entry), PAGE_READWRITE, &protection) == FALSE) {
-    throw std::runtime_error("the import table cannot be written");
-  }
-  entry.u1.Function = target;
-  VirtualProtect(&entry, sizeof(entry), protection, &protection);
-}
-
 LogLevelValue numberValue(const LogLevelValue& value) {
   LogLevelValue stored = value;
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(&value.number);
@@ -172,40 +152,11 @@ void divertCalls(void* module) {
     const std::lock_guard lock(diverted().mutex);
     diverted().threadIds.clear();
   }
-  const Diversion diversions[] = {divert("SCardStatusA", divertedStatus),
-                                  divert("SCardTransmit", divertedTransmit),
-                                  divert("GetLocalTime", divertedLocalTime),
-                                  divert("GetTempPathA", divertedTempPath),
-                                  divert("CreateThread", divertedCreateThread),
-                                  divert("WaitForMultipleObjects", divertedWaitForMultipleObjects),
-                                  divert("WaitForSingleObject", divertedWaitForSingleObject),
-                                  divert("free", divertedFree)};
-  auto* const base = static_cast<BYTE*>(module);
-  const auto at = [base](auto* typed, DWORD offset) {
-    return reinterpret_cast<decltype(typed)>(reinterpret_cast<void*>(base + offset));
-  };
-  const auto* const dosHeader = at(static_cast<const IMAGE_DOS_HEADER*>(nullptr), 0);
-  const auto* const headers =
-      at(static_cast<const IMAGE_NT_HEADERS*>(nullptr), static_cast<DWORD>(dosHeader->e_lfanew));
-  const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  std::size_t replaced = 0;
-  for (auto* imported = at(static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(nullptr), directory.VirtualAddress);
-       imported->Name != 0; ++imported) {
-    auto* entry = at(static_cast<IMAGE_THUNK_DATA*>(nullptr), imported->FirstThunk);
-    for (auto* name = at(static_cast<const IMAGE_THUNK_DATA*>(nullptr), imported->OriginalFirstThunk);
-         name->u1.AddressOfData != 0; ++name, ++entry) {
-      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const auto* const byName =
-          at(static_cast<const IMAGE_IMPORT_BY_NAME*>(nullptr), static_cast<DWORD>(name->u1.AddressOfData));
-      const auto* const found = std::find_if(
-          std::begin(diversions), std::end(diversions),
-          [&](const Diversion& diversion) { return diversion.function == static_cast<const char*>(byName->Name); });
-      if (found == std::end(diversions)) continue;
-      replaceEntry(*entry, found->target);
-      ++replaced;
-    }
-  }
-  if (replaced != std::size(diversions)) throw std::runtime_error("the minidriver does not import what is diverted");
+  divertImports(module, {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
+                         divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
+                         divert("CreateThread", divertedCreateThread),
+                         divert("WaitForMultipleObjects", divertedWaitForMultipleObjects),
+                         divert("WaitForSingleObject", divertedWaitForSingleObject), divert("free", divertedFree)});
 }
 
 void setLogLevel(const LogLevelValue& value) {
