@@ -208,7 +208,7 @@ std::vector<Result> carryOut(const Setting& setting) {
   for (const wchar_t* const library : {L"VCRUNTIME140.dll", L"OrvaneDSCLibrary.dll", L"OrvaneMinidriver.dll"}) {
     results.push_back(load(setting, library));
   }
-  say("Running the tests; some take half a minute ...");
+  say("Running the tests ...");
   runTests(setting, L"orvane_tests.exe", results);
   runTests(setting, L"orvane_unload_tests.exe", results);
   say("Looking at this machine's readers ...");
