@@ -1,18 +1,16 @@
 #!/usr/bin/env python3
 """Finds where an integer becomes a narrower one without a cast.
 
-    scripts/lib/narrowing.py build/host [FOLDER...]
+    scripts/lib/narrowing.py build/host SOURCE
 
 Our compiler leaves out of its warnings what it can prove harmless by following the values; another compiler proves less
 and would stop there. So every such place has a cast, whether its value fits or not. Only constants need none.
 
-Reads the syntax tree that clang prints for each source in the build folder's compile_commands.json that lies in one of
-the folders. Prints one line for each place; the status is 0 if there is none.
+Reads the syntax tree that clang prints for a source in the build folder's compile_commands.json. Prints one line for each
+place in the source and in our headers; the status is 0 if there is none.
 """
 
-import concurrent.futures
 import json
-import os
 import pathlib
 import re
 import shlex
@@ -27,6 +25,7 @@ TYPE = re.compile(r"> (?:[a-z_]+ )*'(?P<written>[^']*)'(?::'(?P<meant>[^']*)')?"
 COMPUTED = re.compile(r"ComputeResultTy='(?P<written>[^']*)'(?::'(?P<meant>[^']*)')?")
 CONSTEXPR = re.compile(r"VarDecl (0x[0-9a-f]+) .*'.* constexpr\b")
 REFERENCE = re.compile(r"DeclRefExpr .* Var (0x[0-9a-f]+) ")
+OURS = ("src", "softtoken", "tools")
 # What a constant is made of, beside references to constants.
 CONSTANT = {
     "BinaryOperator",
@@ -79,18 +78,23 @@ def is_constant(nodes, constants):
     return True
 
 
-def findings(root, folders, tree):
-    """The places in files below these folders of the root, as "FILE:LINE"."""
-    ours = tuple(f"{root}{folder}/" for folder in folders)
+def findings(root, tree):
+    """The places in our files below the root, as "FILE:LINE"."""
+    ours = tuple(f"{root}{folder}/" for folder in OURS)
     lines = tree.splitlines()
     constants = {match[1] for match in map(CONSTEXPR.search, lines) if match}
-    file, number, found = "", 0, set()
+    file, number, found, is_ours = "", 0, set(), False
     for at, line in enumerate(lines):
-        # Only what is different from the last place is printed. A range may begin or end in a macro.
+        # Only what is different from the last place is printed, so what names no file is in the same one. Most lines are in
+        # headers of others.
+        if not is_ours and "/" not in line:
+            continue
+        # A range may begin or end in a macro.
         for place in PLACE.finditer(QUOTED.sub("", line)):
             file = place["file"] or file
             number = int(place["fileline"] or place["line"])
-        if not file.startswith(ours):
+        is_ours = file.startswith(ours)
+        if not is_ours:
             continue
         if "<IntegralCast>" in line and "part_of_explicit_cast" not in line:
             narrow, nodes = width(TYPE.search(line)), list(subtree(lines, at))
@@ -105,27 +109,20 @@ def findings(root, folders, tree):
     return found
 
 
-def look_at(root, folders, entry):
+def main():
+    build, source = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]).resolve()
+    root = str(pathlib.Path(__file__).resolve().parents[2]) + "/"
+    commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
+    entry = next((entry for entry in commands if pathlib.Path(entry["file"]) == source), None)
+    if entry is None:
+        sys.exit(f"error: {build} does not compile {source}")
     arguments = shlex.split(entry["command"])
     output = arguments.index("-o")
     del arguments[output : output + 2]
     arguments.remove("-c")
     arguments += ["-fsyntax-only", "-w", "-Xclang", "-ast-dump", "-fno-color-diagnostics"]
     run = subprocess.run(arguments, cwd=entry["directory"], capture_output=True, text=True, check=True)
-    return findings(root, folders, run.stdout)
-
-
-def main():
-    build, folders = pathlib.Path(sys.argv[1]), sys.argv[2:]
-    root = str(pathlib.Path(__file__).resolve().parents[2]) + "/"
-    commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
-    entries = [e for e in commands if e["file"].startswith(tuple(f"{root}{folder}/" for folder in folders))]
-    if not entries:
-        sys.exit(f"{build} has no sources in {' '.join(folders)}")
-    found = set()
-    with concurrent.futures.ProcessPoolExecutor(os.cpu_count()) as pool:
-        for places in pool.map(look_at, [root] * len(entries), [folders] * len(entries), entries):
-            found |= places
+    found = findings(root, run.stdout)
     for place in sorted(found):
         print(f"{place}: an integer becomes narrower without a cast")
     return 1 if found else 0
