@@ -14,6 +14,9 @@ SYSTEM_PACKAGES=wine,wine64,pcscd,vsmartcard-vpcd,libgnutls30t64
 #   as one of Wine's own, in the unused bytes behind the header
 # - the places for Wine's files, for programs, for results, and for the service's socket
 # - no maker of desktop menus at every start of the system: there is no desktop, and it brings the shell with it
+# - of the services only those that somebody asks for, beside the mount manager, which knows the drives. No bus for plugged-in
+#   devices either: a smart-card reader comes by pcscd. Each is one more process to emulate, at every start. The values go into
+#   the file while nothing runs, as the service manager writes back what it read; of a key that is there twice the later hold.
 SYSTEM_SETUP=$(cat <<'END'
 set -e
 echo root:x:0:0:root:/root:/bin/sh >/etc/passwd
@@ -32,8 +35,12 @@ mkdir -p /wine /build /out /run/pcscd
 ldconfig
 wine wineboot -i
 wine reg delete 'HKLM\Software\Microsoft\Windows\CurrentVersion\RunServices' /f /v winemenubuilder
+wine reg delete 'HKLM\System\CurrentControlSet\Enum\ROOT\WINE' /f
 wineserver -w
 test -f "$WINEPREFIX/system.reg"
+for service in Eventlog NDIS nsiproxy PlugPlay; do
+  printf '\n[System\\\\ControlSet001\\\\Services\\\\%s]\n"Start"=dword:00000003\n' "$service"
+done >>"$WINEPREFIX/system.reg"
 END
 )
 
