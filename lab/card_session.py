@@ -89,22 +89,27 @@ def main():
 
     (root / "run/pcscd").mkdir(parents=True, exist_ok=True)
     with open(root / "run/pcscd.log", "wb") as log:
-        pcscd = subprocess.Popen(["chroot", root, "pcscd", "-f", "--disable-polkit"], stdout=log, stderr=log)
+        pcscd = subprocess.Popen(["chroot", root, "pcscd", "-f", "--info", "--disable-polkit"], stdout=log, stderr=log)
     deadline = time.monotonic() + 60
-    while not (root / "run/pcscd/pcscd.comm").exists():
-        if pcscd.poll() is not None or time.monotonic() > deadline:
-            fail("pcscd did not start:\n" + (root / "run/pcscd.log").read_text(errors="replace"))
-        time.sleep(0.02)
-    for card, (name, serial, lines) in zip(cards, readers):
+
+    def wait_for(is_reached, what):
+        while not is_reached():
+            if pcscd.poll() is not None or time.monotonic() > deadline:
+                fail(f"{what}:\n" + (root / "run/pcscd.log").read_text(errors="replace"))
+            time.sleep(0.02)
+
+    wait_for((root / "run/pcscd/pcscd.comm").exists, "pcscd did not start")
+    inserted = [card for card, (_, serial, _) in zip(cards, readers) if serial != "-"]
+    for card, (_, _, lines) in zip(cards, readers):
         # A card that says from the start who it is need not leave and come back, which the reader can miss.
-        early = [line for line in lines if line.startswith("atr ")]
-        for line in early:
+        for line in (line for line in lines if line.startswith("atr ")):
             card.control(line)
-        if serial != "-":
+        if card in inserted:
             card.insert()
-            if not card.wait_powered(60):
-                fail(f"the reader '{name}' did not notice its card")
-        for line in (line for line in lines if line not in early):
+    # The reader has noticed its card a moment before programs can see it; then this line is written.
+    wait_for(lambda: (root / "run/pcscd.log").read_bytes().count(b"Card ATR: ") >= len(inserted), "a card was not noticed")
+    for card, (_, _, lines) in zip(cards, readers):
+        for line in (line for line in lines if not line.startswith("atr ")):
             answer = card.control(line)
             if answer.startswith("error"):
                 fail(answer)
@@ -121,6 +126,8 @@ def main():
     if is_controlled:
         (out / "card-control").unlink()
         (out / "card-commands.txt").write_text("".join(card.control("commands") + "\n" for card in cards))
+    pcscd.kill()
+    pcscd.wait()
     sys.exit(status)
 
 

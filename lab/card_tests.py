@@ -3,7 +3,7 @@
 
     lab/card_tests.py ARCH REPORT.xml [CASE...]     ARCH: arm64 or x64; the report is of the JUnit kind; CASE: only these
 
-Each case starts a stack of its own. It looks at what the tool reports, at the commands that reached the card and at the
+Each case starts stacks of its own, most of them in a system that stays up. It looks at what the tool reports, at the commands that reached the card and at the
 minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC01, and two for decryption and PINs:
 88DEC1 with current firmware and 88DEC2 with an old one, the FIPS switch and two tries.
 """
@@ -23,7 +23,8 @@ import pin_cases  # noqa: E402
 import reader_cases  # noqa: E402
 import report_cases  # noqa: E402
 from cases import carry_out, contains, equal, remove_folder  # noqa: E402
-from tool_run import REPOSITORY, Run, openssl  # noqa: E402
+from standing_system import Systems  # noqa: E402
+from tool_run import LAB, REPOSITORY, Run, openssl  # noqa: E402
 
 SERIAL_IN_NAME = "Brightfold Orvane 0012AB"
 LONG_COMMAND = "Brightfold Orvane OrvaneDSC"
@@ -304,11 +305,13 @@ def main():
     if wanted:
         cases = {name: cases[name] for name in wanted}
     folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-card-tests."))
+    systems = Systems(arch, LAB / "orvane.reg", folder / "systems")
     try:
         make_tokens(folder / "tokens")
-        failed = carry_out("CardTests", {
-            name: (lambda name=name, case=case: case(Run(arch, folder / name, folder / "tokens")))
-            for name, case in cases.items()}, report)
+        cases = {name: (lambda name=name, case=case: case(Run(arch, folder / name, folder / "tokens", systems)))
+                 for name, case in cases.items()}
+        failed = carry_out("CardTests", {**cases, "NothingLeftInTheRegistry": systems.end}, report,
+                           ["NothingLeftInTheRegistry"])
     finally:
         remove_folder(folder)
     return 1 if failed else 0

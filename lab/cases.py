@@ -1,6 +1,7 @@
 """What the test programs of this folder share: comparing, and carrying out cases with a report of the JUnit kind."""
 
 import concurrent.futures
+import itertools
 import subprocess
 import time
 import xml.etree.ElementTree as ElementTree
@@ -16,8 +17,9 @@ def contains(text, part, what):
         raise AssertionError(f"{what}: '{part}' is missing in\n{text}")
 
 
-def carry_out(suite_name, cases, report):
-    """Carries out the cases, functions by name, two at a time; prints and reports each. Returns how many failed."""
+def carry_out(suite_name, cases, report, last=()):
+    """Carries out the cases, functions by name, two at a time, and those named in `last` by themselves when all others are
+    done; prints and reports each. Returns how many failed."""
     suite = ElementTree.Element("testsuite", name=suite_name, tests=str(len(cases)))
 
     def one(name):
@@ -30,7 +32,8 @@ def carry_out(suite_name, cases, report):
 
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
-        for name, seconds, problem in pool.map(one, cases):
+        done = pool.map(one, [name for name in cases if name not in last])
+        for name, seconds, problem in itertools.chain(done, map(one, last)):
             case = ElementTree.SubElement(suite, "testcase", classname=suite_name, name=name, time=f"{seconds:.1f}")
             print(f"{'FAILED' if problem else 'passed'} {name} ({seconds:.1f} s)", flush=True)
             if problem:

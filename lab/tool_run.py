@@ -21,8 +21,9 @@ def openssl(*arguments):
 class Run:
     """One stack with one virtual card, in a folder of its own. What a case does not change is as it should be."""
 
-    def __init__(self, arch, folder, tokens):
+    def __init__(self, arch, folder, tokens, systems):
         self.folder = folder
+        self.systems = systems  # those that stay up
         self.arch = arch
         self.tokens = tokens
         self.out = folder / "out"
@@ -38,22 +39,27 @@ class Run:
     def start(self, reader, serial, lines, *arguments):
         """Starts orvane-card there. Without a reader's name there is no smart-card service; "none" is a service without
         readers."""
+        readers = [(reader, "none", self.first_card)] if self.first_card else []
+        readers += [(reader, serial, lines)] if reader not in (None, "none") else []
+        readers += [(name, card, []) for name, card in self.more_readers]
+        environment = {"ORVANE_SOFTTOKEN_DIR": "Z:\\tokens"}
+        # What another registry is wanted for, and what runs beside another start, gets a system of its own.
+        standing = self.systems.take() if self.registry == self.systems.registry else None
+        if standing is not None:
+            words = [word for name, card, controls in readers for word in ("reader", name, card, *controls)]
+            binds = [("ro", self.directory, "/build"), ("rw", self.out, "/out"),
+                     ("ro" if self.is_temp_read_only else "rw", self.temp, TEMP), ("ro", self.tokens, "/tokens")]
+            return standing.start([(mode, str(source), target) for mode, source, target in binds],
+                                  words if readers or reader else None, ["wine", "./orvane-card.exe", *arguments], environment)
         command = [LAB / "run-windows", "--timeout", "180", "--directory", self.directory, "--out", self.out]
         command += ["--bind", f"{self.temp}:{TEMP}"] if self.is_temp_read_only else ["--temp", self.temp]
-        command += ["--bind", f"{self.tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
+        command += ["--bind", f"{self.tokens}:/tokens"]
+        command += [word for name, value in environment.items() for word in ("--env", f"{name}={value}")]
         command += ["--registry", self.registry] if self.registry else []
-        if self.first_card:
-            command += ["--reader", reader, "--serial", "none"]
-        for line in self.first_card:
-            command += ["--card", line]
-        if reader == "none":
-            command += ["--no-reader"]
-        elif reader:
-            command += ["--reader", reader, "--serial", serial]
-        for line in lines:
-            command += ["--card", line]
-        for name, card in self.more_readers:
+        command += ["--no-reader"] if reader == "none" else []
+        for name, card, controls in readers:
             command += ["--reader", name, "--serial", card]
+            command += [word for line in controls for word in ("--card", line)]
         pipe = subprocess.PIPE
         return subprocess.Popen(
             [*command, self.arch, "orvane-card.exe", *arguments], stdin=pipe, stdout=pipe, stderr=pipe, text=True)
