@@ -79,12 +79,13 @@ def toolchain():
 
 def linked(build, program):
     """Which objects of others the linker took something from: {component: {object's name: its hash}}."""
-    result = {}
+    result, seen = {}, set()
     for line in (build / f"{pathlib.Path(program).stem}.map").read_text(encoding="utf-8").splitlines():
         # Section and offset, symbol, address, and where it comes from: "object" or "library:object".
         found = re.match(r" \d{4}:[0-9a-f]{8}\s.*\s[0-9a-f]{16}\s+(?:f i |f |i |  )?\s*(\S+)$", line)
-        if not found or found[1] == "<linker-defined>":
+        if not found or found[1] in seen or found[1] == "<linker-defined>":
             continue
+        seen.add(found[1])
         library, _, name = found[1].rpartition(":")
         if name.endswith((".dll", ".drv")) or re.search(r"\.(cpp|maker|rc|res)(\.obj)?$|\.maker\.obj$", name):
             continue  # the address of a function in another DLL; an object of our own
