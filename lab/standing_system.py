@@ -190,11 +190,14 @@ class System:
         for folder, folders, files in os.walk(self._changes):
             for name in files + folders:
                 path = os.path.join(folder, name)
-                facts = os.lstat(path)
+                try:
+                    facts = os.lstat(path)
+                except FileNotFoundError:  # Wine was just writing its registry down
+                    continue
                 found[os.path.relpath(path, self._changes)] = (facts.st_mode, facts.st_ino, *(
                     (facts.st_size, facts.st_mtime_ns) if name in files else ()))
         return {path: facts for path, facts in found.items()
-                if not path.startswith(SERVICE) and path not in [f"wine/{name}" for name in REGISTRY_FILES]}
+                if not path.startswith(SERVICE) and not re.fullmatch(r"wine/(\w+\.reg|regf\w+\.tmp)", path)}
 
     def boot(self):
         """Starts Wine, which stays up without any program."""
