@@ -10,7 +10,7 @@ ANALYSIS_PACKAGES=(clang-tidy cppcheck)
 PACKAGING_PACKAGES=(gcab msitools osslsigncode)
 # llvm reads symbols, the others are a signer's token and what judges a bill of materials.
 PACKAGE_TEST_PACKAGES=(cabextract libengine-pkcs11-openssl llvm openssl python3-jsonschema softhsm2)
-EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
+EMULATION_PACKAGES=(mmdebstrap arch-test llvm qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
 COVERAGE_PACKAGES=(llvm)
 BENCH_PACKAGES=(valgrind binutils python3)

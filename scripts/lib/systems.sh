@@ -115,6 +115,8 @@ buildSystem() {
     "${options[@]}" "$SYSTEM_SUITE" "$work" \
     "deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $SYSTEM_SUITE main" || return 1
   asRoot rm -rf "$work"/usr/share/{doc,locale,man}
+  # Wine's own debug records are more than half of it.
+  find "$work/usr/lib" -path '*-windows/*' -type f -print0 | asRoot xargs -0 -n 100 llvm-strip --strip-debug || return 1
   whileSaying "preparing Wine in the $arch system (once, about half a minute)" "$CACHE/logs/wine-$arch.log" \
     asRoot "$REPO/lab/in-system" --persistent "$work" /bin/sh -c "$SYSTEM_SETUP" || return 1
   # Wine's folder begins as a copy of most of its packages; a run that writes to one gets its own copy of that.
