@@ -205,5 +205,41 @@ TEST_F(FailingNew, AfterAPinChangeLeavesNoOldPin) {
   }
 }
 
+// Nor must it look as if it had failed. Without a record of the token, which the monitor saw go a moment ago, there is
+// something to make for it afterwards.
+TEST_F(FailingNew, AfterAPinChangeOfATokenWithoutARecord) {
+  for (const char* const name : {"CardChangeAuthenticator user", "CardChangeAuthenticatorEx 1",
+                                 "CardChangeAuthenticator admin", "CardChangeAuthenticatorEx 2"}) {
+    SCOPED_TRACE(name);
+    const EntryCall call = callNamed(name);
+    bool hasFailed = true;
+    unsigned failedLater = 0;
+    for (unsigned successes = 0; hasFailed && successes < kMostAllocations; ++successes) {
+      SCOPED_TRACE(successes);
+      CARD_DATA& record = openFor(call.before);
+      setDebugLog(false);
+      {
+        CallOutputs outputs;
+        const std::function<DWORD()> prepared = call.prepare(record, outputs);
+        outputs.startCall();
+        processState().deviceCache.erase(kSerial);
+        failNewAfter(successes);
+        const DWORD status = prepared();
+        hasFailed = letNewSucceed();
+        bool wasChanged = false;
+        for (const std::string& made : takeCalls()) wasChanged |= made.starts_with("orvane_change");
+        EXPECT_EQ(status, wasChanged ? 0 : code(SCARD_E_NO_MEMORY));
+        EXPECT_EQ(outputs.isUntouched(), !wasChanged);
+        if (wasChanged && hasFailed) {
+          ++failedLater;
+          EXPECT_EQ(processState().deviceCache.getCachedPassword(kSerial).view(), "");
+        }
+      }
+      expectUsable();
+    }
+    EXPECT_EQ(failedLater, 1u);
+  }
+}
+
 }  // namespace
 }  // namespace orvane::test

@@ -1,4 +1,5 @@
 // Changing the token's PINs: CardChangeAuthenticator and CardChangeAuthenticatorEx.
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -36,6 +37,18 @@ struct PinData {
 
 // The library is deliberately called without its lock and the card handle in the two functions below.
 
+// What follows a change that the token has made. A lack of memory in it must not make the change look as if it had
+// failed. There is one only for making the token's record anew, after the monitor saw the token go: then no old PIN is
+// there that would have to go, and the monitor counts everything on when it sees the token again.
+template <typename Step>
+void afterChange(const Step& step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    // The record is made by whoever needs it next.
+  }
+}
+
 // Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
 ChangeResult changeUserPin(const std::string& serial, PinData currentPinData, PinData newPinData) {
   SecretText newPin(newPinData.bytes, newPinData.length);
@@ -46,7 +59,7 @@ ChangeResult changeUserPin(const std::string& serial, PinData currentPinData, Pi
   }
   DeviceCache& devices = processState().deviceCache;
   if (result.isChanged) {
-    devices.storeValidatedPassword(serial, std::move(newPin));
+    afterChange([&] { devices.storeValidatedPassword(serial, std::move(newPin)); });
   } else {
     devices.clearValidatedPassword(serial);
   }
@@ -75,7 +88,7 @@ DWORD changePin(const std::string& serial, PinRole role, PinData currentPinData,
     return refuse(result.attempts != 0 ? SCARD_W_WRONG_CHV : SCARD_W_CHV_BLOCKED, failedLine, result.attempts);
   }
   logDebug(successLine, serial, "]");
-  bumpCacheFreshness(kBumpPins, serial);
+  afterChange([&] { bumpCacheFreshness(kBumpPins, serial); });
   return statusCode(SCARD_S_SUCCESS);
 }
 
