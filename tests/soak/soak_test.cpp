@@ -56,22 +56,34 @@ class LongUse : public CallTest {
     ProcessUsage settled;
     std::array<double, kParts> microseconds{};
     for (unsigned part = 1; part <= kParts; ++part) {
-      const std::clock_t begun = std::clock();
-      for (unsigned i = 0; i < count / kParts; ++i) {
-        step();
-        // The test's own records of what happened.
-        if (i % 64 == 0) forgetAll();
-      }
-      microseconds[part - 1] = 1e6 * static_cast<double>(std::clock() - begun) / CLOCKS_PER_SEC / (count / kParts);
+      microseconds[part - 1] = runPart(count / kParts, step);
       amongTheParts();
       forgetAll();
       const ProcessUsage usage = processUsage();
       std::cout << part * (count / kParts) << ": " << usage.heapBytes / 1024 << " KiB, " << usage.handles
-                << " handles, " << usage.threads << " threads, " << microseconds[part - 1] << " us each\n";
+                << " handles, " << usage.threads << " threads, " << microseconds[part - 1] << " us each" << std::endl;
       if (part == 2) settled = usage;
       if (part > 2) expectFlat(settled, usage);
     }
     std::cout << "time of the last part against the first: " << microseconds.back() / microseconds.front() << "\n";
+  }
+
+  // The processor's time for a step, in microseconds: that of the middle one of a hundred pieces, as others use the
+  // processor, too.
+  double runPart(unsigned count, const std::function<void()>& step) {
+    const unsigned pieces = std::min(count, 100u);
+    std::vector<std::clock_t> times;
+    for (unsigned piece = 0; piece < pieces; ++piece) {
+      const std::clock_t begun = std::clock();
+      for (unsigned i = 0; i < count / pieces; ++i) {
+        step();
+        // The test's own records of what happened.
+        if (i % 64 == 0) forgetAll();
+      }
+      times.push_back(std::clock() - begun);
+    }
+    std::nth_element(times.begin(), times.begin() + pieces / 2, times.end());
+    return 1e6 * static_cast<double>(times[pieces / 2]) / CLOCKS_PER_SEC / (count / pieces);
   }
 
   static void expectFlat(const ProcessUsage& settled, const ProcessUsage& usage) {
@@ -109,7 +121,7 @@ class Soak : public LongUse {
     for (CARD_DATA& record : records_) EXPECT_EQ(deleteContext_(&record), 0u);
     std::cout << polls_ << " polls, " << appearances_ << " appearances, " << comparisons_ << " freshness numbers, "
               << lines_ << " log lines\n";
-    EXPECT_GT(appearances_, std::size(kTokens));
+    EXPECT_GE(appearances_, std::size(kTokens));
     EXPECT_GT(comparisons_, 0u);
     EXPECT_GT(lines_, 0u);
   }
@@ -130,7 +142,7 @@ class Soak : public LongUse {
     ++calls_;
     if (random_() % 50 == 0) changeToken();
     if (calls_ % callsPerPoll_ == 0) poll();
-    if (random_() % 1000 == 0) changeLogLevel();
+    if (calls_ % 100 == 0) changeLogLevel();
     if (calls_ % 20000 == 0) checkLog();
     const std::size_t index = random_() % records_.size();
     CARD_DATA& record = records_[index];
@@ -226,10 +238,10 @@ class Soak : public LongUse {
     ++comparisons_;
   }
 
-  // Mostly errors alone; everything for a while now and then.
+  // In turn, so that every part of the run logs as much: nothing, errors alone, and every twelfth time everything.
   void changeLogLevel() {
     LogLevelValue value;
-    const auto number = static_cast<std::uint32_t>(random_() % 12);
+    const auto number = static_cast<std::uint32_t>(calls_ / 100 % 12);
     if (number < 6) {
       value.type = LogLevelValue::Type::kNumber;
       value.number = number;
