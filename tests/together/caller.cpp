@@ -32,11 +32,6 @@ constexpr const char* kPins[] = {kUserPin,
 constexpr const wchar_t* kRoles[] = {L"user", L"user", L"ADMIN", L"nobody"};
 constexpr DWORD kUntouchedWord = kPoison32;
 
-template <typename List>
-const auto& pick(const List& list, unsigned number) {
-  return list[number % std::size(list)];
-}
-
 // Whether an entry point may answer this at all.
 bool isKnown(DWORD status) {
   constexpr LONG kKnown[] = {SCARD_S_SUCCESS,        ERROR_FILE_NOT_FOUND,        ERROR_OUTOFMEMORY,

@@ -81,6 +81,22 @@ Action drawAction(Draws& draws, unsigned records) {
   return action;
 }
 
+// Makes the actions of a caller ones that change and read the numbers of the first token, but for one in eight.
+void makeAboutNumbers(Draws& draws, std::vector<Action>& actions) {
+  for (Action& action : actions) {
+    const bool isOther = draws.oneIn(8);
+    const bool isChange = !draws.oneIn(3);
+    if (!isOther) {
+      action = {};
+      action.deed = isChange ? Deed::kDeauthenticateEx : Deed::kReadFreshness;
+    }
+    // Without a card handle it is the first token.
+    if (action.deed == Deed::kAcquire) action.numbers[0] = 0;
+    if (action.deed == Deed::kMoveToToken) action = {};
+  }
+  actions.front() = {};
+}
+
 std::string numbersText(const std::array<unsigned, 4>& numbers) {
   std::string text;
   for (const unsigned number : numbers) text += " " + std::to_string(number);
@@ -136,11 +152,14 @@ Plan drawPlan(std::uint64_t seed, unsigned threads, bool isSingleThreaded) {
   plan.mayKeepHandle = draws.oneIn(4);
   plan.endsWithoutMonitor = draws.oneIn(2);
   const auto callerCount = static_cast<unsigned>(plan.callers.size());
+  plan.isAboutNumbers = draws.oneIn(8);
   plan.recordsPerCaller = 1 + draws.below(std::max(1u, kMostContexts / callerCount));
+  if (plan.isAboutNumbers) plan.recordsPerCaller = 1;
   for (unsigned i = 0; i < callerCount; ++i) {
     Draws own(derivedSeed(seed, i + 1));
     plan.callers[i].resize(kFewestCalls + own.below(kMostCalls - kFewestCalls));
     for (Action& action : plan.callers[i]) action = drawAction(own, plan.recordsPerCaller);
+    if (plan.isAboutNumbers) makeAboutNumbers(own, plan.callers[i]);
   }
   Draws around(derivedSeed(seed, 0));
   plan.troubles.resize(plan.callCount() / kCallsPerTrouble);
@@ -148,6 +167,7 @@ Plan drawPlan(std::uint64_t seed, unsigned threads, bool isSingleThreaded) {
     trouble.kind = static_cast<TroubleKind>(drawShare(around, kTroubles));
     drawNumbers(around, trouble.numbers);
     trouble.ownMemory = drawFault(around, 4);
+    if (plan.isAboutNumbers && trouble.kind == TroubleKind::kToken) trouble.numbers[0] |= 1;
   }
   for (unsigned i = 0; i < callerCount; ++i) plan.turns.insert(plan.turns.end(), plan.callers[i].size(), i);
   plan.turns.insert(plan.turns.end(), plan.troubles.size(), callerCount);

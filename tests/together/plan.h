@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,12 @@ class Draws {
  private:
   std::uint64_t state_;
 };
+
+// The one of a list that a drawn number stands for.
+template <typename List>
+const auto& pick(const List& list, unsigned number) {
+  return list[number % std::size(list)];
+}
 
 // The seed of something that belongs to what has `seed`: a round of a run, a thread of a round.
 std::uint64_t derivedSeed(std::uint64_t seed, std::uint64_t index);
@@ -104,6 +111,8 @@ struct Plan {
   bool mayKeepHandle = false;
   // The monitor's thread ends before the minidriver is unloaded, and what is left in the caches is looked at.
   bool endsWithoutMonitor = false;
+  // All callers mostly change and read the numbers of one token, which stays.
+  bool isAboutNumbers = false;
   unsigned recordsPerCaller = 1;
   std::vector<std::vector<Action>> callers;
   std::vector<Trouble> troubles;

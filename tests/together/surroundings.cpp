@@ -35,11 +35,6 @@ constexpr const char* kAnswering[] = {"orvane_init",
 // These may keep a handle from being forgotten.
 constexpr const char* kHandles[] = {"orvane_setExternalSmartcardHandle", "orvane_clearExternalSmartcardHandle"};
 
-template <typename List>
-const auto& pick(const List& list, unsigned number) {
-  return list[number % std::size(list)];
-}
-
 std::string bytesOfRecord(const void* record, std::size_t size) {
   return std::string(static_cast<const char*>(record), size);
 }
