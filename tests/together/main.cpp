@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <random>
@@ -84,6 +85,20 @@ void print(const Plan& plan) {
   }
 }
 
+// Which round it is, for the last word of a process that dies in it.
+char currentRound[160] = "before the first round\n";
+
+void sayRound() {
+  const ssize_t written = write(STDERR_FILENO, currentRound, std::strlen(currentRound));
+  static_cast<void>(written);
+}
+
+void dieSaying(int signal) {
+  sayRound();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
 // A run under way, and its end. A signal ends it after the round.
 volatile std::sig_atomic_t isStopped = 0;
 
@@ -121,6 +136,9 @@ class Run {
  private:
   void playRound(std::uint64_t round) {
     const Plan plan = drawPlan(derivedSeed(options_.seed, round), options_.threads, options_.isSingleThreaded);
+    std::snprintf(currentRound, sizeof(currentRound), "DIED, seed %llu, round %llu (%zu callers%s)\n",
+                  asNumber(options_.seed), asNumber(round), plan.callers.size(),
+                  plan.isSingleThreaded ? ", single thread" : "");
     if (options_.isPrinted) print(plan);
     std::vector<std::string> found;
     {
@@ -155,10 +173,20 @@ class Run {
 }  // namespace
 }  // namespace orvane::test
 
+#ifdef ORVANE_TESTS_SANITIZED
+extern "C" void __sanitizer_set_death_callback(void (*callback)());
+#endif
+
 int main(int count, char** arguments) {
   const orvane::test::Options options = orvane::test::optionsOf(count, arguments);
   for (const int signal : {SIGINT, SIGTERM}) {
     std::signal(signal, [](int) { orvane::test::isStopped = 1; });
   }
+#ifdef ORVANE_TESTS_SANITIZED
+  __sanitizer_set_death_callback(orvane::test::sayRound);
+#else
+  std::signal(SIGSEGV, orvane::test::dieSaying);
+#endif
+  std::signal(SIGABRT, orvane::test::dieSaying);
   return orvane::test::Run(options).play();
 }

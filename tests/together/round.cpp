@@ -36,10 +36,7 @@ void observe(const char* call) { observingModel->noteLibraryCall(call); }
 bool hasMonitorPolled() {
   host::HostMachine& machine = host::hostMachine();
   const std::lock_guard lock(machine.mutex);
-  for (const std::string& event : machine.threadEvents) {
-    if (event.starts_with("pause")) return true;
-  }
-  return false;
+  return !machine.pauses.empty();
 }
 
 // Ends the process when nothing goes on for too long.

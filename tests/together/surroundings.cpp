@@ -77,7 +77,9 @@ void giveKeys(const char* serial, unsigned count) {
   }
 }
 
+// The pretended machine's memory of the monitor's thread, which that thread has asked for.
 void forgetThreadEvents() {
+  machine::takePauses();
   host::HostMachine& machine = host::hostMachine();
   const std::lock_guard lock(machine.mutex);
   std::vector<std::string>().swap(machine.threadEvents);
