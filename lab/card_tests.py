@@ -3,9 +3,9 @@
 
     lab/card_tests.py ARCH REPORT.xml [CASE...]     ARCH: arm64 or x64; the report is of the JUnit kind; CASE: only these
 
-Each case starts stacks of its own, most of them in a system that stays up. It looks at what the tool reports, at the commands that reached the card and at the
-minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC01, and two for decryption and PINs:
-88DEC1 with current firmware and 88DEC2 with an old one, the FIPS switch and two tries.
+Each case starts stacks of its own, most of them in a system that stays up. It looks at what the tool reports, at the commands
+that reached the card and at the minidriver's log. Four tokens are connected: 0012AB, the first of the list, 77CC01, and two for
+decryption and PINs: 88DEC1 with current firmware and 88DEC2 with an old one, the FIPS switch and two tries.
 """
 
 import json
