@@ -35,8 +35,6 @@ struct PinData {
   DWORD length;
 };
 
-// The library is deliberately called without its lock and the card handle in the two functions below.
-
 // What follows a change that the token has made. A lack of memory in it must not make the change look as if it had
 // failed. There is one only for making the token's record anew, after the monitor saw the token go: then no old PIN is
 // there that would have to go, and the monitor counts everything on when it sees the token again.
@@ -48,6 +46,8 @@ void afterChange(const Step& step) {
     // The record is made by whoever needs it next.
   }
 }
+
+// The library is deliberately called without its lock and the card handle in the two functions below.
 
 // Changes the user PIN. Success makes the new PIN the cached one; failure leaves none cached.
 ChangeResult changeUserPin(const std::string& serial, PinData currentPinData, PinData newPinData) {
