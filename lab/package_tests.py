@@ -146,7 +146,7 @@ class Installation:
             elif step.startswith("STATE "):
                 name = step.split()[1]
                 variables = MACHINE_VARIABLES.replace("HKEY_LOCAL_MACHINE", "HKLM")
-                lines += [rf'Z:\build\tools\system_state.exe Z:\out\{name}.state HKLM\Software "{variables}" {SYSTEM_FOLDER} '
+                lines += [rf'Z:\build\tools\system_state.exe Z:\out\{name}.state =HKLM\Software "{variables}" {SYSTEM_FOLDER} '
                           rf'"{TOOL_FOLDER}\*"', rf"if exist {DLL} copy {DLL} Z:\out\{name}.dll >nul"]
             else:
                 lines += [f"call {step}" if ".cmd" in step else step, "echo code %errorlevel%"]
