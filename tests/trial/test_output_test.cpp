@@ -99,6 +99,49 @@ TEST(TrialTestOutput, ADeathOutsideOfTheTestsIsAFailureOfItsOwn) {
   EXPECT_EQ(linesIn("", one, ""), (Lines{"not tried Suite.Only 0 the program had ended before"}));
 }
 
+// All suites of one process in one line each, with "|" between two suites.
+std::string inTurn(std::string_view output, const std::vector<Suite>& suites, std::string_view end) {
+  std::string all;
+  for (const std::vector<Result>& some : resultsInTurn(output, suites, end)) {
+    all += all.empty() ? "" : "| ";
+    for (const Result& result : some) all += result.subject.substr(0, 7) + ": " + lineOf(result) + " ";
+  }
+  return all;
+}
+
+TEST(TrialTestOutput, SeveralSuitesOfOneProcess) {
+  const std::vector<Suite> suites = {{"Log", {"One", "Two"}}, {"LogFile", {"One"}}, {"Reader", {"One"}}};
+  const std::string first = "[ RUN      ] Log.One\n[       OK ] Log.One (1 ms)\n[ RUN      ] Log.Two\n";
+  const std::string second = first + "[       OK ] Log.Two (2 ms)\n[ RUN      ] LogFile.One\n";
+  const std::string third = second + "[  FAILED  ] LogFile.One (3 ms)\n[ RUN      ] Reader.One\n";
+  const std::string whole = third + "[       OK ] Reader.One (4 ms)\n";
+  struct Row {
+    const char* what;
+    std::string output, end, results;
+  };
+  const Row rows[] = {
+      {"to the end", whole, "",
+       "The log: passed Log.One 1 The log: passed Log.Two 2 | The log: failed LogFile.One 3 "
+       "| What a : passed Reader.One 4 "},
+      {"an end that is no good belongs to the last suite", whole, "E",
+       "The log: passed Log.One 1 The log: passed Log.Two 2 | The log: failed LogFile.One 3 "
+       "| What a : passed Reader.One 4 What a : failed Reader.(the end of the program) 0 E "},
+      {"died in the second suite: the third has not been tried", second, "E",
+       "The log: passed Log.One 1 The log: passed Log.Two 2 | The log: failed LogFile.One 0 E\n "},
+      {"died in the first", first, "E", "The log: passed Log.One 1 The log: failed Log.Two 0 E\n "},
+      {"died before the first", "", "E",
+       "The log: not tried Log.One 0 the program had ended before The log: not tried Log.Two 0 the program had ended "
+       "before The log: failed Log.(the end of the program) 0 E "},
+      {"ended without a word", third, "",
+       "The log: passed Log.One 1 The log: passed Log.Two 2 | The log: failed LogFile.One 3 "
+       "| What a : failed Reader.One 0 the program ended without a word\n "},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    EXPECT_EQ(inTurn(row.output, suites, row.end), row.results);
+  }
+}
+
 TEST(TrialTestOutput, SuitesHaveTheirSubjects) {
   EXPECT_EQ(subjectOf("ToolReader"), "The support tool, inside");
   EXPECT_EQ(subjectOf("Unload/Ends"), "Loading, unloading, the end of a process");

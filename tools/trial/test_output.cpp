@@ -34,10 +34,13 @@ double secondsIn(std::string_view line) {
   return std::strtod(std::string(line.substr(open + 1)).c_str(), nullptr) / 1000;
 }
 
+// What stands before the name of each test of a suite when it begins.
+std::string beginningOf(const Suite& suite) { return std::string(kRun) + suite.name + "."; }
+
 // Goes through the lines and keeps what they say about each test.
 class Reader {
  public:
-  Reader(const Suite& suite, std::string_view subject) : suite_(suite), subject_(subject) {}
+  Reader(const Suite& suite, std::string_view subject) : suite_(suite), subject_(subject), mark_(beginningOf(suite)) {}
 
   void read(std::string_view line) {
     // What the minidriver prints has not always a line of its own.
@@ -47,8 +50,8 @@ class Reader {
       take(line.substr(0, found));
       return true;
     };
-    if (const std::size_t begun = line.find(kRun); begun != std::string_view::npos) {
-      running_ = std::string(line.substr(begun + kRun.size() + suite_.name.size() + 1));
+    if (const std::size_t begun = line.find(mark_); begun != std::string_view::npos) {
+      running_ = std::string(line.substr(begun + mark_.size()));
       text_.clear();
     } else if (running_.empty()) {
       return;
@@ -96,6 +99,7 @@ class Reader {
 
   const Suite& suite_;
   std::string subject_;
+  std::string mark_;     // what stands before a test's name when it begins
   std::string running_;  // the test that has begun and not ended; empty for none
   std::string text_;     // what was printed meanwhile
   std::map<std::string, Result> done_;
@@ -121,6 +125,19 @@ std::vector<Result> resultsIn(std::string_view output, const Suite& suite, std::
   Reader reader(suite, subject);
   for (const std::string_view line : linesOf(output)) reader.read(line);
   return reader.results(end);
+}
+
+std::vector<std::vector<Result>> resultsInTurn(std::string_view output, std::span<const Suite> suites,
+                                               std::string_view end) {
+  std::size_t last = 0;
+  for (std::size_t i = 0; i < suites.size(); ++i) {
+    if (output.find(beginningOf(suites[i])) != std::string_view::npos) last = i;
+  }
+  std::vector<std::vector<Result>> all;
+  for (std::size_t i = 0; i <= last; ++i) {
+    all.push_back(resultsIn(output, suites[i], subjectOf(suites[i].name), i == last ? end : ""));
+  }
+  return all;
 }
 
 std::string subjectOf(std::string_view suite) {

@@ -2,6 +2,7 @@
 #ifndef ORVANE_TRIAL_TEST_OUTPUT_H
 #define ORVANE_TRIAL_TEST_OUTPUT_H
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,11 +20,18 @@ struct Suite {
 // Reads the output of "--gtest_list_tests". What is no list gives no suites.
 std::vector<Suite> suitesIn(std::string_view list);
 
-// Reads what a program printed while it ran all tests of one suite. `end` says how the program ended if it did not end
-// by itself in the usual way, else it is empty. The test that ran then has failed; if none did, a result of its own
-// says so. Those that did not come any more were not tried. Gives one result for each test of the suite.
+// Reads what a program printed while it ran all tests of one suite, and perhaps those of others. `end` says how the
+// program ended if it did not end by itself in the usual way, else it is empty. The test that ran then has failed; if
+// none did, a result of its own says so. Those that did not come any more were not tried. Gives one result for each
+// test of the suite.
 std::vector<Result> resultsIn(std::string_view output, const Suite& suite, std::string_view subject,
                               std::string_view end);
+
+// Reads what a program printed that was to run all tests of `suites`, which are not none, in their order. Gives the
+// results of each suite up to the last that began, at which the program ended; those of the first if none began. `end`
+// as above, about that suite. Suites behind it have not been tried by this process.
+std::vector<std::vector<Result>> resultsInTurn(std::string_view output, std::span<const Suite> suites,
+                                               std::string_view end);
 
 // The group in which a person looks for a suite.
 std::string subjectOf(std::string_view suite);

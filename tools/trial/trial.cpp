@@ -2,10 +2,12 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "child_process.h"
 #include "machine.h"
@@ -25,6 +27,9 @@ constexpr const char* kTool = "The support tool with this machine's readers";
 using nlohmann::literals::operator""_json_pointer;
 
 constexpr const char* kTraces = "Nothing stays behind";
+
+// Suites in one process: few, so that it is seen how far the trial is, and that a limit of time fits.
+constexpr std::size_t kTogether = 16;
 
 // The tool's exit codes for what a machine may lack.
 constexpr DWORD kNoCard = 3;
@@ -66,34 +71,49 @@ Result load(const Setting& setting, const std::wstring& library) {
   return plain(kStart, "Loads " + toUtf8(library), problem, ending.seconds);
 }
 
-// All tests of one program, each suite in a process of its own.
+// The tests of some suites in one process, as far as that comes; the results of each suite that it came to.
+std::vector<std::vector<Result>> runSuites(const Setting& setting, const wchar_t* program,
+                                           std::span<const Suite> suites) {
+  std::wstring filter;
+  for (const Suite& suite : suites) {
+    filter += (filter.empty() ? L"" : L":") + std::wstring(suite.name.begin(), suite.name.end()) + L".*";
+  }
+  const Ending ending = run(setting, program, L"\"--gtest_filter=" + filter + L"\" --gtest_color=no");
+  std::string end = endingText(ending);
+  if (end.empty() && ending.exitCode != 0 && ending.output.find("[  FAILED  ]") == std::string::npos) {
+    end = "the program ended with 1, and no test failed";
+  }
+  std::vector<std::vector<Result>> some = resultsInTurn(ending.output, suites, end);
+  const std::size_t last = some.size() - 1;
+  if (!isExitCodeJudged() && some[last].size() > suites[last].tests.size()) some[last].pop_back();
+  return some;
+}
+
+// All tests of one program, some suites in a process. Where one ends before its time, the next goes on.
 void runTests(const Setting& setting, const wchar_t* program, std::vector<Result>& results) {
   const Ending listing = run(setting, program, L"--gtest_list_tests");
-  const std::vector<Suite> suites = suitesIn(listing.output);
+  std::vector<Suite> suites = suitesIn(listing.output);
   std::string problem = endingText(listing);
   if (problem.empty() && suites.empty()) problem = "it lists no tests";
   results.push_back(plain(kStart, "Starts " + toUtf8(program), problem, listing.seconds));
   if (!problem.empty()) return;
-  for (std::size_t i = 0; i < suites.size(); ++i) {
-    const Suite& suite = suites[i];
-    if (const char* const reason = whyLeftOut(suite.name); reason != nullptr) {
-      for (const std::string& test : suite.tests) {
-        results.push_back({subjectOf(suite.name), suite.name, test, State::kNotTried, 0, reason});
-      }
-      continue;
+  for (const Suite& suite : suites) {
+    const char* const reason = whyLeftOut(suite.name);
+    if (reason == nullptr) continue;
+    for (const std::string& test : suite.tests) {
+      results.push_back({subjectOf(suite.name), suite.name, test, State::kNotTried, 0, reason});
     }
-    std::wstring filter(suite.name.begin(), suite.name.end());
-    const Ending ending = run(setting, program, L"\"--gtest_filter=" + filter + L".*\" --gtest_color=no");
-    std::string end = endingText(ending);
-    if (end.empty() && ending.exitCode != 0 && ending.output.find("[  FAILED  ]") == std::string::npos) {
-      end = "the program ended with 1, and no test failed";
+  }
+  std::erase_if(suites, [](const Suite& suite) { return whyLeftOut(suite.name) != nullptr; });
+  for (std::size_t done = 0; done < suites.size();) {
+    const std::span<const Suite> next = std::span(suites).subspan(done, std::min(kTogether, suites.size() - done));
+    for (const std::vector<Result>& some : runSuites(setting, program, next)) {
+      const std::size_t bad = countOf(some, State::kFailed);
+      say("  " + std::to_string(done + 1) + " of " + std::to_string(suites.size()) + "  " + suites[done].name +
+          (bad == 0 ? "" : ": FAILED " + std::to_string(bad)));
+      results.insert(results.end(), some.begin(), some.end());
+      ++done;
     }
-    std::vector<Result> some = resultsIn(ending.output, suite, subjectOf(suite.name), end);
-    if (!isExitCodeJudged() && some.size() > suite.tests.size()) some.pop_back();
-    const std::size_t bad = countOf(some, State::kFailed);
-    say("  " + std::to_string(i + 1) + " of " + std::to_string(suites.size()) + "  " + suite.name +
-        (bad == 0 ? "" : ": FAILED " + std::to_string(bad)));
-    results.insert(results.end(), some.begin(), some.end());
   }
 }
 
