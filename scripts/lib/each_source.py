@@ -3,11 +3,15 @@
 
     scripts/lib/each_source.py [--also FILE]... BUILD-FOLDER STAMPS FOLDER... -- COMMAND...
 
-The sources are those in the build folder's compile_commands.json that lie in one of the FOLDERs; the command gets the source as
-its last word, and what it prints is shown when its status is not 0. What has passed once is not looked at again: as with objects
-that need not be compiled again, it is the same source with the same headers, compiled in the same way, the same checker, and the
-same FILEs that it goes by. For that, a file with the hash of all this as its name is left in the folder STAMPS, and removed
-when it was of no use for a month. The status is 0 if nothing was found.
+The sources are those in the build folder's compile_commands.json that lie in one of the FOLDERs; the command, in which
+BUILD-FOLDER stands as a word, gets the source as its last word, and what it prints is shown when its status is not 0. What has
+passed once is not looked at again: as with objects that need not be compiled again, it is the same source with the same headers,
+compiled in the same way, the same checker, and the same FILEs that it goes by. For that, a file with the hash of all this as its
+name is left in the folder STAMPS, and removed when it was of no use for a month. The status is 0 if nothing was found.
+
+Most of a checker's time goes into the headers of others, so some sources are looked at together, as one that includes them. Where
+something is found, each is looked at again by itself: what is said of a source is always said of that source alone. Sources that
+cannot stand in one file are taken in halves.
 """
 
 import argparse
@@ -24,6 +28,7 @@ import time
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 MONTH = 30 * 24 * 3600
+TOGETHER = 6  # sources in one file; with more of them, one that cannot stand with the others costs more
 
 
 class Hashes:
@@ -38,13 +43,19 @@ class Hashes:
         return self._known[path]
 
 
-def headers(entry):
-    """The source and everything that it includes, the system's headers too."""
+def without_output(entry):
+    """The words that compile a source, but for what says where the result goes."""
     words = shlex.split(entry["command"])
     output = words.index("-o")
     del words[output:output + 2]
     words.remove("-c")
-    rule = subprocess.run([*words, "-M", "-w"], cwd=entry["directory"], capture_output=True, text=True, check=True).stdout
+    return words
+
+
+def headers(entry):
+    """The source and everything that it includes, the system's headers too."""
+    rule = subprocess.run([*without_output(entry), "-M", "-w"], cwd=entry["directory"], capture_output=True, text=True,
+                          check=True).stdout
     names = shlex.split(rule.replace("\\\n", " ").split(":", 1)[1])
     return [pathlib.Path(entry["directory"], name).resolve() for name in names]
 
@@ -66,17 +77,57 @@ def stamp(entry, command, also, hashes):
     return hashlib.sha256("\n".join(parts).encode()).hexdigest()
 
 
-def look_at(entry, command, also, stamps, hashes):
-    """What was found in a source; None for one that is as it was when it passed."""
-    mark = stamps / stamp(entry, command, also, hashes)
-    if mark.exists():
-        mark.touch()
-        return None
-    run = subprocess.run([*command, os.path.relpath(entry["file"])], capture_output=True, text=True, check=False)
-    if run.returncode == 0:
-        mark.touch()
+def switches(entry):
+    """How a source is compiled: what sources have in common that can stand in one file."""
+    return entry["directory"], tuple(word for word in without_output(entry) if word != entry["file"])
+
+
+def together(entries, folder):
+    """Writes a source that includes these, and a compile_commands.json for it; returns whether that compiles."""
+    folder.mkdir(parents=True, exist_ok=True)
+    source = folder / "together.cpp"
+    source.write_text("".join(
+        f'#include "{entry["file"]}"  // NOLINT(bugprone-suspicious-include)\n' for entry in entries))
+    directory, words = switches(entries[0])
+    command = [*words, "-c", str(source), "-o", "together.o"]
+    (folder / "compile_commands.json").write_text(json.dumps(
+        [{"directory": directory, "command": shlex.join(command), "file": str(source)}]))
+    run = subprocess.run([*words, "-w", "-fsyntax-only", source], cwd=directory, stderr=subprocess.DEVNULL, check=False)
+    return run.returncode == 0
+
+
+class Checker:
+    """A command that looks at sources, and the marks of those that have passed."""
+
+    def __init__(self, command, build, stamps):
+        self._command, self._build, self._stamps = command, build, stamps
+        self._folder = (build / "together").resolve() / stamps.name
+
+    def empty_folder(self):
+        shutil.rmtree(self._folder, ignore_errors=True)
+
+    def _run(self, build, source):
+        words = [str(build) if word == str(self._build) else word for word in self._command]
+        return subprocess.run([*words, os.path.relpath(source)], capture_output=True, text=True, check=False)
+
+    def look_at(self, some):
+        """What is found in some sources that are compiled in the same way; `some` are pairs of an entry and its stamp."""
+        if len(some) == 1:
+            entry, mark = some[0]
+            run = self._run(self._build, entry["file"])
+            if run.returncode != 0:
+                return run.stdout + run.stderr or f"{entry['file']}: status {run.returncode}\n"
+            (self._stamps / mark).touch()
+            return ""
+        folder = self._folder / some[0][1]
+        if not together([entry for entry, _ in some], folder):
+            half = len(some) // 2
+            return self.look_at(some[:half]) + self.look_at(some[half:])
+        if self._run(folder, folder / "together.cpp").returncode != 0:
+            return "".join(self.look_at([each]) for each in some)
+        for _, mark in some:
+            (self._stamps / mark).touch()
         return ""
-    return run.stdout + run.stderr or f"{entry['file']}: status {run.returncode}\n"
 
 
 def main():
@@ -98,12 +149,24 @@ def main():
         if time.time() - mark.stat().st_mtime > MONTH:
             mark.unlink()
     hashes = Hashes()
+    checker = Checker(command, given.build, given.stamps)
+    checker.empty_folder()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        results = list(pool.map(lambda entry: look_at(entry, command, given.also, given.stamps, hashes), entries))
+        stamped = list(zip(entries, pool.map(lambda entry: stamp(entry, command, given.also, hashes), entries)))
+        groups = {}
+        for entry, mark in stamped:
+            if (given.stamps / mark).exists():
+                (given.stamps / mark).touch()
+            else:
+                groups.setdefault(switches(entry), []).append((entry, mark))
+        some = [group[at:at + TOGETHER] for group in groups.values() for at in range(0, len(group), TOGETHER)]
+        results = list(pool.map(checker.look_at, some))
+    checker.empty_folder()
     # What stands in a header is found with every source that includes it.
-    found = dict.fromkeys(line for result in results if result for line in result.splitlines())
+    found = dict.fromkeys(line for result in results for line in result.splitlines())
     print(*found, sep="\n", end="\n" if found else "")
-    print(f"{len(results)} sources, {results.count(None)} of them as they were when they passed", file=sys.stderr)
+    anew = sum(map(len, some))
+    print(f"{len(entries)} sources, {len(entries) - anew} of them as they were when they passed", file=sys.stderr)
     return 1 if found else 0
 
 
