@@ -5,12 +5,12 @@
 namespace orvane {
 namespace {
 
-ProcessName name;
+ProcessName ownName;
 // Nothing is destroyed, so it is of use even after its turn.
 static_assert(std::is_trivially_destructible_v<ProcessName>);
 
 }  // namespace
 
-ProcessName& processName() noexcept { return name; }
+ProcessName& processName() noexcept { return ownName; }
 
 }  // namespace orvane

@@ -57,7 +57,6 @@ TEST(ToolDoctorWords, StatusStandsBehindItsMeaning) {
   EXPECT_EQ(inWords(ToolError("CardReadFile", 0x12345678)), "CardReadFile failed: 0x12345678");
   EXPECT_EQ(inWords(ToolError(ExitCode::kCheckFailed, "the data is bad")), "the data is bad");
   EXPECT_EQ(capitalised(""), "");
-  EXPECT_EQ(inQuotes("a"), "\"a\"");
 }
 
 }  // namespace

@@ -8,22 +8,22 @@ namespace {
 // Distinct lines that are remembered; of a library that prints ever new ones, later lines show each time.
 constexpr std::size_t kMostLines = 200;
 
-struct Meaning {
+struct LineMeaning {
   std::string_view line;
   std::string_view text;
 };
 
 // What the minidriver prints for every line of its log that is lost.
-constexpr Meaning kMeanings[] = {
+constexpr LineMeaning kLineMeanings[] = {
     {"Unable to write log", "its log cannot be written; the link \"Log\" of \"orvane-card doctor\" says more"},
     {"Unable to getLogBaseFolderPath",
      "there is no temporary folder for its log; the link \"Log\" of \"orvane-card doctor\" says more"},
 };
 
-const Meaning* meaningOf(std::string_view line) {
-  const auto* found =
-      std::find_if(std::begin(kMeanings), std::end(kMeanings), [line](const Meaning& row) { return row.line == line; });
-  return found == std::end(kMeanings) ? nullptr : found;
+const LineMeaning* meaningOfLine(std::string_view line) {
+  const auto* found = std::find_if(std::begin(kLineMeanings), std::end(kLineMeanings),
+                                   [line](const LineMeaning& row) { return row.line == line; });
+  return found == std::end(kLineMeanings) ? nullptr : found;
 }
 
 std::string shown(const std::string& line) { return "A library printed: " + line; }
@@ -39,7 +39,7 @@ bool LibraryMessages::note(const std::string& line) {
     return false;
   }
   if (counts_.size() < kMostLines) counts_.emplace_back(line, 1);
-  return !meaningOf(line);
+  return !meaningOfLine(line);
 }
 
 std::vector<std::string> LibraryMessages::add(std::string_view printed) {
@@ -59,7 +59,7 @@ std::vector<std::string> LibraryMessages::add(std::string_view printed) {
 std::vector<std::string> LibraryMessages::summary() {
   std::vector<std::string> lines = add("\n");
   for (const auto& [line, count] : counts_) {
-    const Meaning* meaning = meaningOf(line);
+    const LineMeaning* meaning = meaningOfLine(line);
     if (meaning) {
       lines.push_back("The minidriver printed \"" + line + "\" (" + std::to_string(count) +
                       (count == 1 ? " time): " : " times): ") + std::string(meaning->text) + ".");

@@ -21,7 +21,7 @@ constexpr BYTE kAcceptedAtr[] = {0x3B, 0x8E, 0x80, 0x01, 0x50, 0x4B, 0x03, 0x58,
 static_assert(sizeof(kAcceptedAtr) == 19);
 
 // Size of an ATR buffer: no more is read of a mismatching one, whatever length the caller states.
-constexpr std::size_t kAtrBufferSize = 36;
+constexpr std::size_t kReadableAtrSize = 36;
 
 bool isAcceptedAtr(const CARD_DATA& cardData) noexcept {
   return cardData.cbAtr == sizeof(kAcceptedAtr) && cardData.pbAtr != nullptr &&
@@ -29,7 +29,7 @@ bool isAcceptedAtr(const CARD_DATA& cardData) noexcept {
 }
 
 DWORD refuseAtr(const CARD_DATA& cardData) noexcept {
-  const std::size_t length = cardData.pbAtr != nullptr ? std::min<std::size_t>(cardData.cbAtr, kAtrBufferSize) : 0;
+  const std::size_t length = cardData.pbAtr != nullptr ? std::min<std::size_t>(cardData.cbAtr, kReadableAtrSize) : 0;
   logError("ATR length :: ", cardData.cbAtr);
   logError("ATR value  :: ", hexBytes(cardData.pbAtr, length));
   return refuse(SCARD_E_UNKNOWN_CARD, "ATR VALUE or length IS MISMATCH");

@@ -4,6 +4,8 @@
 #include <array>
 #include <cctype>
 
+#include "text/bytes.h"
+#include "text/phrases.h"
 #include "text/style.h"
 #include "tool_error.h"
 
@@ -16,7 +18,7 @@ struct PurposeName {
 };
 
 // As Windows' own dialog for certificates names them.
-constexpr PurposeName kPurposes[] = {
+constexpr PurposeName kPurposeNames[] = {
     {"1.3.6.1.5.5.7.3.1", "Server Authentication"},
     {"1.3.6.1.5.5.7.3.2", "Client Authentication"},
     {"1.3.6.1.5.5.7.3.3", "Code Signing"},
@@ -29,19 +31,11 @@ constexpr PurposeName kPurposes[] = {
     {"2.5.29.37.0", "Any Purpose"},
 };
 
-std::string listed(const std::vector<std::string>& texts) {
-  std::string list;
-  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
-  return list;
-}
-
 std::string lowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char unit) { return static_cast<char>(std::tolower(unit)); });
   return text;
 }
-
-bool isHexDigit(char unit) { return std::isxdigit(static_cast<unsigned char>(unit)) != 0; }
 
 // The digits of a thumbprint as it was typed or copied. Windows' dialog puts an invisible mark before it.
 std::string digitsOf(const std::string& thumbprint) {
@@ -76,7 +70,7 @@ std::vector<std::string> keyUsageNames(std::uint8_t usage) {
 }
 
 std::string purposeName(std::string_view identifier) {
-  for (const PurposeName& row : kPurposes) {
+  for (const PurposeName& row : kPurposeNames) {
     if (row.identifier == identifier) return std::string(row.name);
   }
   return std::string(identifier);

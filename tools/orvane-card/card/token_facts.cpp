@@ -5,13 +5,9 @@
 #include <utility>
 
 #include "minidriver/frame/serial_resolution.h"
+#include "text/phrases.h"
 
 namespace orvane::tool {
-namespace {
-
-std::string inQuotes(const std::string& text) { return "\"" + text + "\""; }
-
-}  // namespace
 
 SerialOrigin serialOriginOf(const std::string& serial, std::string_view readerName, const SerialAnswer& answer) {
   if (serial.empty() || readerName.empty()) return SerialOrigin::kUnknown;

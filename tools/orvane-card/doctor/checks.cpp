@@ -6,17 +6,12 @@
 
 #include "doctor/words.h"
 #include "support/text_compare.h"
+#include "text/phrases.h"
 
 namespace orvane::tool {
 namespace {
 
 constexpr const char* kPlugIn = "Plug the token in; if it is in, unplug it, wait a moment and plug it in again.";
-constexpr const char* kInstallAgain = "Install the minidriver again, with the package for this machine.";
-std::string listed(const std::vector<std::string>& texts) {
-  std::string list;
-  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
-  return list;
-}
 
 // A library that is there: is it one, and for this process?
 std::optional<Finding> judgeKind(const LibraryFile& file, std::uint16_t machine, const std::string& advice) {

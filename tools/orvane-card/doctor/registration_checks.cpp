@@ -4,11 +4,11 @@
 #include "doctor/checks.h"
 #include "doctor/words.h"
 #include "support/text_compare.h"
+#include "text/phrases.h"
 
 namespace orvane::tool {
 namespace {
 
-constexpr const char* kInstallAgain = "Install the minidriver again, with the package for this machine.";
 // The entry that the packages of the minidriver make.
 constexpr std::string_view kOwnEntry = "Brightfold Orvane";
 constexpr const char* kCardTypes = "HKLM\\SOFTWARE\\Microsoft\\Cryptography\\Calais\\SmartCards\\";

@@ -8,7 +8,7 @@
 namespace orvane::tool {
 namespace {
 
-constexpr const char* kPlugInAgain =
+constexpr const char* kThenPlugInAgain =
     " Then unplug the token and plug it in again; Windows copies its certificates when it is plugged in.";
 
 std::string nameOf(const StoredCertificate& certificate) { return certificate.key + ", " + certificate.subject + ","; }
@@ -50,16 +50,16 @@ void checkStored(const StoredCertificate& certificate, Problems& problems) {
   const std::string name = nameOf(certificate);
   if (certificate.provider.empty()) {
     problems.add(broken("The certificate of " + name + " is in the store, but without its key.",
-                        std::string("Delete it in certmgr.msc, below Personal.") + kPlugInAgain));
+                        std::string("Delete it in certmgr.msc, below Personal.") + kThenPlugInAgain));
   } else if (certificate.provider != kCryptoProvider && certificate.provider != kKeyStorageProvider) {
     problems.add(broken("The certificate of " + name + " is tied to another provider: " + certificate.provider + ".",
                         std::string("Remove the other software for this token, and delete the certificate in "
                                     "certmgr.msc, below Personal.") +
-                            kPlugInAgain));
+                            kThenPlugInAgain));
   } else if (!equalsIgnoreCase(lastPart(certificate.keyName), certificate.guid)) {
     problems.add(broken("The certificate of " + name + " is tied to another key: " + certificate.keyName +
                             " instead of " + certificate.guid + ".",
-                        std::string("Delete it in certmgr.msc, below Personal.") + kPlugInAgain));
+                        std::string("Delete it in certmgr.msc, below Personal.") + kThenPlugInAgain));
   } else if (certificate.trustErrors) {
     problems.add(distrusted(certificate));
   } else if (usesOf(certificate).empty()) {
@@ -97,13 +97,13 @@ Finding judgeMissing(const StoreFacts& facts, const std::string& missing) {
       return broken(text + " The service that copies them there (CertPropSvc) is disabled.",
                     std::string("As an administrator: sc.exe config CertPropSvc start= demand, then: sc.exe start "
                                 "CertPropSvc.") +
-                        kPlugInAgain);
+                        kThenPlugInAgain);
     case ServiceState::kStopped:
       return broken(text + " The service that copies them there (CertPropSvc) does not run.",
-                    std::string("As an administrator: sc.exe start CertPropSvc.") + kPlugInAgain);
+                    std::string("As an administrator: sc.exe start CertPropSvc.") + kThenPlugInAgain);
     default:
       return broken(text + " The service that copies them there (CertPropSvc) runs, and has not done it.",
-                    std::string("Run this as the user who misses them, not as another one.") + kPlugInAgain +
+                    std::string("Run this as the user who misses them, not as another one.") + kThenPlugInAgain +
                         " If that does not help, \"certutil -scinfo\" asks Windows' own way.");
   }
 }

@@ -14,6 +14,4 @@ std::string inWords(const ToolError& error) {
   return meaning + " [" + message.substr(0, failed) + ": " + statusLabel(*error.status()) + "]";
 }
 
-std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 }  // namespace orvane::tool

@@ -15,8 +15,8 @@ namespace orvane::tool {
 // whose status has no meaning in words, the message.
 std::string inWords(const ToolError& error);
 
-// inQuotes puts a text into quotation marks.
-std::string inQuotes(std::string_view text);
+// What helps when files or registry entries of the minidriver are not as they should be.
+inline constexpr const char* kInstallAgain = "Install the minidriver again, with the package for this machine.";
 
 }  // namespace orvane::tool
 

@@ -1,11 +1,11 @@
 #include "log/explanations.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cstdint>
 
 #include "card/status_names.h"
+#include "text/bytes.h"
 
 namespace orvane::tool {
 namespace {
@@ -100,7 +100,6 @@ constexpr KnownLine kKnownLines[] = {
     {"pfnCspAlloc failed", "The calling program could not provide memory."},
 };
 
-bool isHexDigit(char unit) { return std::isxdigit(static_cast<unsigned char>(unit)) != 0; }
 bool isNameUnit(char unit) { return (unit >= 'A' && unit <= 'Z') || (unit >= '0' && unit <= '9') || unit == '_'; }
 
 void addStatus(std::uint32_t status, std::vector<std::string>& explanations) {

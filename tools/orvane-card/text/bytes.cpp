@@ -1,6 +1,7 @@
 #include "text/bytes.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <stdexcept>
 
@@ -23,6 +24,8 @@ std::string hexNumber(std::uint32_t number, std::size_t digits) {
                                 static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
   return hexText(bytes, sizeof bytes).substr(8 - digits);
 }
+
+bool isHexDigit(char unit) { return std::isxdigit(static_cast<unsigned char>(unit)) != 0; }
 
 Bytes fromHex(std::string_view text) {
   const auto refused = [text](const char* why) {

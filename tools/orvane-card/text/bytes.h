@@ -20,6 +20,9 @@ std::string toHex(ByteView data, std::string_view separator = {});
 // hexNumber writes a number as `digits` upper-case digits, at most eight.
 std::string hexNumber(std::uint32_t number, std::size_t digits);
 
+// isHexDigit is true for the digits of hexadecimal numbers, in either case.
+bool isHexDigit(char unit);
+
 // fromHex reads pairs of hexadecimal digits in either case; blanks, colons and dashes between pairs are skipped.
 // Throws ToolError (ExitCode::kUsage) for any other character or an odd number of digits.
 Bytes fromHex(std::string_view text);
