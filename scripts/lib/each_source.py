@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Has a checker look at each source that a build compiles, several at a time.
 
-    scripts/lib/each_source.py [--also FILE]... BUILD-FOLDER STAMPS FOLDER... -- COMMAND...
+    scripts/lib/each_source.py [--alone] [--also FILE]... BUILD-FOLDER STAMPS FOLDER... -- COMMAND...
 
 The sources are those in the build folder's compile_commands.json that lie in one of the FOLDERs; the command, in which
 BUILD-FOLDER stands as a word, gets the source as its last word, and what it prints is shown when its status is not 0. What has
@@ -11,7 +11,7 @@ name is left in the folder STAMPS, and removed when it was of no use for a month
 
 Most of a checker's time goes into the headers of others, so some sources are looked at together, as one that includes them. Where
 something is found, each is looked at again by itself: what is said of a source is always said of that source alone. Sources that
-cannot stand in one file are taken in halves.
+cannot stand in one file are taken in halves. --alone is for a checker that looks less closely at what is included.
 """
 
 import argparse
@@ -132,6 +132,7 @@ class Checker:
 
 def main():
     parser = argparse.ArgumentParser(allow_abbrev=False)
+    parser.add_argument("--alone", action="store_true")
     parser.add_argument("--also", type=pathlib.Path, action="append", default=[])
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("stamps", type=pathlib.Path)
@@ -159,7 +160,8 @@ def main():
                 (given.stamps / mark).touch()
             else:
                 groups.setdefault(switches(entry), []).append((entry, mark))
-        some = [group[at:at + TOGETHER] for group in groups.values() for at in range(0, len(group), TOGETHER)]
+        size = 1 if given.alone else TOGETHER
+        some = [group[at:at + size] for group in groups.values() for at in range(0, len(group), size)]
         results = list(pool.map(checker.look_at, some))
     checker.empty_folder()
     # What stands in a header is found with every source that includes it.
