@@ -1,10 +1,9 @@
 // Writes down what is there in an emulated system; lab/system_state.py compiles it and reads what it writes. A program
 // of our own, as Windows' own programs for this write line by line, which takes minutes under emulation.
 //
-//   system_state.exe FILE WHAT...    WHAT: a branch of the registry, "HKLM" or "HKCU", or "HKLM\" and a key; "=" and
-//   such a
-//                                    branch; or a folder, the names in which are listed, and if it ends with "\*" those
-//                                    in all folders in it
+//   system_state.exe FILE WHAT...
+//     WHAT: a branch of the registry, "HKLM" or "HKCU", or "HKLM\" and a key; "=" and such a branch; or a folder, the
+//     names in which are listed, and if it ends with "\*" those in all folders in it
 //
 // FILE holds records, each of three 32-bit numbers, a text in UTF-16 and bytes: the kind, the length of the text in
 // bytes, and that of the bytes. What is not there makes no records. The status is 0 if all was written.

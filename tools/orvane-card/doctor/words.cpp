@@ -1,5 +1,6 @@
 #include "doctor/words.h"
 
+#include <string_view>
 #include <utility>
 
 #include "card/status_names.h"

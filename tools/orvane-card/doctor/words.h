@@ -3,7 +3,6 @@
 #define ORVANE_TOOL_DOCTOR_WORDS_H
 
 #include <string>
-#include <string_view>
 
 #include "text/style.h"
 #include "tool_error.h"
