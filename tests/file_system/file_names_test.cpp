@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -84,8 +85,9 @@ TEST(FileNames, TellTheContainer) {
 }
 
 TEST(FileNames, AreMadeFromTheContainer) {
-  EXPECT_EQ(certificateFileName("ksc", 0), "ksc0");
-  EXPECT_EQ(certificateFileName("kxc", 10), "kxc10");
+  EXPECT_EQ(certificateFileName("ksc", 0).view(), "ksc0");
+  EXPECT_EQ(certificateFileName("kxc", 10).view(), "kxc10");
+  EXPECT_EQ(certificateFileName("kxc", SIZE_MAX).view(), "kxc18446744073709551615");
 }
 
 }  // namespace

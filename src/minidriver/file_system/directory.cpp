@@ -27,8 +27,8 @@ void forEachFileInMscp(const ProviderContext& context, const Take& take) {
     const ContainerEntry& container = context.container(index);
     if (container.keyPairs.empty()) continue;
     const auto usage = container.keyPairs.front().keyUsage;
-    if (isSignatureUsage(usage)) take(certificateFileName(szUSER_SIGNATURE_CERT_PREFIX, index));
-    if (isKeyExchangeUsage(usage)) take(certificateFileName(szUSER_KEYEXCHANGE_CERT_PREFIX, index));
+    if (isSignatureUsage(usage)) take(certificateFileName(szUSER_SIGNATURE_CERT_PREFIX, index).view());
+    if (isKeyExchangeUsage(usage)) take(certificateFileName(szUSER_KEYEXCHANGE_CERT_PREFIX, index).view());
   }
 }
 

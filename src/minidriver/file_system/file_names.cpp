@@ -1,7 +1,5 @@
 #include "minidriver/file_system/file_names.h"
 
-#include <charconv>
-
 #include "platform/card_constants.h"
 #include "support/text_compare.h"
 
@@ -41,13 +39,6 @@ std::optional<std::size_t> containerIndexOf(std::string_view certificateFileName
   }
   if (index >= containerCount || (isNegative && index != 0)) return std::nullopt;
   return index;
-}
-
-std::string certificateFileName(std::string_view prefix, std::size_t containerIndex) {
-  char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof(digits), containerIndex).ptr;
-  std::string name(prefix);
-  return name.append(digits, end);
 }
 
 }  // namespace orvane

@@ -4,8 +4,9 @@
 
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <string_view>
+
+#include "support/short_text.h"
 
 namespace orvane {
 
@@ -29,8 +30,11 @@ constexpr bool isCertificateFile(CardFile file) noexcept {
 // not below `containerCount` or negative, however long it is.
 std::optional<std::size_t> containerIndexOf(std::string_view certificateFileName, std::size_t containerCount) noexcept;
 
-// certificateFileName puts prefix and index together, the index in plain decimal: "ksc" and 10 give "ksc10".
-std::string certificateFileName(std::string_view prefix, std::size_t containerIndex);
+// certificateFileName puts prefix and index together, the index in plain decimal: "ksc" and 10 give "ksc10". `prefix`
+// has three letters. In place, since a listing of many files forms each name twice.
+inline ShortText<23> certificateFileName(std::string_view prefix, std::size_t containerIndex) noexcept {
+  return ShortText<23>().append(prefix).appendNumber(containerIndex);
+}
 
 }  // namespace orvane
 
