@@ -1,47 +1,39 @@
 #include "log/log_file.h"
 
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 
 #include "log/process_name.h"
 #include "platform/append_file.h"
+#include "support/short_text.h"
 
 namespace orvane {
 namespace {
 
-// Appends `value` in decimal, filled up with zeros on the left to at least `width` digits.
-void appendPadded(std::string& target, unsigned value, std::size_t width) {
-  char digits[12];
-  const auto end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
-  const auto count = static_cast<std::size_t>(end - digits);
-  if (count < width) target.append(width - count, '0');
-  target.append(digits, count);
-}
+// A path below the temporary folder, put together in place: each line forms one.
+using PathBelow = ShortText<kLogPathSize>;
 
 void printToConsole(const char* function, const std::exception& error) noexcept {
   std::fprintf(stderr, "%s%s", function, error.what());
 }
 
 // The folder part of the log path as seen from a temporary folder, ending in "/".
-std::string logFolder() {
-  std::string path("/Brightfold/");
-  path.append(processName().text()).append("/");
+PathBelow logFolder() noexcept {
+  PathBelow path;
+  path.append("/Brightfold/").append(processName().text()).append("/");
   return path;
 }
 
 // Cuts a path below a folder, so that the whole fits.
-void cutToPathSize(std::size_t baseSize, std::string& below) {
-  if (baseSize + below.size() >= kLogPathSize) below.resize(kLogPathSize - 1 - baseSize);
-}
+void cutToPathSize(std::size_t baseSize, PathBelow& below) noexcept { below.cut(kLogPathSize - 1 - baseSize); }
 
-// Appends the line to the log file of that day in `folder`, which ends in "/" and is below `base`. An empty `base` is
-// the root of the current drive.
-BelowResult appendToLog(const char* base, const std::string& folder, const SYSTEMTIME& now, const std::string& line) {
-  std::string below = folder + logFileName(now);
-  cutToPathSize(std::strlen(base), below);
-  return appendBelow(base[0] != '\0' ? base : "/", below, line);
+// Appends the line to the log file of that day below `base`: adds its name to `path`, its folder with "/" at the end.
+// An empty `base` is the root of the current drive.
+BelowResult appendToLog(const char* base, PathBelow& path, const SYSTEMTIME& now, const std::string& line) {
+  path.append(logFileName(now));
+  cutToPathSize(std::strlen(base), path);
+  return appendBelow(base[0] != '\0' ? base : "/", path.view(), line);
 }
 
 // Writes a line whose file could not be opened: whatever the reason is, the folders are looked after first. An unusable
@@ -52,10 +44,10 @@ void writeAfterFolders(char* temporaryFolder, const SYSTEMTIME& now, const std::
     std::fputs("\nUnable to getLogBaseFolderPath", stdout);
   }
   const std::string base(temporaryFolder);
-  std::string folder = logFolder();
-  cutToPathSize(base.size(), folder);
-  if (createLogFolders(base, folder)) return;
-  if (appendToLog(temporaryFolder, folder, now, line) == BelowResult::kFailed)
+  PathBelow path = logFolder();
+  cutToPathSize(base.size(), path);
+  if (createLogFolders(base, std::string(path.view()))) return;
+  if (appendToLog(temporaryFolder, path, now, line) == BelowResult::kFailed)
     std::fputs("\nUnable to write log", stdout);
 }
 
@@ -63,7 +55,7 @@ void writeAfterFolders(char* temporaryFolder, const SYSTEMTIME& now, const std::
 
 void writeLogLine(LogLevel level, std::string_view message) noexcept {
   try {
-    char temporaryFolder[kLogPathSize] = {};
+    char temporaryFolder[kLogPathSize];
     getLogBaseFolderPath(temporaryFolder, sizeof(temporaryFolder));
     SYSTEMTIME now{};
     GetLocalTime(&now);
@@ -71,9 +63,9 @@ void writeLogLine(LogLevel level, std::string_view message) noexcept {
     // A file that opens stands in folders that are all there. Only when it does not are they asked for one by one, and
     // not at all when a link is in the way.
     if (temporaryFolder[0] != '\0') {
-      const std::string folder = logFolder();
-      if (std::strlen(temporaryFolder) + folder.size() < kLogPathSize &&
-          appendToLog(temporaryFolder, folder, now, line) != BelowResult::kFailed) {
+      PathBelow path = logFolder();
+      if (std::strlen(temporaryFolder) + path.size() < kLogPathSize &&
+          appendToLog(temporaryFolder, path, now, line) != BelowResult::kFailed) {
         return;
       }
     }
@@ -97,32 +89,20 @@ std::string_view logLevelTag(LogLevel level) noexcept {
 }
 
 std::string logLine(const SYSTEMTIME& now, LogLevel level, std::string_view message) {
+  ShortText<64> prefix;
+  prefix.appendNumber(now.wDay, 2).append("/").appendNumber(now.wMonth, 2).append("::");
+  prefix.appendNumber(now.wHour, 2).append(":").appendNumber(now.wMinute, 2).append(":");
+  prefix.appendNumber(now.wSecond, 2).append(":").appendNumber(now.wMilliseconds, 3);
+  prefix.append("-> ->").append(logLevelTag(level));
   std::string line;
-  line.reserve(48 + message.size());
-  appendPadded(line, now.wDay, 2);
-  line.append("/");
-  appendPadded(line, now.wMonth, 2);
-  line.append("::");
-  appendPadded(line, now.wHour, 2);
-  line.append(":");
-  appendPadded(line, now.wMinute, 2);
-  line.append(":");
-  appendPadded(line, now.wSecond, 2);
-  line.append(":");
-  appendPadded(line, now.wMilliseconds, 3);
-  line.append("-> ").append("->").append(logLevelTag(level)).append(message).append("\n");
-  return line;
+  line.reserve(prefix.size() + message.size() + 1);
+  return line.append(prefix.view()).append(message).append("\n");
 }
 
 std::string logFileName(const SYSTEMTIME& now) {
-  std::string name;
-  appendPadded(name, now.wYear, 4);
-  name.append("-");
-  appendPadded(name, now.wMonth, 2);
-  name.append("-");
-  appendPadded(name, now.wDay, 2);
-  name.append(".LOG");
-  return name;
+  ShortText<24> name;
+  name.appendNumber(now.wYear, 4).append("-").appendNumber(now.wMonth, 2).append("-").appendNumber(now.wDay, 2);
+  return std::string(name.append(".LOG").view());
 }
 
 int getLogBaseFolderPath(char* buffer, std::size_t size) noexcept {
