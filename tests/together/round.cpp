@@ -290,21 +290,22 @@ class Round {
     // Whom the monitor did not see go: prepared answers named it.
     state.deviceCache.erase(kStranger);
     state.containerListCache.erase(kStranger);
+    judgeBlocks("without contexts and tokens", kMostBlocksInCaches);
+  }
+
+  // What the minidriver has in use, at most so many blocks.
+  void judgeBlocks(const std::string& when, std::size_t most) {
     const auto blocks = memory_.blocksInUse();
-    if (blocks && blocks->size() > kMostBlocksInCaches) {
-      findings_.add("without contexts and tokens there are " + std::to_string(blocks->size()) +
-                    " blocks of the minidriver's in use");
-    }
+    if (!blocks || blocks->size() <= most) return;
+    std::string text = when + " there are blocks of the minidriver's in use:";
+    for (const std::size_t size : *blocks) text += " " + std::to_string(size);
+    findings_.add(text);
   }
 
   void unload() {
     unloadDriver();
     surroundings_.forgetMonitor();
-    const auto blocks = memory_.blocksInUse();
-    if (!blocks || blocks->empty()) return;
-    std::string text = "after the unloading there are blocks of the minidriver's in use:";
-    for (const std::size_t size : *blocks) text += " " + std::to_string(size);
-    findings_.add(text);
+    judgeBlocks("after the unloading", 0);
   }
 
   const Plan& plan_;
