@@ -34,7 +34,8 @@ LONGEST_PULL = 1.5  # seconds after the programs saw the card
 # How calls may fail when the card and the token leave in their midst: the first in the service's own ways, the others as the
 # minidriver answers when its token is not connected any more.
 PULLED = re.compile(r"SCard\w+: SCARD_(E_NO_SMARTCARD|W_REMOVED_CARD|E_READER_UNAVAILABLE)|CardAcquireContext: SCARD_E_NO_SMARTCARD|"
-                    r"CardAuthenticateEx: SCARD_W_WRONG_CHV|CardReadFile: ERROR_FILE_NOT_FOUND|CardSignData: SCARD_E_INVALID_PARAMETER")
+                    r"CardReadFile: (ERROR_FILE_NOT_FOUND|SCARD_E_FILE_NOT_FOUND|SCARD_E_NO_KEY_CONTAINER)|"
+                    r"CardAuthenticateEx: SCARD_W_WRONG_CHV|CardSignData: SCARD_E_(INVALID_PARAMETER|NO_KEY_CONTAINER)")
 
 
 class Finding(Exception):
