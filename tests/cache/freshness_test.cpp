@@ -70,6 +70,11 @@ class FreshnessTest : public LinkedTest {
   }
 };
 
+TEST(FreshnessCounter, BeginsAtZero) {
+  EXPECT_EQ(FreshnessCounter<std::uint8_t>().value(), 0);
+  EXPECT_EQ(FreshnessCounter<std::uint16_t>().value(), 0);
+}
+
 // Each of the sixteen flag combinations on new counters, with a token and without one.
 TEST_F(FreshnessTest, EachFlagHasItsCounter) {
   for (std::uint32_t flags = 0; flags <= kBumpAll; ++flags) {

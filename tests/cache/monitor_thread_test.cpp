@@ -1,10 +1,13 @@
 // The monitor's thread as such: how it is made, that it rests between two polls, and that its end is waited for.
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "harness/driver_test.h"
 #ifndef _WIN32
+#include "cache/process_state.h"
 #include "platform/host/host_control.h"
 #endif
 
@@ -55,6 +58,21 @@ Lines takeThreadEvents() {
   host::HostMachine& machine = host::hostMachine();
   const std::lock_guard lock(machine.mutex);
   return std::exchange(machine.threadEvents, {});
+}
+
+// A monitor that was stopped polls again when it is started again.
+TEST_F(MonitorThread, GoesOnAfterAStop) {
+  open();
+  openMonitor();
+  processState().monitor.stopDeviceMonitor();
+  machine::takePauses();
+  processState().monitor.startDeviceMonitor();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (machine::takePauses().empty()) {
+    ASSERT_LT(std::chrono::steady_clock::now(), end) << "it does not poll";
+    std::this_thread::yield();
+  }
+  forget();
 }
 
 // A poll, a rest of a second, a poll, and so on; who unloads ends the rest and waits for the thread. By what was asked

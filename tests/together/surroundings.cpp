@@ -313,6 +313,8 @@ void Surroundings::changeKeys(const Trouble& trouble) {
 }
 
 void Surroundings::takeTokensAway() {
+  // The monitor's thread may have rested once more before it was stopped.
+  forgetThreadEvents();
   softtoken_reset();
   softtoken_set_folder("");
   isConnected_ = {};
