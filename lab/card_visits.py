@@ -31,7 +31,7 @@ READER, SERIAL, PIN = "Brightfold Orvane OrvaneDSC", "0012AB", "24681357"
 TOO_LONG = 150  # seconds; the programs themselves give up waiting for a card after 120
 SETTLED = 100  # visits; growth in fewer says nothing
 # Bytes a visit; Wine's heap counts whole groups of blocks, a little more of them for each thread that comes while the last is
-# still ending. A context that stays takes three times as much, what a C runtime keeps for a thread ten times.
+# still ending. What a C runtime keeps for a thread is ten times as much, a context thirty times.
 GROWTH = 100
 LONGEST_PULL = 1.5  # seconds after the programs saw the card
 # How calls may fail when the card and the token leave in their midst: the first in the service's own ways, the others as the
