@@ -1,0 +1,66 @@
+"""What scripts/mutate changes: each place of a source at which something can be something else, and which of these changes are
+known to change nothing."""
+
+import re
+
+# (pattern, replacement): each match outside of texts and comments is one mutant.
+CHANGES = [
+    (r" == ", " != "),
+    (r" != ", " == "),
+    (r" <= ", " < "),
+    (r" >= ", " > "),
+    (r"(?<![<\w]) < (?!<)", " <= "),
+    (r" > (?!>)", " >= "),
+    (r" && ", " || "),
+    (r" \|\| ", " && "),
+    (r" \+ ", " - "),
+    (r" - ", " + "),
+    (r"\+\+(?=\w)", "--"),
+    (r" \| ", " & "),
+    (r" & (?=\w)", " | "),
+    (r"\btrue\b", "false"),
+    (r"\bfalse\b", "true"),
+    (r"\bif \((?!const)(.*)\) (?=return|\{|break|continue)", r"if (!(\1)) "),
+    (r"(?<![\w.])(\d+)(?![\w.])", lambda m: str(int(m.group(1)) + 1)),
+    # A statement that stands alone.
+    (r"^( +)(?!return|const|auto|using|static|throw|break|continue|namespace|template|DWORD|if|for)[\w.>:\-\[\]]+\(.*\);$", r"\1;"),
+    (r"^( +)[\w.>\-\[\]]+ \|?= .*;$", r"\1;"),
+]
+
+
+def code_of(line):
+    """The line with texts and comments blanked out, positions kept."""
+    line = re.sub(r'"(?:[^"\\]|\\.)*"', lambda m: '"' + "\0" * (len(m.group()) - 2) + '"', line)
+    return re.sub(r"//.*", lambda m: "\0" * len(m.group()), line)
+
+
+def mutants_of(name, text):
+    """The mutants of a source: (name, number of the line, the line, what it becomes)."""
+    found = []
+    for number, line in enumerate(text.splitlines(), 1):
+        code = code_of(line)
+        if re.match(r"\s*(#|//|static_assert|template|constexpr)", line):
+            continue
+        for pattern, replacement in CHANGES:
+            for match in re.finditer(pattern, code):
+                original = line[match.start():match.end()]
+                changed = re.sub(pattern, replacement, original) if "\0" in match.group() else match.expand(
+                    replacement) if isinstance(replacement, str) else replacement(match)
+                result = line[:match.start()] + changed + line[match.end():]
+                if result != line and "\0" not in result:
+                    found.append((name, number, line, result))
+    return found
+
+
+def equivalent_ones(text):
+    """The changes that are known to change nothing: {(name of the file, the line, what it becomes): why}, the lines without the
+    blanks around them. The text has a paragraph for each: FILE, "- LINE", "+ LINE", and why."""
+    known = {}
+    for paragraph in re.split(r"\n{2,}", text):
+        lines = [line for line in paragraph.splitlines() if not line.startswith("#")]
+        if not lines:
+            continue
+        if len(lines) < 4 or not lines[1].startswith("- ") or not lines[2].startswith("+ "):
+            raise ValueError(f"this is no equivalent mutant: {paragraph}")
+        known[lines[0].strip(), lines[1][2:].strip(), lines[2][2:].strip()] = " ".join(lines[3:])
+    return known
