@@ -3,14 +3,12 @@
 // The obvious ways do not work inside a DLL. A thread started through the C runtime keeps the module loaded, so the
 // code that would stop it is never reached. A thread started by the system alone needs the loader's lock to end, and
 // the one who waits for it during unloading holds that lock. So the Windows thread announces that it has nothing more
-// to do here, and from then on is in the system's code alone, where it ends once the lock is free; the stopper waits
-// for the announcement only.
+// to do and then sleeps in the kernel, holding nothing; the stopper waits for the announcement and ends the sleeping
+// thread.
 //
-// To end it from outside is the last resort, for a thread that is not heard of any more: whatever modules keep for each
-// thread then stays for ever, 1.4 KB of Wine's C runtime alone, each time that a host frees the minidriver. And a
-// thread that has not reached its procedure may hold a lock of the loader or of the heap, which nobody would release
-// any more (Microsoft's page on TerminateThread), so that the process would stand still at its next allocation. So the
-// start waits for the thread to arrive.
+// A thread that has not reached its procedure should not be ended: it may hold a lock of the loader or of the heap,
+// which nobody would release any more (Microsoft's page on TerminateThread), and the process would stand still at its
+// next allocation. So the start waits for the thread to arrive.
 #ifndef ORVANE_PLATFORM_WORKER_THREAD_H
 #define ORVANE_PLATFORM_WORKER_THREAD_H
 
@@ -46,9 +44,9 @@ class WorkerThread {
   // wake ends the current pause and every later one, until the next start.
   void wake() noexcept;
 
-  // join waits until `procedure` has returned, at most kJoinBoundMilliseconds, and lets the thread go, which may live a
-  // little longer without needing anything of ours. A thread that did not come back by then (the library never
-  // returned) is ended where it stands, because its code is about to be unmapped.
+  // join waits until `procedure` has returned, at most kJoinBoundMilliseconds, and lets the thread go. A thread that
+  // did not come back by then (the library never returned) is ended where it stands, because its code is about to be
+  // unmapped.
   void join() noexcept;
 
   static constexpr unsigned kStartBoundMilliseconds = 1000;

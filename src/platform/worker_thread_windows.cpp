@@ -51,13 +51,8 @@ struct WorkerThread::Held {
     // Not before the phase: a join that comes at once must not end the thread where it stands.
     SetEvent(self.started.get());
     if (isWanted) self.procedure();
-    // From the announcement on, neither this record nor the module's code may be needed, so the thread goes to its end
-    // inside the system: before the wait would return, it has all calls made that are queued for the thread
-    // (Microsoft's page on QueueUserAPC), and this one never returns. A function of ours around it would be needed too
-    // long.
-    const auto endThread = reinterpret_cast<PAPCFUNC>(reinterpret_cast<void*>(ExitThread));
-    self.isEndingItself = QueueUserAPC(endThread, GetCurrentThread(), 0) != 0;
-    SignalObjectAndWait(self.finished.get(), self.never.get(), INFINITE, self.isEndingItself ? TRUE : FALSE);
+    // From the announcement on, neither this record nor the module's code may be needed: the wait never ends.
+    SignalObjectAndWait(self.finished.get(), self.never.get(), INFINITE, FALSE);
     return 0;
   }
 
@@ -67,8 +62,6 @@ struct WorkerThread::Held {
   UniqueHandle wakeUp = newEvent();
   UniqueHandle finished = newEvent();
   UniqueHandle never = newEvent();
-  // Written by the thread before it announces its end.
-  bool isEndingItself = false;
   DWORD threadId = 0;
   UniqueHandle thread;
 };
@@ -102,18 +95,14 @@ void WorkerThread::wake() noexcept {
 }
 
 void WorkerThread::join() noexcept {
-  bool isEnding = false;
   Held::Phase expected = Held::Phase::kCreated;
   if (!held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
     // The thread itself is waited for as well: one that somebody has ended announces nothing any more.
     const HANDLE ends[] = {held_->finished.get(), held_->thread.get()};
-    isEnding = WaitForMultipleObjects(2, ends, FALSE, kJoinBoundMilliseconds) == WAIT_OBJECT_0 && held_->isEndingItself;
+    WaitForMultipleObjects(2, ends, FALSE, kJoinBoundMilliseconds);
   }
-  // A thread that ends itself is not waited for: it may need the loader's lock for that, which our caller has.
-  if (!isEnding) {
-    TerminateThread(held_->thread.get(), 0);
-    WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
-  }
+  TerminateThread(held_->thread.get(), 0);
+  WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
   held_.reset();
 }
 
