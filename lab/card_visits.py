@@ -36,8 +36,8 @@ GROWTH = 10000
 LONGEST_PULL = 1.5  # seconds after the programs saw the card
 # How calls may fail when the card and the token leave in their midst: the first in the service's own ways, the others as the
 # minidriver answers when its token is not connected any more.
-PULLED = re.compile(r"SCard\w+: SCARD_(E_NO_SMARTCARD|W_REMOVED_CARD|E_READER_UNAVAILABLE)|CardAcquireContext: SCARD_E_NO_SMARTCARD|"
-                    r"CardReadFile: (ERROR_FILE_NOT_FOUND|SCARD_E_FILE_NOT_FOUND|SCARD_E_NO_KEY_CONTAINER)|"
+PULLED = re.compile(r"SCard\w+: SCARD_(E_NO_SMARTCARD|W_REMOVED_CARD|E_READER_UNAVAILABLE)|"
+                    r"CardAcquireContext: SCARD_E_NO_SMARTCARD|CardReadFile: (ERROR_FILE_NOT_FOUND|SCARD_E_FILE_NOT_FOUND|SCARD_E_NO_KEY_CONTAINER)|"
                     r"CardAuthenticateEx: SCARD_W_WRONG_CHV|CardSignData: SCARD_E_(INVALID_PARAMETER|NO_KEY_CONTAINER)")
 
 
@@ -156,7 +156,8 @@ class Visits:
             self._one(visit)
             if visit % max(1, self._visits // 10) == 0:
                 tenths.append(self._held(visit))
-                programs = "; ".join(f"{heap} bytes, {handles} handles, {threads} threads" for heap, handles, threads in tenths[-1][1:])
+                programs = "; ".join(
+                    f"{heap} bytes, {handles} handles, {threads} threads" for heap, handles, threads in tenths[-1][1:])
                 print(f"{visit} visits, {time.monotonic() - begun:.0f} s: the service {tenths[-1][0][0]} threads, "
                       f"{tenths[-1][0][1]} open files; the programs {programs}", flush=True)
         self._wait(lambda: self._held_by_service()[0] <= before[0] + 1, "the programs have left the service")
@@ -189,8 +190,9 @@ class Visits:
             ["openssl", "x509", "-inform", form, "-in", certificate, "-noout", "-pubkey"], check=True, capture_output=True).stdout)
         (self._out / "hash").write_bytes(b"\x5a" * 32)
         (self._out / "signature").write_bytes(signature)
-        subprocess.run(["openssl", "pkeyutl", "-verify", "-pubin", "-inkey", self._out / "key.pem", "-sigfile", self._out / "signature",
-                        "-in", self._out / "hash", "-pkeyopt", "digest:sha256"], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(
+            ["openssl", "pkeyutl", "-verify", "-pubin", "-inkey", self._out / "key.pem", "-sigfile", self._out / "signature", "-in",
+             self._out / "hash", "-pkeyopt", "digest:sha256"], check=True, stdout=subprocess.DEVNULL)
 
     def end(self):
         if self._process.poll() is None:
