@@ -16,9 +16,9 @@ class ShortText {
  public:
   // append adds as much of `text` as there is room for.
   ShortText& append(std::string_view text) noexcept {
-    const std::size_t size = std::min(text.size(), kCapacity - size_);
-    std::char_traits<char>::copy(text_ + size_, text.data(), size);
-    size_ += size;
+    const std::size_t taken = std::min(text.size(), kCapacity - size_);
+    std::copy_n(text.data(), taken, text_ + size_);
+    size_ += taken;
     return *this;
   }
 
@@ -31,7 +31,8 @@ class ShortText {
       digits[--first] = static_cast<char>('0' + number % 10);
       number /= 10;
     }
-    return append({digits + first, kMostDigits - first});
+    const std::string_view text(digits + first, kMostDigits - first);
+    return append(text);
   }
 
   // cut leaves the first `size` characters, or what there is.
@@ -43,8 +44,7 @@ class ShortText {
 
  private:
   std::size_t size_ = 0;
-  // Not filled in: only the characters below size_ are ever looked at.
-  char text_[kCapacity];
+  char text_[kCapacity] = {};
 };
 
 }  // namespace orvane
