@@ -96,7 +96,8 @@ std::string logLine(const SYSTEMTIME& now, LogLevel level, std::string_view mess
   prefix.append("-> ->").append(logLevelTag(level));
   std::string line;
   line.reserve(prefix.size() + message.size() + 1);
-  return line.append(prefix.view()).append(message).append("\n");
+  line.append(prefix.view()).append(message).append("\n");
+  return line;
 }
 
 std::string logFileName(const SYSTEMTIME& now) {

@@ -45,28 +45,8 @@ void LogPart::appendTo(std::string& message) const {
   }
 }
 
-std::size_t LogPart::greatestSize() const noexcept {
-  constexpr std::size_t kMostDigits = 20;
-  switch (kind_) {
-    case Kind::kText:
-    case Kind::kWideText:
-      return size_;
-    case Kind::kHexBytes:
-      return size_ * 2;
-    case Kind::kHex8:
-      return 8;
-    case Kind::kUnsigned:
-    case Kind::kSigned:
-      break;
-  }
-  return kMostDigits;
-}
-
 std::string joinText(std::span<const LogPart> parts) {
-  std::size_t size = 0;
-  for (const LogPart& part : parts) size += part.greatestSize();
   std::string message;
-  message.reserve(size);
   for (const LogPart& part : parts) part.appendTo(message);
   return message;
 }

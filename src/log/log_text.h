@@ -48,9 +48,6 @@ class LogPart {
   // appendTo writes the piece at the end of `message`. Throws std::bad_alloc.
   void appendTo(std::string& message) const;
 
-  // greatestSize returns how many characters appendTo adds at most: numbers count with all digits that they can have.
-  std::size_t greatestSize() const noexcept;
-
  private:
   enum class Kind { kText, kWideText, kHexBytes, kHex8, kUnsigned, kSigned };
   Kind kind_;

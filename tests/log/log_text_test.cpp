@@ -55,6 +55,10 @@ TEST(LogText, LineAndFileName) {
   EXPECT_EQ(logLine(time, LogLevel::kInfo, "message"), "07/03::08:09:01:020-> ->INFO  ::=>message\n");
   EXPECT_EQ(logLine(time, LogLevel::kException, ""), "07/03::08:09:01:020-> ->EXCEP ::=>\n");
   EXPECT_EQ(logFileName(time), "2026-03-07.LOG");
+  // No calendar has such numbers, but the record has room for them: they are written whole.
+  const SYSTEMTIME greatest{65535, 65535, 65535, 65535, 65535, 65535, 65535, 65535};
+  EXPECT_EQ(logLine(greatest, LogLevel::kInfo, "m"), "65535/65535::65535:65535:65535:65535-> ->INFO  ::=>m\n");
+  EXPECT_EQ(logFileName(greatest), "65535-65535-65535.LOG");
 }
 
 TEST(LogText, ProcessName) {
