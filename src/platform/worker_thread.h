@@ -1,14 +1,13 @@
 // A background thread that can be stopped while the module is being unloaded.
 //
 // The obvious ways do not work inside a DLL. A thread started through the C runtime keeps the module loaded, so the
-// code that would stop it is never reached. A thread started by the system alone needs the loader's lock to end, and
-// the one who waits for it during unloading holds that lock. So the Windows thread announces that it has nothing more
-// to do and then sleeps in the kernel, holding nothing; the stopper waits for the announcement and ends the sleeping
-// thread.
+// code that would stop it is never reached. A thread of our own needs the loader's lock to end, and the one who waits
+// for it during unloading holds that lock; ended from outside, it leaves behind what every module of the process keeps
+// for each thread, each time that a host frees the minidriver. So the Windows thread is lent by the system's thread
+// pool, which takes it back when it has left our code and tells us so: nothing has to end while the module goes.
 //
-// A thread that has not reached its procedure should not be ended: it may hold a lock of the loader or of the heap,
-// which nobody would release any more (Microsoft's page on TerminateThread), and the process would stand still at its
-// next allocation. So the start waits for the thread to arrive.
+// A thread that is on its way to its procedure cannot be taken back without waiting for it. So the start waits for it
+// to arrive.
 #ifndef ORVANE_PLATFORM_WORKER_THREAD_H
 #define ORVANE_PLATFORM_WORKER_THREAD_H
 
@@ -26,10 +25,10 @@ class WorkerThread {
   WorkerThread(const WorkerThread&) = delete;
   WorkerThread& operator=(const WorkerThread&) = delete;
 
-  // start runs `procedure` on a new thread (default stack size) and waits until the thread has arrived there, at most
-  // kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving. `procedure` must not throw
-  // and must return soon after wake() was called. Throws std::system_error when the thread cannot be created; nothing
-  // is held then.
+  // start runs `procedure` on a thread of its own (default stack size) and waits until the thread has arrived there, at
+  // most kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving. `procedure` must not
+  // throw, must leave the thread as it found it, and must return soon after wake() was called. Throws std::system_error
+  // when the thread cannot be asked for; nothing is held then.
   void start(void (*procedure)());
 
   // holdsThread tells whether a started thread has not been joined yet.

@@ -1,6 +1,5 @@
 #include <atomic>
 #include <system_error>
-#include <utility>
 
 #include "platform/windows_api.h"
 #include "platform/worker_thread.h"
@@ -8,23 +7,21 @@
 namespace orvane {
 namespace {
 
+[[noreturn]] void throwLastError() {
+  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "WorkerThread");
+}
+
 // Owns one kernel object, or none.
 class UniqueHandle {
  public:
   UniqueHandle() = default;
-  // `handle` is what a creating call returned: null means that it failed.
-  explicit UniqueHandle(HANDLE handle) : handle_(handle) {
-    if (handle_ == nullptr) {
-      throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "WorkerThread");
-    }
-  }
-  ~UniqueHandle() {
+  explicit UniqueHandle(HANDLE handle) : handle_(handle) {}
+  ~UniqueHandle() { reset(nullptr); }
+  UniqueHandle(const UniqueHandle&) = delete;
+  UniqueHandle& operator=(const UniqueHandle&) = delete;
+  void reset(HANDLE handle) noexcept {
     if (handle_ != nullptr) CloseHandle(handle_);
-  }
-  UniqueHandle(UniqueHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-  UniqueHandle& operator=(UniqueHandle&& other) noexcept {
-    std::swap(handle_, other.handle_);
-    return *this;
+    handle_ = handle;
   }
   HANDLE get() const noexcept { return handle_; }
 
@@ -32,28 +29,57 @@ class UniqueHandle {
   HANDLE handle_ = nullptr;
 };
 
-UniqueHandle newEvent() { return UniqueHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr)); }
+UniqueHandle newEvent() {
+  const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  if (event == nullptr) throwLastError();
+  return UniqueHandle(event);
+}
 
 }  // namespace
 
 struct WorkerThread::Held {
-  explicit Held(void (*threadProcedure)()) : procedure(threadProcedure) {}
+  // Throws std::system_error when the system has no memory for one of its objects.
+  explicit Held(void (*threadProcedure)()) : procedure(threadProcedure) {
+    TP_CALLBACK_ENVIRON environment;
+    InitializeThreadpoolEnvironment(&environment);
+    // The pool does not count on the thread for the work of others.
+    SetThreadpoolCallbackRunsLong(&environment);
+    work = CreateThreadpoolWork(Held::run, this, &environment);
+    DestroyThreadpoolEnvironment(&environment);
+    if (work == nullptr) throwLastError();
+  }
+  ~Held() { CloseThreadpoolWork(work); }
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
 
   // The start decides between the thread, which goes to work, and a join that came first, which cancels the work. A
   // thread that did not start within its bound may be unable to pass the loader's lock and would otherwise be waited
   // for in vain.
   enum class Phase { kCreated, kWorking, kCancelled };
 
-  static DWORD WINAPI run(void* argument) {
+  static void CALLBACK run(PTP_CALLBACK_INSTANCE instance, void* argument, PTP_WORK /*work*/) {
     auto& self = *static_cast<Held*>(argument);
+    self.threadId = GetCurrentThreadId();
+    HANDLE thread = nullptr;
+    // If it fails, all that cannot be dealt with is a library that never comes back.
+    DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+    self.thread.reset(thread);
     Phase expected = Phase::kCreated;
-    const bool isWanted = self.phase.compare_exchange_strong(expected, Phase::kWorking);
-    // Not before the phase: a join that comes at once must not end the thread where it stands.
+    if (!self.phase.compare_exchange_strong(expected, Phase::kWorking)) return;
+    // The system announces the end itself, once the thread has left our code for good (Microsoft's page on
+    // SetEventWhenCallbackReturns).
+    SetEventWhenCallbackReturns(instance, self.finished.get());
     SetEvent(self.started.get());
-    if (isWanted) self.procedure();
-    // From the announcement on, neither this record nor the module's code may be needed: the wait never ends.
-    SignalObjectAndWait(self.finished.get(), self.never.get(), INFINITE, FALSE);
-    return 0;
+    self.procedure();
+  }
+
+  // Whether the thread is out of our code within the bound.
+  bool hasFinished() const noexcept {
+    // The thread itself is waited for as well: one that somebody has ended announces nothing any more.
+    const HANDLE ends[] = {finished.get(), thread.get()};
+    const DWORD count = thread.get() != nullptr ? 2 : 1;
+    return WaitForMultipleObjects(count, ends, FALSE, kJoinBoundMilliseconds) < WAIT_OBJECT_0 + count;
   }
 
   void (*procedure)();
@@ -61,25 +87,20 @@ struct WorkerThread::Held {
   UniqueHandle started = newEvent();
   UniqueHandle wakeUp = newEvent();
   UniqueHandle finished = newEvent();
-  UniqueHandle never = newEvent();
-  DWORD threadId = 0;
+  // Written by the thread before the phase.
+  std::atomic<DWORD> threadId{0};
   UniqueHandle thread;
+  PTP_WORK work = nullptr;
 };
 
 WorkerThread::WorkerThread() = default;
 WorkerThread::~WorkerThread() = default;
 
 void WorkerThread::start(void (*procedure)()) {
-  // The thread looks at held_ (through pause) as soon as it runs, so it is created after the assignment.
+  // The thread looks at held_ (through pause) as soon as it runs, so it is set to work after the assignment.
   held_ = std::make_unique<Held>(procedure);
-  try {
-    held_->thread = UniqueHandle(CreateThread(nullptr, 0, Held::run, held_.get(), 0, &held_->threadId));
-  } catch (...) {
-    held_.reset();
-    throw;
-  }
-  const HANDLE starts[] = {held_->started.get(), held_->thread.get()};
-  WaitForMultipleObjects(2, starts, FALSE, kStartBoundMilliseconds);
+  SubmitThreadpoolWork(held_->work);
+  WaitForSingleObject(held_->started.get(), kStartBoundMilliseconds);
 }
 
 bool WorkerThread::holdsThread() const noexcept { return held_ != nullptr; }
@@ -96,13 +117,13 @@ void WorkerThread::wake() noexcept {
 
 void WorkerThread::join() noexcept {
   Held::Phase expected = Held::Phase::kCreated;
-  if (!held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
-    // The thread itself is waited for as well: one that somebody has ended announces nothing any more.
-    const HANDLE ends[] = {held_->finished.get(), held_->thread.get()};
-    WaitForMultipleObjects(2, ends, FALSE, kJoinBoundMilliseconds);
+  if (held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
+    // Takes the work back; a thread that has just begun it is waited for, and leaves at once.
+    WaitForThreadpoolWorkCallbacks(held_->work, TRUE);
+  } else if (!held_->hasFinished() && held_->thread.get() != nullptr) {
+    TerminateThread(held_->thread.get(), 0);
+    WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
   }
-  TerminateThread(held_->thread.get(), 0);
-  WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
   held_.reset();
 }
 

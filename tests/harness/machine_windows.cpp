@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <utility>
 
@@ -15,16 +16,23 @@
 namespace orvane::test::machine {
 namespace {
 
+// What a thread of the minidriver does.
+struct ThreadWork {
+  PTP_WORK_CALLBACK procedure;
+  void* argument;
+};
+
 // What the diverted calls answer.
 struct Diverted {
   std::mutex mutex;
   std::optional<SYSTEMTIME> localTime;
   bool hasTempFolder = true;
   ResourceManager manager;
-  std::vector<HANDLE> heldThreads;
+  std::map<PTP_WORK, ThreadWork> threadWork;  // what the minidriver has threads for
+  std::vector<PTP_WORK> heldThreads;
   Lines threadCreations;
   bool threadsFail = false;
-  std::vector<DWORD> threadIds;  // of the minidriver's own threads
+  std::vector<DWORD> threadIds;  // of the threads that are inside it
   bool pausesEnd = false;
   std::vector<unsigned> pauses;
 };
@@ -84,36 +92,52 @@ DWORD WINAPI divertedTempPath(DWORD size, LPSTR buffer) {
   return GetTempPathA(size, buffer);
 }
 
-// A new thread stands still until the test lets it go, so that its first log line does not fall between those of the
-// call that starts it.
-HANDLE WINAPI divertedCreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE procedure,
-                                   LPVOID argument, DWORD flags, LPDWORD threadId) {
+void CALLBACK runNoted(PTP_CALLBACK_INSTANCE instance, void*, PTP_WORK work) {
+  ThreadWork noted{};
+  {
+    const std::lock_guard lock(diverted().mutex);
+    diverted().threadIds.push_back(GetCurrentThreadId());
+    noted = diverted().threadWork.at(work);
+  }
+  noted.procedure(instance, noted.argument, work);
+  // The system may lend the same thread to somebody else next.
+  const std::lock_guard lock(diverted().mutex);
+  std::erase(diverted().threadIds, GetCurrentThreadId());
+}
+
+PTP_WORK WINAPI divertedCreateThreadpoolWork(PTP_WORK_CALLBACK procedure, void* argument,
+                                             PTP_CALLBACK_ENVIRON environment) {
   const std::lock_guard lock(diverted().mutex);
   if (diverted().threadsFail) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
-  diverted().threadCreations.push_back("stack=" + std::to_string(stackSize) + " flags=" + std::to_string(flags));
-  const HANDLE thread = CreateThread(attributes, stackSize, procedure, argument, flags | CREATE_SUSPENDED, threadId);
-  if (thread != nullptr) {
-    diverted().heldThreads.push_back(thread);
-    diverted().threadIds.push_back(GetThreadId(thread));
-  }
-  return thread;
+  diverted().threadCreations.push_back(std::string("pool=") + (environment->Pool == nullptr ? "default" : "own") +
+                                       " long=" + std::to_string(environment->u.s.LongFunction));
+  const PTP_WORK work = CreateThreadpoolWork(runNoted, nullptr, environment);
+  if (work != nullptr) diverted().threadWork[work] = {procedure, argument};
+  return work;
 }
 
-// The caller that starts a thread waits for it to arrive; one that stands still on purpose counts as arrived.
-DWORD WINAPI divertedWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+// A new thread stands still until the test lets it go, so that its first log line does not fall between those of the
+// call that starts it.
+void WINAPI divertedSubmitThreadpoolWork(PTP_WORK work) {
+  const std::lock_guard lock(diverted().mutex);
+  diverted().heldThreads.push_back(work);
+}
+
+void WINAPI divertedCloseThreadpoolWork(PTP_WORK work) {
   {
     const std::lock_guard lock(diverted().mutex);
-    const auto& held = diverted().heldThreads;
-    if (std::find(held.begin(), held.end(), handles[count - 1]) != held.end()) return WAIT_OBJECT_0;
+    diverted().threadWork.erase(work);
+    std::erase(diverted().heldThreads, work);
   }
-  return WaitForMultipleObjects(count, handles, all, milliseconds);
+  CloseThreadpoolWork(work);
 }
 
 // What a thread of the minidriver waits for with a limit is its rest between two polls. One that ends at once has still
-// seen whether the thread is asked to wake up.
+// seen whether the thread is asked to wake up. The caller that starts a thread waits for it to arrive; one that stands
+// still on purpose counts as arrived.
 DWORD WINAPI divertedWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   DWORD limit = milliseconds;
   if (milliseconds != INFINITE) {
@@ -122,6 +146,8 @@ DWORD WINAPI divertedWaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     if (std::find(own.begin(), own.end(), GetCurrentThreadId()) != own.end()) {
       diverted().pauses.push_back(milliseconds);
       if (diverted().pausesEnd) limit = 0;
+    } else if (!diverted().heldThreads.empty()) {
+      return WAIT_OBJECT_0;
     }
   }
   return WaitForSingleObject(handle, limit);
@@ -154,8 +180,9 @@ void divertCalls(void* module) {
   }
   divertImports(module, {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
                          divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
-                         divert("CreateThread", divertedCreateThread),
-                         divert("WaitForMultipleObjects", divertedWaitForMultipleObjects),
+                         divert("CreateThreadpoolWork", divertedCreateThreadpoolWork),
+                         divert("SubmitThreadpoolWork", divertedSubmitThreadpoolWork),
+                         divert("CloseThreadpoolWork", divertedCloseThreadpoolWork),
                          divert("WaitForSingleObject", divertedWaitForSingleObject), divert("free", divertedFree)});
 }
 
@@ -228,7 +255,7 @@ unsigned takeFrees(const void* block) {
 
 void startThreads() {
   const std::lock_guard lock(diverted().mutex);
-  for (const HANDLE thread : diverted().heldThreads) ResumeThread(thread);
+  for (const PTP_WORK work : diverted().heldThreads) SubmitThreadpoolWork(work);
   diverted().heldThreads.clear();
 }
 

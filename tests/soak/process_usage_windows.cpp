@@ -48,6 +48,14 @@ std::size_t openHandles() {
 
 ProcessUsage processUsage() { return {allocatedBytes(), openHandles(), threadsOfProcess()}; }
 
+void settleHeap() {
+  constexpr std::size_t kLargest = 1024;  // larger ones are never kept so
+  constexpr int kEnough = 2500;
+  for (std::size_t size = 8; size <= kLargest; size += 16) {
+    for (int i = 0; i < kEnough; ++i) HeapFree(GetProcessHeap(), 0, HeapAlloc(GetProcessHeap(), 0, size));
+  }
+}
+
 bool areThreadsComingAndGoing() { return isRealWindows(); }
 
 }  // namespace orvane::test

@@ -3,6 +3,7 @@
 // but one, where it would be waited for too long.
 //
 //   orvane_unload_tests --end NAME     one process that ends in this way; see kEnds
+//   orvane_unload_tests --first NAME   one process whose first acquisition is this one; see kFirstAcquisitions
 #include <windows.h>
 #include <gtest/gtest.h>
 
@@ -20,6 +21,7 @@
 #include "harness/plain_record.h"
 #include "harness/system_kind.h"
 #include "platform/card_module.h"
+#include "soak/process_usage.h"
 #include "softtoken/softtoken_control.h"
 #include "unload/exit_hook.h"
 
@@ -75,13 +77,24 @@ void PrintTo(const Load& load, std::ostream* stream) { *stream << load.name; }
 
 class Loads : public ::testing::TestWithParam<Load> {};
 
+// How many threads the minidriver has ended from outside since this was last set to 0. Of such a thread nothing is
+// cleared up: what the C runtime, the heap and the token library keep for each thread stays for ever.
+std::atomic<int> threadsEnded;
+
+BOOL WINAPI countedTerminateThread(HANDLE thread, DWORD exitCode) {
+  ++threadsEnded;
+  return TerminateThread(thread, exitCode);
+}
+
 std::string loadAndFree(const Load& kind) {
   defineToken();
+  threadsEnded = 0;
   if (kind.isMonitorPolling) softtoken_gate(kListFunction, 1);
   HMODULE driver = nullptr;
   CARD_DATA record = newRecord();
   const std::string fault = loadAndAcquire(driver, record);
   if (!fault.empty()) return fault;
+  divertImports(driver, {divert("TerminateThread", countedTerminateThread)});
   if (kind.isMonitorPolling) {
     if (softtoken_wait_held(kListFunction, kLongMs) == 0) return "the monitor does not poll";
     softtoken_gate(kListFunction, 0);
@@ -90,6 +103,7 @@ std::string loadAndFree(const Load& kind) {
     return "CardDeleteContext failed";
   }
   FreeLibrary(driver);
+  if (threadsEnded != 0) return "the monitor thread was ended from outside";
   return GetModuleHandleW(kDriverName) == nullptr ? "" : "the module is still there";
 }
 
@@ -103,6 +117,25 @@ INSTANTIATE_TEST_SUITE_P(Unload, Loads,
                                            Load{"ContextDeletedWhileTheMonitorPolls", true, true},
                                            Load{"ContextLeftWhileTheMonitorPolls", true, false}),
                          [](const auto& row) { return row.param.name; });
+
+// What the process holds after some more loads.
+ProcessUsage usageAfterLoads() {
+  for (unsigned i = 1; i <= kLoads; ++i) EXPECT_EQ(loadAndFree({"", false, true}), "") << "load " << i;
+  softtoken_reset();
+  return processUsage();
+}
+
+// A host may load and free the minidriver each time a card comes: nothing may grow by that, not even by little. (The
+// system's own pool of threads may have one more or less at any moment.)
+TEST(Unload, LeavesNoMemory) {
+  settleHeap();
+  const ProcessUsage before = usageAfterLoads();
+  const ProcessUsage after = usageAfterLoads();
+  EXPECT_LT(after.threads, before.threads + kLoads / 10);
+  EXPECT_LT(after.handles, before.handles + kLoads / 10);
+  // What a C runtime keeps for a thread is ten times as much.
+  EXPECT_LT(after.heapBytes, before.heapBytes + kLoads * 100);
+}
 
 // Freeing waits for the library call that the monitor is in, and for nothing more.
 TEST(Unload, WaitsForTheMonitorsLibraryCall) {
@@ -167,27 +200,12 @@ TEST(Unload, TwoCopiesInOneProcess) {
   EXPECT_TRUE(std::filesystem::remove(copy, failure)) << failure.message();
 }
 
-// How many threads have passed a slow start since it was last set to 0.
+// How many threads have passed a slow start.
 std::atomic<int> threadsStarted;
 
 void startSlowly() {
   Sleep(300);
   ++threadsStarted;
-}
-
-// A thread that is still starting must not be ended by a FreeLibrary that comes at once: acquisition waits for it.
-TEST(Unload, AcquisitionWaitsForTheMonitorToStart) {
-  defineToken();
-  threadsStarted = 0;
-  setThreadHook(startSlowly);
-  HMODULE driver = nullptr;
-  CARD_DATA record = newRecord();
-  const std::string fault = loadAndAcquire(driver, record);
-  EXPECT_EQ(threadsStarted, 1);
-  setThreadHook(nullptr);
-  ASSERT_EQ(fault, "");
-  FreeLibrary(driver);
-  EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
 }
 
 // The loader's lock, held from construction to destruction: no new thread gets to its procedure meanwhile.
@@ -221,25 +239,46 @@ class LoaderLock {
   bool isHeld_ = false;
 };
 
-// A caller who holds the loader's lock gets its context, after a bounded wait; a thread that never got to start is no
-// obstacle to freeing either.
-TEST(Unload, AcquisitionUnderTheLoadersLock) {
-  defineToken();
-  threadsStarted = 0;
-  setThreadHook(startSlowly);
-  {
-    const LoaderLock lock;
-    ASSERT_TRUE(lock.isHeld());
-    HMODULE driver = nullptr;
-    CARD_DATA record = newRecord();
-    EXPECT_EQ(loadAndAcquire(driver, record), "");
-    EXPECT_EQ(record.pfnCardDeleteContext(&record), 0u);
-    FreeLibrary(driver);
-    EXPECT_EQ(GetModuleHandleW(kDriverName), nullptr);
-  }
-  setThreadHook(nullptr);
-  EXPECT_EQ(threadsStarted, 0);
+// The first acquisition of a process, in which the system has no thread to lend and must start one.
+struct FirstAcquisition {
+  const char* name;
+  std::string (*run)();  // tells what went wrong
+};
+void PrintTo(const FirstAcquisition& first, std::ostream* stream) { *stream << first.name; }
+
+std::string freed(HMODULE driver) {
+  FreeLibrary(driver);
+  return GetModuleHandleW(kDriverName) == nullptr ? "" : "the module is still there";
 }
+
+const FirstAcquisition kFirstAcquisitions[] = {
+    // A FreeLibrary that comes at once finds the thread at work.
+    {"WaitsForTheMonitorToStart",
+     []() -> std::string {
+       HMODULE driver = nullptr;
+       CARD_DATA record = newRecord();
+       const std::string fault = loadAndAcquire(driver, record);
+       if (!fault.empty()) return fault;
+       if (threadsStarted != 1) return "threads started: " + std::to_string(threadsStarted);
+       setThreadHook(nullptr);
+       return freed(driver);
+     }},
+    // A caller who holds the loader's lock gets its context, after a bounded wait; a thread that never got to start is
+    // no obstacle to freeing either.
+    {"UnderTheLoadersLock",
+     []() -> std::string {
+       const LoaderLock lock;
+       if (!lock.isHeld()) return "the loader's lock cannot be had";
+       HMODULE driver = nullptr;
+       CARD_DATA record = newRecord();
+       std::string fault = loadAndAcquire(driver, record);
+       if (!fault.empty()) return fault;
+       if (record.pfnCardDeleteContext(&record) != SCARD_S_SUCCESS) return "CardDeleteContext failed";
+       fault = freed(driver);
+       setThreadHook(nullptr);
+       return threadsStarted == 0 ? fault : "a thread has passed the lock";
+     }},
+};
 
 // Tells the process that started this one that the end has come as planned.
 void announceEnd() {
@@ -307,6 +346,14 @@ const End kEnds[] = {
        WaitForSingleObject(thread, INFINITE);
        return 0;
      }},
+    // What is still on its way of the monitor's thread must not cost the exit code.
+    {"ReturnFromMainOnceFreed", false,
+     [] {
+       FreeLibrary(GetModuleHandleW(kDriverName));
+       if (GetModuleHandleW(kDriverName) != nullptr) return 1;
+       announceEnd();
+       return static_cast<int>(kExitCode);
+     }},
     {"ExitWhileTheMonitorIsInTheLibrary", true,
      [] {
        announceEnd();
@@ -339,6 +386,21 @@ const End kEnds[] = {
      }},
 };
 
+int acquireFirst(const char* name) {
+  const auto* const first = std::find_if(std::begin(kFirstAcquisitions), std::end(kFirstAcquisitions),
+                                         [&](const auto& row) { return std::strcmp(row.name, name) == 0; });
+  if (first == std::end(kFirstAcquisitions)) return 2;
+  defineToken();
+  setThreadHook(startSlowly);
+  const std::string fault = first->run();
+  if (!fault.empty()) {
+    std::printf("%s\n", fault.c_str());
+    return 1;
+  }
+  announceEnd();
+  return static_cast<int>(kExitCode);
+}
+
 int endAs(const char* name) {
   const auto* const end = std::find_if(std::begin(kEnds), std::end(kEnds),
                                        [&](const End& row) { return std::strcmp(row.name, name) == 0; });
@@ -369,12 +431,14 @@ bool isExitCodeJudged() {
 #endif
 }
 
-TEST_P(Ends, WithoutHangOrCrash) {
+// Runs this program anew and expects that it announces its end.
+void expectEnd(const std::string& option, const std::string& name) {
   const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, kEndEvent);
   ASSERT_NE(event, nullptr);
   ResetEvent(event);
-  std::wstring command = L"\"" + programPath().wstring() + L"\" --end ";
-  command.append(GetParam().name, GetParam().name + std::strlen(GetParam().name));
+  const std::string arguments = option + " " + name;
+  std::wstring command = L"\"" + programPath().wstring() + L"\" ";
+  command.append(arguments.begin(), arguments.end());
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION process{};
@@ -393,13 +457,23 @@ TEST_P(Ends, WithoutHangOrCrash) {
   CloseHandle(event);
 }
 
+TEST_P(Ends, WithoutHangOrCrash) { expectEnd("--end", GetParam().name); }
+
 INSTANTIATE_TEST_SUITE_P(Unload, Ends, ::testing::ValuesIn(kEnds), [](const auto& row) { return row.param.name; });
+
+class FirstAcquisitions : public ::testing::TestWithParam<FirstAcquisition> {};
+
+TEST_P(FirstAcquisitions, StartTheMonitor) { expectEnd("--first", GetParam().name); }
+
+INSTANTIATE_TEST_SUITE_P(Unload, FirstAcquisitions, ::testing::ValuesIn(kFirstAcquisitions),
+                         [](const auto& row) { return row.param.name; });
 
 }  // namespace
 }  // namespace orvane::test
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::strcmp(argv[1], "--end") == 0) return orvane::test::endAs(argv[2]);
+  if (argc == 3 && std::strcmp(argv[1], "--first") == 0) return orvane::test::acquireFirst(argv[2]);
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

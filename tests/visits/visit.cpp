@@ -40,28 +40,11 @@ std::string signatureOf(CardSession& session, const std::string& pin) {
   return toHex(session.sign(0, algorithm, Bytes(algorithm.size, 0x5A)));
 }
 
-// Wine's heap keeps blocks of a size in groups once some two thousand of that size were asked for, and counts whole
-// groups as in use. That is to happen before anything is counted, not one size after the other in the course of hours.
-void settleHeap() {
-  constexpr std::size_t kLargest = 16384;
-  for (std::size_t size = 8; size <= kLargest; size += 16) {
-    for (int i = 0; i < 2500; ++i) HeapFree(GetProcessHeap(), 0, HeapAlloc(GetProcessHeap(), 0, size));
-  }
-}
-
-// What the process holds, once its threads are so many again: the minidriver's ends a moment after the freeing.
-ProcessUsage usageWithout(std::size_t threads) {
-  const ULONGLONG end = GetTickCount64() + 10000;
-  while (processUsage().threads > threads && GetTickCount64() < end) Sleep(1);
-  return processUsage();
-}
-
 }  // namespace
 
 void attend(const Visitor& visitor, std::ofstream& said) {
   settleHeap();
   const SmartCardService service;
-  const std::size_t threads = processUsage().threads;
   for (int visit = 1; visit <= visitor.visits; ++visit) {
     const auto say = [&](const std::string& what) { said << visit << " " << what << std::endl; };
     const Reader reader = waitForCard(service, true);
@@ -73,15 +56,16 @@ void attend(const Visitor& visitor, std::ofstream& said) {
       } catch (const ToolError& error) {
         say("failed " + std::string(error.what()));
       }
+      // The session stays open until the card has gone, as a program's does that does not know better.
       waitForCard(service, false);
     } catch (const ToolError& error) {
       say("failed " + std::string(error.what()));
-      waitForCard(service, false);
     }
+    waitForCard(service, false);
     // What the minidriver may keep is to be seen, not the software token's record of the calls. (The program is linked
     // with it, so that it stays loaded: the C++ library in it keeps a locale each time that it is freed.)
     softtoken_reset();
-    const ProcessUsage usage = usageWithout(threads);
+    const ProcessUsage usage = processUsage();
     say("gone " + std::to_string(usage.heapBytes) + " " + std::to_string(usage.handles) + " " +
         std::to_string(usage.threads));
   }
