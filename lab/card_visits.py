@@ -7,8 +7,8 @@ Each visit the token is connected and the card inserted; every program (tests/vi
 checked and signs; then the card leaves, and the token with it. In every fourth visit they leave while the programs are at work,
 at a moment that SEED decides; only then may a call fail, and only in the ways of PULLED. Prints what the service and the programs
 hold after each tenth. The status is 0 only if every other visit brought a signature that OpenSSL verifies, no program was ever
-stuck, nothing grew, no PIN stands in the log, and at the end nobody has the card: an exclusive connection is granted, and the
-service has as many threads and open files as before. (Lines of the log are not looked at one by one: the programs share a file,
+stuck, nothing grew, no PIN stands in the log, and at the end nobody has the card: an exclusive connection is granted, and what the
+service held for the programs is gone. (Lines of the log are not looked at one by one: the programs share a file,
 and where Windows puts what is written at its end in one step, Wine asks for the end and then writes.)
 """
 
@@ -16,6 +16,7 @@ import collections
 import pathlib
 import random
 import re
+import signal
 import socket
 import subprocess
 import sys
@@ -33,11 +34,13 @@ SETTLED = 100  # visits; growth in fewer says nothing
 # Bytes: a heap may be cut up a little differently. In a thousand visits that is ten a visit, where what a C runtime keeps for a
 # thread would be a thousand, and a context three thousand.
 GROWTH = 10000
+WOBBLE = 2  # threads and handles of a program: the system's pool of threads has one more or less at any moment
 LONGEST_PULL = 1.5  # seconds after the programs saw the card
 # How calls may fail when the card and the token leave in their midst: the first in the service's own ways, the others as the
 # minidriver answers when its token is not connected any more.
-PULLED = re.compile(r"SCard\w+: SCARD_(E_NO_SMARTCARD|W_REMOVED_CARD|E_READER_UNAVAILABLE)|"
-                    r"CardAcquireContext: SCARD_E_NO_SMARTCARD|CardReadFile: (ERROR_FILE_NOT_FOUND|SCARD_E_FILE_NOT_FOUND|SCARD_E_NO_KEY_CONTAINER)|"
+PULLED = re.compile(r"SCard\w+: SCARD_(E_NO_SMARTCARD|W_REMOVED_CARD|W_UNPOWERED_CARD|E_READER_UNAVAILABLE)|"
+                    r"CardAcquireContext: SCARD_E_NO_SMARTCARD|"
+                    r"CardReadFile: (ERROR_FILE_NOT_FOUND|SCARD_E_FILE_NOT_FOUND|SCARD_E_NO_KEY_CONTAINER)|"
                     r"CardAuthenticateEx: SCARD_W_WRONG_CHV|CardSignData: SCARD_E_(INVALID_PARAMETER|NO_KEY_CONTAINER)")
 
 
@@ -73,6 +76,7 @@ class Visits:
 
     def _control(self, line):
         with socket.socket(socket.AF_UNIX) as connection:
+            connection.settimeout(TOO_LONG)
             connection.connect(str(self._out / "card-control"))
             connection.sendall(line.encode() + b"\n")
             answer = connection.makefile().readline().strip()
@@ -160,9 +164,13 @@ class Visits:
                     f"{heap} bytes, {handles} handles, {threads} threads" for heap, handles, threads in tenths[-1][1:])
                 print(f"{visit} visits, {time.monotonic() - begun:.0f} s: the service {tenths[-1][0][0]} threads, "
                       f"{tenths[-1][0][1]} open files; the programs {programs}", flush=True)
+        # The one connection more is of the program that will ask for the card alone.
         self._wait(lambda: self._held_by_service()[0] <= before[0] + 1, "the programs have left the service")
         self._connect()
-        self._process.wait()
+        try:
+            self._process.wait(TOO_LONG)
+        except subprocess.TimeoutExpired:
+            raise Finding("stuck: the end") from None
         self._judge(tenths)
 
     def _judge(self, tenths):
@@ -171,8 +179,8 @@ class Visits:
             raise Finding(f"at the end: {ends}")
         # In the first visits what programs load stays loaded.
         for first, last in zip(tenths[0], tenths[-1]) if self._visits >= SETTLED else ():
-            allowed = GROWTH if len(first) == 3 else 0
-            if last[0] > first[0] + allowed or last[1:] > first[1:]:
+            allowed = (GROWTH, WOBBLE, WOBBLE) if len(first) == 3 else (0, 0)
+            if any(end > begin + more for begin, end, more in zip(first, last, allowed)):
                 raise Finding(f"it grew: {first} after a tenth, {last} at the end")
         for signature in self._signatures:
             self._verify(bytes.fromhex(signature))
@@ -183,11 +191,9 @@ class Visits:
               f"({dict(self._failures)}), {len(self._signatures)} different signatures, all verified; {len(lines)} lines of log")
 
     def _verify(self, signature):
-        certificate = next(path for path in sorted(self._token.iterdir()) if b"BEGIN CERTIFICATE" in path.read_bytes()
-                           or path.suffix in (".der", ".crt", ".cer"))
-        form = "PEM" if b"BEGIN CERTIFICATE" in certificate.read_bytes() else "DER"
-        (self._out / "key.pem").write_bytes(subprocess.run(
-            ["openssl", "x509", "-inform", form, "-in", certificate, "-noout", "-pubkey"], check=True, capture_output=True).stdout)
+        key = subprocess.run(["openssl", "x509", "-inform", "DER", "-in", self._token / "key1.crt", "-noout", "-pubkey"],
+                             check=True, capture_output=True)
+        (self._out / "key.pem").write_bytes(key.stdout)
         (self._out / "hash").write_bytes(b"\x5a" * 32)
         (self._out / "signature").write_bytes(signature)
         subprocess.run(
@@ -195,9 +201,14 @@ class Visits:
              self._out / "hash", "-pkeyopt", "digest:sha256"], check=True, stdout=subprocess.DEVNULL)
 
     def end(self):
+        """Ends what still runs; the run of the programs clears up after itself."""
         if self._process.poll() is None:
             self._process.terminate()
             self._process.wait()
+
+    def report(self):
+        """Says how far the programs have come, for a finding."""
+        self.end()
         for number, lines in enumerate(self._said, 1):
             print(f"program {number} said last: {[line[:80] for line in lines[-3:]]}")
         if (self._out / "end.txt").exists():
@@ -206,16 +217,20 @@ class Visits:
 
 def main():
     arch, visits, programs, seed = sys.argv[1], *map(int, sys.argv[2:5])
-    folder = pathlib.Path(tempfile.mkdtemp(prefix="orvane-visits."))
-    visitors = Visits(arch, visits, programs, seed, folder)
+    # What asks this program to end is to pass the clearing up below.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+    folder, visitors = pathlib.Path(tempfile.mkdtemp(prefix="orvane-visits.")), None
     try:
+        visitors = Visits(arch, visits, programs, seed, folder)
         visitors.play()
         return 0
     except Finding as finding:
         print(f"finding (seed {seed}): {finding}")
-        visitors.end()
+        visitors.report()
         return 1
     finally:
+        if visitors is not None:
+            visitors.end()
         remove_folder(folder)
 
 
