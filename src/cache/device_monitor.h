@@ -21,13 +21,13 @@ class DeviceMonitor {
   ~DeviceMonitor() { stopDeviceMonitor(); }
 
   // startDeviceMonitor starts the thread unless it runs, and logs which of the two it was. Any thread may call it; the
-  // caller holds the library lock. Throws std::system_error when the thread cannot be created; a later call tries
+  // caller holds the library lock. Throws std::system_error when the system refuses the thread; a later call tries
   // again.
   void startDeviceMonitor();
 
   // stopDeviceMonitor asks the thread to stop and waits for it: the library calls of one poll at the most, since the
-  // pause between two polls ends at once, and WorkerThread::kJoinBoundMilliseconds in any case. Nothing is waited for
-  // or logged when no thread was started, or when the thread itself calls.
+  // pause between two polls ends at once; WorkerThread::join says what bounds that. Nothing is waited for or logged
+  // when no thread was started, or when the thread itself calls.
   void stopDeviceMonitor() noexcept;
 
   // The tokens that the last poll saw, and those that it saw go but could not forget wholly for a lack of memory.

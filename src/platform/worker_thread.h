@@ -6,8 +6,8 @@
 // for each thread, each time that a host frees the minidriver. So the Windows thread is lent by the system's thread
 // pool, which takes it back when it has left our code and tells us so: nothing has to end while the module goes.
 //
-// A thread that is on its way to its procedure cannot be taken back without waiting for it. So the start waits for it
-// to arrive.
+// The start waits for the thread to arrive: once it has returned, the work is being done. Only a thread that the
+// loader's lock or a busy pool keeps away for longer than a bound is left to come when it can.
 #ifndef ORVANE_PLATFORM_WORKER_THREAD_H
 #define ORVANE_PLATFORM_WORKER_THREAD_H
 
@@ -25,10 +25,11 @@ class WorkerThread {
   WorkerThread(const WorkerThread&) = delete;
   WorkerThread& operator=(const WorkerThread&) = delete;
 
-  // start runs `procedure` on a thread of its own (default stack size) and waits until the thread has arrived there, at
-  // most kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving. `procedure` must not
-  // throw, must leave the thread as it found it, and must return soon after wake() was called. Throws std::system_error
-  // when the thread cannot be asked for; nothing is held then.
+  // start has `procedure` run on a thread of its own (default stack size) and waits until it has arrived there, at most
+  // kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving, and a pool without a free
+  // thread delays it. No thread is held before. `procedure` must not throw, must leave the thread as it found it, and
+  // must return soon after wake() was called. Throws std::system_error when the system does not take the work, which
+  // it never does while the process ends; nothing is held then.
   void start(void (*procedure)());
 
   // holdsThread tells whether a started thread has not been joined yet.
@@ -43,9 +44,9 @@ class WorkerThread {
   // wake ends the current pause and every later one, until the next start.
   void wake() noexcept;
 
-  // join waits until `procedure` has returned, at most kJoinBoundMilliseconds, and lets the thread go. A thread that
-  // did not come back by then (the library never returned) is ended where it stands, because its code is about to be
-  // unmapped.
+  // join waits until `procedure` has returned, at most kJoinBoundMilliseconds, and lets the thread go; work that has
+  // not begun is taken back. A thread that did not come back by then (the library never returned) is ended where it
+  // stands, because its code is about to be unmapped, and is waited for once more as long.
   void join() noexcept;
 
   static constexpr unsigned kStartBoundMilliseconds = 1000;

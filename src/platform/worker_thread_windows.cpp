@@ -4,8 +4,15 @@
 #include "platform/windows_api.h"
 #include "platform/worker_thread.h"
 
+// The pool takes no work once the process is ending, but raises an exception that C++ code does not catch
+// (devblogs.microsoft.com, "Why am I getting an exception from the thread pool during process shutdown?"). So this is
+// asked first (Microsoft's page on RtlDllShutdownInProgress); no header of the system declares it.
+extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
+
 namespace orvane {
 namespace {
+
+constexpr DWORD kNotSuspended = static_cast<DWORD>(-1);  // what SuspendThread answers when it fails
 
 [[noreturn]] void throwLastError() {
   throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "WorkerThread");
@@ -67,19 +74,30 @@ struct WorkerThread::Held {
     self.thread.reset(thread);
     Phase expected = Phase::kCreated;
     if (!self.phase.compare_exchange_strong(expected, Phase::kWorking)) return;
-    // The system announces the end itself, once the thread has left our code for good (Microsoft's page on
-    // SetEventWhenCallbackReturns).
+    // The system announces the end itself, once the thread has left our code for good (devblogs.microsoft.com,
+    // "What's the point of the various ...WhenCallbackReturns functions?").
     SetEventWhenCallbackReturns(instance, self.finished.get());
     SetEvent(self.started.get());
     self.procedure();
   }
 
-  // Whether the thread is out of our code within the bound.
-  bool hasFinished() const noexcept {
+  // Whether the thread is out of our code, at the latest after `milliseconds`.
+  bool hasFinished(DWORD milliseconds) const noexcept {
     // The thread itself is waited for as well: one that somebody has ended announces nothing any more.
     const HANDLE ends[] = {finished.get(), thread.get()};
     const DWORD count = thread.get() != nullptr ? 2 : 1;
-    return WaitForMultipleObjects(count, ends, FALSE, kJoinBoundMilliseconds) < WAIT_OBJECT_0 + count;
+    return WaitForMultipleObjects(count, ends, FALSE, milliseconds) < WAIT_OBJECT_0 + count;
+  }
+
+  // Ends the thread where it stands, unless it comes back in the last moment: the pool may need it by then.
+  void endThread() const noexcept {
+    if (thread.get() == nullptr || SuspendThread(thread.get()) == kNotSuspended) return;
+    if (hasFinished(0)) {
+      ResumeThread(thread.get());
+    } else {
+      TerminateThread(thread.get(), 0);
+      WaitForSingleObject(thread.get(), kJoinBoundMilliseconds);
+    }
   }
 
   void (*procedure)();
@@ -97,6 +115,9 @@ WorkerThread::WorkerThread() = default;
 WorkerThread::~WorkerThread() = default;
 
 void WorkerThread::start(void (*procedure)()) {
+  if (RtlDllShutdownInProgress() != FALSE) {
+    throw std::system_error(ERROR_SHUTDOWN_IN_PROGRESS, std::system_category(), "WorkerThread");
+  }
   // The thread looks at held_ (through pause) as soon as it runs, so it is set to work after the assignment.
   held_ = std::make_unique<Held>(procedure);
   SubmitThreadpoolWork(held_->work);
@@ -120,9 +141,8 @@ void WorkerThread::join() noexcept {
   if (held_->phase.compare_exchange_strong(expected, Held::Phase::kCancelled)) {
     // Takes the work back; a thread that has just begun it is waited for, and leaves at once.
     WaitForThreadpoolWorkCallbacks(held_->work, TRUE);
-  } else if (!held_->hasFinished() && held_->thread.get() != nullptr) {
-    TerminateThread(held_->thread.get(), 0);
-    WaitForSingleObject(held_->thread.get(), kJoinBoundMilliseconds);
+  } else if (!held_->hasFinished(kJoinBoundMilliseconds)) {
+    held_->endThread();
   }
   held_.reset();
 }

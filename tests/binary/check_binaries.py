@@ -48,13 +48,14 @@ IMPORTED_NAMES = {
     "ADVAPI32.dll": {"RegGetValueA"},
     "VCRUNTIME140.dll": {"_CxxThrowException", "__CxxFrameHandler3", "__std_terminate"},
     "WinSCard.dll": {"SCardStatusA", "SCardTransmit"},
-    # Only the kernel's own call opens a log file without following links on the way to it.
-    "ntdll.dll": {"NtCreateFile"},
+    # Only the kernel's own call opens a log file without following links on the way to it; and only the loader knows that
+    # the process is ending before it has told everybody.
+    "ntdll.dll": {"NtCreateFile", "RtlDllShutdownInProgress"},
 }
 # With the vendor's compiler: its runtime and its C++ library are linked in, so neither VCRUNTIME140.dll nor
 # MSVCP140.dll is here (cmake/VendorCompiler.cmake says why). Which parts of the system's C runtime it takes is its own
 # affair.
-VENDOR_IMPORTED_DLLS = {"ADVAPI32.dll", "KERNEL32.dll", "OrvaneDSCLibrary.dll", "WinSCard.dll"}
+VENDOR_IMPORTED_DLLS = {"ADVAPI32.dll", "KERNEL32.dll", "OrvaneDSCLibrary.dll", "WinSCard.dll", "ntdll.dll"}
 VENDOR_RUNTIME = "api-ms-win-crt-"
 
 
@@ -240,6 +241,12 @@ def check_minidriver(checks, label, image, preset):
         f"{label} imports the maker's thirteen functions",
         lambda: same(sorted(imports["OrvaneDSCLibrary.dll"]), sorted(maker)),
     )
+    if not is_vendor(preset):
+        # A thread that outlives the DLL would call back into it, for each slot that it gave a value and that has an end.
+        checks.run(
+            f"{label} asks for no slot in the threads of the process",
+            lambda: same([name for name in imports["KERNEL32.dll"] if name in ("FlsAlloc", "TlsAlloc")], []),
+        )
     for dll, names in IMPORTED_NAMES.items():
         if is_vendor(preset) and dll not in VENDOR_IMPORTED_DLLS:
             continue

@@ -60,7 +60,8 @@ void setPausesEnd(bool end);
 std::vector<unsigned> takePauses();
 
 #ifdef _WIN32
-// How the minidriver asked the system for its threads since the last call, as "pool=default long=1".
+// How the minidriver asked the system for its threads since the last call, as "pool=default long=1" and what
+// they asked for.
 Lines takeThreadCreations();
 // How often the minidriver itself has given this block back to the C heap since the last call for it.
 unsigned takeFrees(const void* block);

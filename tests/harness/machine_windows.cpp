@@ -119,6 +119,14 @@ PTP_WORK WINAPI divertedCreateThreadpoolWork(PTP_WORK_CALLBACK procedure, void* 
   return work;
 }
 
+void WINAPI divertedSetEventWhenCallbackReturns(PTP_CALLBACK_INSTANCE instance, HANDLE event) {
+  {
+    const std::lock_guard lock(diverted().mutex);
+    diverted().threadCreations.push_back("its end is announced by the pool");
+  }
+  SetEventWhenCallbackReturns(instance, event);
+}
+
 // A new thread stands still until the test lets it go, so that its first log line does not fall between those of the
 // call that starts it.
 void WINAPI divertedSubmitThreadpoolWork(PTP_WORK work) {
@@ -182,6 +190,7 @@ void divertCalls(void* module) {
                          divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
                          divert("CreateThreadpoolWork", divertedCreateThreadpoolWork),
                          divert("SubmitThreadpoolWork", divertedSubmitThreadpoolWork),
+                         divert("SetEventWhenCallbackReturns", divertedSetEventWhenCallbackReturns),
                          divert("CloseThreadpoolWork", divertedCloseThreadpoolWork),
                          divert("WaitForSingleObject", divertedWaitForSingleObject), divert("free", divertedFree)});
 }
