@@ -13,6 +13,7 @@ and where Windows puts what is written at its end in one step, Wine asks for the
 """
 
 import collections
+import contextlib
 import pathlib
 import random
 import re
@@ -75,13 +76,16 @@ class Visits:
             time.sleep(0.01)
 
     def _control(self, line):
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.settimeout(TOO_LONG)
-            connection.connect(str(self._out / "card-control"))
-            connection.sendall(line.encode() + b"\n")
-            answer = connection.makefile().readline().strip()
-            if answer != "ok":
-                raise Finding(f"control line '{line}': {answer}")
+        try:
+            with socket.socket(socket.AF_UNIX) as connection:
+                connection.settimeout(TOO_LONG)
+                connection.connect(str(self._out / "card-control"))
+                connection.sendall(line.encode() + b"\n")
+                answer = connection.makefile().readline().strip()
+        except OSError as error:  # too long, or nobody listens any more
+            answer = str(error)
+        if answer != "ok":
+            raise Finding(f"control line '{line}': {answer}")
 
     def _listen(self):
         for number in range(self._programs):
@@ -202,9 +206,9 @@ class Visits:
 
     def end(self):
         """Ends what still runs; the run of the programs clears up after itself."""
-        if self._process.poll() is None:
-            self._process.terminate()
-            self._process.wait()
+        for name in (signal.SIGTERM, signal.SIGKILL):
+            if self._process.poll() is None:
+                end_process(self._process, name)
 
     def report(self):
         """Says how far the programs have come, for a finding."""
@@ -213,6 +217,16 @@ class Visits:
             print(f"program {number} said last: {[line[:80] for line in lines[-3:]]}")
         if (self._out / "end.txt").exists():
             print(f"at the end: {(self._out / 'end.txt').read_text()}")
+
+
+def end_process(process, name):
+    """Sends the signal and waits a while; a run that became root's is asked as root."""
+    try:
+        process.send_signal(name)
+    except PermissionError:
+        subprocess.run(["sudo", "-n", "kill", f"-{name:d}", str(process.pid)], check=False)
+    with contextlib.suppress(subprocess.TimeoutExpired):
+        process.wait(TOO_LONG)
 
 
 def main():
@@ -229,6 +243,7 @@ def main():
         visitors.report()
         return 1
     finally:
+        signal.signal(signal.SIGTERM, signal.SIG_IGN)
         if visitors is not None:
             visitors.end()
         remove_folder(folder)

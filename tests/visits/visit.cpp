@@ -1,6 +1,7 @@
 #include "visits/visit.h"
 
 #include <chrono>
+#include <optional>
 
 #include "card/card_session.h"
 #include "card/smart_card_service.h"
@@ -49,19 +50,16 @@ void attend(const Visitor& visitor, std::ofstream& said) {
     const auto say = [&](const std::string& what) { said << visit << " " << what << std::endl; };
     const Reader reader = waitForCard(service, true);
     say("present");
+    // It stays open until the card has gone, as with a program that does not know better.
+    std::optional<CardSession> session;
     try {
-      CardSession session(service, reader, {.path = visitor.driver, .cardName = "Orvane"}, {});
-      try {
-        say("signed " + signatureOf(session, visitor.pin));
-      } catch (const ToolError& error) {
-        say("failed " + std::string(error.what()));
-      }
-      // The session stays open until the card has gone, as a program's does that does not know better.
-      waitForCard(service, false);
+      session.emplace(service, reader, DriverChoice{.path = visitor.driver, .cardName = "Orvane"}, nullptr);
+      say("signed " + signatureOf(*session, visitor.pin));
     } catch (const ToolError& error) {
       say("failed " + std::string(error.what()));
     }
     waitForCard(service, false);
+    session.reset();
     // What the minidriver may keep is to be seen, not the software token's record of the calls. (The program is linked
     // with it, so that it stays loaded: the C++ library in it keeps a locale each time that it is freed.)
     softtoken_reset();
