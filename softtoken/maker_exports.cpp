@@ -62,6 +62,22 @@ void destroyKeyPairList(void* list) noexcept {
   std::free(list);
 }
 
+void setText(std::string& text, char name) {
+  char whole[] = "text ?";
+  whole[5] = name;
+  text = whole;
+}
+
+// What nobody here knows the meaning of: something else in each place, so that a copy can be seen to be whole.
+void fillUnread(TokenInfo& info) {
+  for (int i = 1; i < 5; ++i) setText(info.unreadTexts[i], static_cast<char>('0' + i));
+  setText(info.unreadText6, '6');
+  for (int i = 0; i < 2; ++i) setText(info.unreadTexts7[i], static_cast<char>('7' + i));
+  for (int i = 0; i < 16; ++i) info.unreadNumbers0[i] = static_cast<unsigned char>(i + 1);
+  for (int i = 0; i < 20; ++i) info.unreadNumbers20[i] = static_cast<unsigned char>(i + 21);
+  info.unreadNumber = 0x4142434445464748;
+}
+
 }  // namespace
 
 int orvane_init(int reserved, void* cardHandle, int mode) {
@@ -89,6 +105,7 @@ TokenInfo orvane_getTokenInfo(const char* serial, void* libraryContext) {
   info.unreadTexts[0] = plain.serial;
   info.firmwareVersion = plain.firmwareVersion;
   info.passwordValidated = plain.passwordValidated;
+  fillUnread(info);
   return info;
 }
 

@@ -53,8 +53,9 @@ def mutants_of(name, text):
 
 
 def equivalent_ones(text):
-    """The changes that are known to change nothing: {(name of the file, the line, what it becomes): why}, the lines without the
-    blanks around them. The text has a paragraph for each: FILE, "- LINE", "+ LINE", and why."""
+    """The changes that are known to change nothing: {(name of the file, the line, what it becomes): how many such lines there
+    are}, the lines without the blanks around them. The text has a paragraph for each: FILE, "- LINE", "+ LINE", and why; "FILE: N
+    lines" where the same holds for N of them."""
     known = {}
     for paragraph in re.split(r"\n{2,}", text):
         lines = [line for line in paragraph.splitlines() if not line.startswith("#")]
@@ -62,5 +63,17 @@ def equivalent_ones(text):
             continue
         if len(lines) < 4 or not lines[1].startswith("- ") or not lines[2].startswith("+ "):
             raise ValueError(f"this is no equivalent mutant: {paragraph}")
-        known[lines[0].strip(), lines[1][2:].strip(), lines[2][2:].strip()] = " ".join(lines[3:])
+        name, _, number = lines[0].partition(": ")
+        known[name.strip(), lines[1][2:].strip(), lines[2][2:].strip()] = int(number.removesuffix(" lines") or 1)
     return known
+
+
+def check_equivalent(known, text_of):
+    """Raises ValueError unless each of the known changes is one of so many lines; text_of gives a file's text by its name."""
+    for (name, before, after), number in known.items():
+        text = text_of(name)
+        lines = [line for line in text.splitlines() if line.strip() == before]
+        if len(lines) != number:
+            raise ValueError(f"{len(lines)} lines of {name} are this one: {before}")
+        if after not in (mutant[3].strip() for mutant in mutants_of(name, text)):
+            raise ValueError(f"no line of {name} becomes this one: {after}")

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -125,6 +126,35 @@ TEST_F(TokenClientTest, SignsAndDecryptsWithReadableBytes) {
   ASSERT_EQ(plainLength, 48);
   EXPECT_EQ(std::memcmp(plain, signature, 48), 0);
   std::free(plain);
+}
+
+// Also what nobody reads today: the software token has something else in each place.
+TEST_F(TokenClientTest, CopiesTheWholeTokenInfo) {
+  const TokenInfo info = tokenlib::getTokenInfo(kSerial);
+  EXPECT_EQ(std::vector<std::string>(std::begin(info.unreadTexts), std::end(info.unreadTexts)),
+            (std::vector<std::string>{"A1", "text 1", "text 2", "text 3", "text 4"}));
+  EXPECT_EQ(info.firmwareVersion, "2.1.0");
+  EXPECT_EQ(info.unreadText6, "text 6");
+  for (unsigned i = 0; i < 16; ++i) EXPECT_EQ(info.unreadNumbers0[i], i + 1) << i;
+  EXPECT_EQ(info.passwordValidated, 0u);
+  for (unsigned i = 0; i < 20; ++i) EXPECT_EQ(info.unreadNumbers20[i], i + 21) << i;
+  EXPECT_EQ(info.unreadTexts7[0], "text 7");
+  EXPECT_EQ(info.unreadTexts7[1], "text 8");
+  EXPECT_EQ(info.unreadNumber, 0x4142434445464748u);
+}
+
+// Together 111 characters; what is beyond is cut off.
+TEST(TokenLibraryError, HoldsWhatItHasRoomFor) {
+  const struct {
+    std::size_t first, second, heldOfFirst, heldOfSecond;
+  } rows[] = {{0, 0, 0, 0},      {110, 0, 110, 0},   {111, 0, 111, 0},   {112, 0, 111, 0},
+              {1000, 0, 111, 0}, {100, 10, 100, 10}, {100, 11, 100, 11}, {100, 12, 100, 11},
+              {0, 111, 0, 111},  {0, 112, 0, 111},   {111, 5, 111, 0},   {300, 5, 111, 0}};
+  for (const auto& row : rows) {
+    const tokenlib::TokenLibraryError error(std::string(row.first, 'a'), std::string(row.second, 'b'));
+    EXPECT_EQ(error.what(), std::string(row.heldOfFirst, 'a') + std::string(row.heldOfSecond, 'b'))
+        << row.first << " and " << row.second;
+  }
 }
 
 // Strings up to 15 characters are inline in the maker's string, longer ones on the heap, and from 4096 bytes on blocks

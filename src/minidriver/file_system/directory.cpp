@@ -70,10 +70,10 @@ void describeMscpFile(CardFile file, std::size_t containerCount, CARD_FILE_INFO&
     case CardFile::kKeyExchangeCertificate:
       info.cbFileSize = kStatedCertificateSize;
       break;
+    // Empty, as the caller has noted. (The second one is not in "mscp", so it is refused before; it stands here for a
+    // switch that names every file.)
     case CardFile::kRootStore:
-    // Not in "mscp", so the caller refuses it; it stands here for a switch that names every file.
     case CardFile::kCardId:
-      info.cbFileSize = 0;
       break;
   }
 }
