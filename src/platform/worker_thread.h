@@ -27,9 +27,10 @@ class WorkerThread {
 
   // start has `procedure` run on a thread of its own (default stack size) and waits until it has arrived there, at most
   // kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving, and a pool without a free
-  // thread delays it. No thread is held before. `procedure` must not throw, must leave the thread as it found it, and
-  // must return soon after wake() was called. Throws std::system_error when the system does not take the work, which
-  // it never does while the process ends; nothing is held then.
+  // thread delays it. No thread is held before. `procedure` must not throw and
+  // must return soon after wake() was called. What it changes of the thread stays with the pool, but for its priority
+  // and its rights. Throws std::system_error when the system does not take the work, which
+  // it never does while the process ends, and std::bad_alloc; nothing is held then.
   void start(void (*procedure)());
 
   // holdsThread tells whether a started thread has not been joined yet.

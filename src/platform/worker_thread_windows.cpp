@@ -68,7 +68,6 @@ struct WorkerThread::Held {
     auto& self = *static_cast<Held*>(argument);
     self.threadId = GetCurrentThreadId();
     HANDLE thread = nullptr;
-    // If it fails, all that cannot be dealt with is a library that never comes back.
     DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
                     DUPLICATE_SAME_ACCESS);
     self.thread.reset(thread);
@@ -78,7 +77,12 @@ struct WorkerThread::Held {
     // "What's the point of the various ...WhenCallbackReturns functions?").
     SetEventWhenCallbackReturns(instance, self.finished.get());
     SetEvent(self.started.get());
+    const int priority = GetThreadPriority(GetCurrentThread());
     self.procedure();
+    // The pool raises an exception for a thread that comes back with another priority, or as somebody else
+    // (STATUS_CALLBACK_RETURNED_THREAD_PRIORITY, STATUS_CALLBACK_RETURNED_WHILE_IMPERSONATING).
+    SetThreadPriority(GetCurrentThread(), priority);
+    RevertToSelf();
   }
 
   // Whether the thread is out of our code, at the latest after `milliseconds`.
@@ -89,15 +93,17 @@ struct WorkerThread::Held {
     return WaitForMultipleObjects(count, ends, FALSE, milliseconds) < WAIT_OBJECT_0 + count;
   }
 
-  // Ends the thread where it stands, unless it comes back in the last moment: the pool may need it by then.
-  void endThread() const noexcept {
+  // Has the thread stand still for good, unless it comes back in the last moment: the pool needs it then. It is not
+  // ended, as the system raises an exception for one of the pool's (STATUS_INVALID_THREAD), and frees the stack that a
+  // lock may still refer to.
+  void stopThread() const noexcept {
     if (thread.get() == nullptr || SuspendThread(thread.get()) == kNotSuspended) return;
-    if (hasFinished(0)) {
-      ResumeThread(thread.get());
-    } else {
-      TerminateThread(thread.get(), 0);
-      WaitForSingleObject(thread.get(), kJoinBoundMilliseconds);
-    }
+    // Once its registers are known it stands still (devblogs.microsoft.com, "The SuspendThread function suspends a
+    // thread, but it does so asynchronously").
+    CONTEXT registers{};
+    registers.ContextFlags = CONTEXT_CONTROL;
+    GetThreadContext(thread.get(), &registers);
+    if (hasFinished(0)) ResumeThread(thread.get());
   }
 
   void (*procedure)();
@@ -142,7 +148,7 @@ void WorkerThread::join() noexcept {
     // Takes the work back; a thread that has just begun it is waited for, and leaves at once.
     WaitForThreadpoolWorkCallbacks(held_->work, TRUE);
   } else if (!held_->hasFinished(kJoinBoundMilliseconds)) {
-    held_->endThread();
+    held_->stopThread();
   }
   held_.reset();
 }

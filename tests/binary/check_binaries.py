@@ -45,7 +45,7 @@ IMPORTED_DLLS = {
 }
 # Never a connection, a transaction or a registry write of the minidriver's own.
 IMPORTED_NAMES = {
-    "ADVAPI32.dll": {"RegGetValueA"},
+    "ADVAPI32.dll": {"RegGetValueA", "RevertToSelf"},
     "VCRUNTIME140.dll": {"_CxxThrowException", "__CxxFrameHandler3", "__std_terminate"},
     "WinSCard.dll": {"SCardStatusA", "SCardTransmit"},
     # Only the kernel's own call opens a log file without following links on the way to it; and only the loader knows that

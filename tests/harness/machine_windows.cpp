@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 #include "import_table.h"
@@ -185,6 +186,7 @@ void divertCalls(void* module) {
     // Those of a module that is gone, whose numbers other threads may have now.
     const std::lock_guard lock(diverted().mutex);
     diverted().threadIds.clear();
+    if (!diverted().threadWork.empty()) throw std::logic_error("the minidriver has left work in the system's pool");
   }
   divertImports(module, {divert("SCardStatusA", divertedStatus), divert("SCardTransmit", divertedTransmit),
                          divert("GetLocalTime", divertedLocalTime), divert("GetTempPathA", divertedTempPath),
