@@ -36,6 +36,7 @@ SETTLED = 100  # visits; growth in fewer says nothing
 # thread would be a thousand, and a context three thousand.
 GROWTH = 10000
 WOBBLE = 2  # threads and handles of a program: the system's pool of threads has one more or less at any moment
+ENDING = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
 LONGEST_PULL = 1.5  # seconds after the programs saw the card
 # How calls may fail when the card and the token leave in their midst: the first in the service's own ways, the others as the
 # minidriver answers when its token is not connected any more.
@@ -169,7 +170,8 @@ class Visits:
                 print(f"{visit} visits, {time.monotonic() - begun:.0f} s: the service {tenths[-1][0][0]} threads, "
                       f"{tenths[-1][0][1]} open files; the programs {programs}", flush=True)
         # The one connection more is of the program that will ask for the card alone.
-        self._wait(lambda: self._held_by_service()[0] <= before[0] + 1, "the programs have left the service")
+        self._wait(lambda: all(now <= then + 1 for now, then in zip(self._held_by_service(), before)),
+                   "the programs have left the service")
         self._connect()
         try:
             self._process.wait(TOO_LONG)
@@ -200,9 +202,11 @@ class Visits:
         (self._out / "key.pem").write_bytes(key.stdout)
         (self._out / "hash").write_bytes(b"\x5a" * 32)
         (self._out / "signature").write_bytes(signature)
-        subprocess.run(
+        verified = subprocess.run(
             ["openssl", "pkeyutl", "-verify", "-pubin", "-inkey", self._out / "key.pem", "-sigfile", self._out / "signature", "-in",
-             self._out / "hash", "-pkeyopt", "digest:sha256"], check=True, stdout=subprocess.DEVNULL)
+             self._out / "hash", "-pkeyopt", "digest:sha256"], check=False, capture_output=True)
+        if verified.returncode != 0:
+            raise Finding(f"OpenSSL does not verify the signature {signature.hex()}")
 
     def end(self):
         """Ends what still runs; the run of the programs clears up after itself."""
@@ -226,13 +230,14 @@ def end_process(process, name):
     except PermissionError:
         subprocess.run(["sudo", "-n", "kill", f"-{name:d}", str(process.pid)], check=False)
     with contextlib.suppress(subprocess.TimeoutExpired):
-        process.wait(TOO_LONG)
+        process.wait(20)
 
 
 def main():
     arch, visits, programs, seed = sys.argv[1], *map(int, sys.argv[2:5])
     # What asks this program to end is to pass the clearing up below.
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+    for name in ENDING:
+        signal.signal(name, lambda number, _: sys.exit(128 + number))
     folder, visitors = pathlib.Path(tempfile.mkdtemp(prefix="orvane-visits.")), None
     try:
         visitors = Visits(arch, visits, programs, seed, folder)
@@ -243,7 +248,8 @@ def main():
         visitors.report()
         return 1
     finally:
-        signal.signal(signal.SIGTERM, signal.SIG_IGN)
+        for name in ENDING:
+            signal.signal(name, signal.SIG_IGN)
         if visitors is not None:
             visitors.end()
         remove_folder(folder)

@@ -71,9 +71,6 @@ def equivalent_ones(text):
 def check_equivalent(known, text_of):
     """Raises ValueError unless each of the known changes is one of so many lines; text_of gives a file's text by its name."""
     for (name, before, after), number in known.items():
-        text = text_of(name)
-        lines = [line for line in text.splitlines() if line.strip() == before]
+        lines = {mutant[1] for mutant in mutants_of(name, text_of(name)) if (mutant[2].strip(), mutant[3].strip()) == (before, after)}
         if len(lines) != number:
-            raise ValueError(f"{len(lines)} lines of {name} are this one: {before}")
-        if after not in (mutant[3].strip() for mutant in mutants_of(name, text)):
-            raise ValueError(f"no line of {name} becomes this one: {after}")
+            raise ValueError(f"{len(lines)} lines of {name}, not {number}, become so:\n- {before}\n+ {after}")
