@@ -27,10 +27,10 @@ class WorkerThread {
 
   // start has `procedure` run on a thread of its own (default stack size) and waits until it has arrived there, at most
   // kStartBoundMilliseconds: a caller who holds the loader's lock keeps it from arriving, and a pool without a free
-  // thread delays it. No thread is held before. `procedure` must not throw and
-  // must return soon after wake() was called. What it changes of the thread stays with the pool, but for its priority
-  // and its rights. Throws std::system_error when the system does not take the work, which
-  // it never does while the process ends, and std::bad_alloc; nothing is held then.
+  // thread delays it. No thread is held before. `procedure` must not throw and must return soon after wake() was
+  // called. What it changes of the thread stays with the pool, but for its priority and its rights. Throws
+  // std::system_error when the system does not take the work, which it never does while the process ends, and
+  // std::bad_alloc; nothing is held then.
   void start(void (*procedure)());
 
   // holdsThread tells whether a started thread has not been joined yet.
@@ -46,8 +46,9 @@ class WorkerThread {
   void wake() noexcept;
 
   // join waits until `procedure` has returned, at most kJoinBoundMilliseconds, and lets the thread go; work that has
-  // not begun is taken back. A thread that did not come back by then (the library never returned) is ended where it
-  // stands, because its code is about to be unmapped, and is waited for once more as long.
+  // not begun is taken back. A thread that did not come back by then (the library never returned) is made to stand
+  // still for good, because its code is about to be unmapped; one for which the system had no handle when it began
+  // goes on.
   void join() noexcept;
 
   static constexpr unsigned kStartBoundMilliseconds = 1000;
