@@ -60,8 +60,8 @@ void setPausesEnd(bool end);
 std::vector<unsigned> takePauses();
 
 #ifdef _WIN32
-// How the minidriver asked the system for its threads since the last call, as "pool=default long=1" and what
-// they asked for.
+// How the minidriver asked the system for its threads since the last call, as "pool=default long=1", and "its end is
+// announced by the pool" for each that has asked for that.
 Lines takeThreadCreations();
 // How often the minidriver itself has given this block back to the C heap since the last call for it.
 unsigned takeFrees(const void* block);
