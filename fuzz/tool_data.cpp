@@ -1,4 +1,5 @@
 // What orvane-card reads: program files, logs and the card's data. All of it may come from elsewhere.
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,10 @@ void fuzzProgramFiles(Input input) {
   file.found = true;
   file.pe = tool::readPeFile(input);
   const tool::Finding driver = tool::judgeDriver(file, tool::kMachineArm64);
-  require(driver.holds() == (file.pe && file.pe->machine == tool::kMachineArm64), "a library of another kind holds");
+  // ARM64X is the other kind that such a process loads.
+  const std::uint16_t machine = file.pe ? file.pe->machine : 0;
+  require(driver.holds() == (machine == tool::kMachineArm64 || machine == tool::kMachineArm64X),
+          "a library of another kind holds");
   if (!file.pe) return;
   std::size_t size = 0;
   for (const std::string& name : file.pe->imports) {
