@@ -23,7 +23,7 @@ CHANGES = [
     (r"\bif \((?!const)(.*)\) (?=return|\{|break|continue)", r"if (!(\1)) "),
     (r"(?<![\w.])(\d+)(?![\w.])", lambda m: str(int(m.group(1)) + 1)),
     # A statement that stands alone.
-    (r"^( +)(?!return|const|auto|using|static|throw|break|continue|namespace|template|DWORD|if|for)[\w.>:\-\[\]]+\(.*\);$", r"\1;"),
+    (r"^( +)(?!return|const|auto|using|static|throw|break|continue|namespace|template|DWORD|if|for|ORVANE_)[\w.>:\-\[\]]+\(.*\);$", r"\1;"),
     (r"^( +)[\w.>\-\[\]]+ \|?= .*;$", r"\1;"),
 ]
 

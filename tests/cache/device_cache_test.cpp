@@ -88,6 +88,8 @@ TEST_F(DeviceCacheTest, PasswordIsKeptUntilCleared) {
 }
 
 TEST_F(DeviceCacheTest, KeyCountChangesOnlyWhileAContextIsAttached) {
+  cache.markDeviceInitialized("A1");
+  EXPECT_EQ(cache.updateKeyCount("A1", 1), std::nullopt) << "a new record has no context";
   cache.attachContext("A1");
   EXPECT_EQ(cache.updateKeyCount("A1", 3), 0u);
   EXPECT_EQ(cache.updateKeyCount("A1", 5), 3u);

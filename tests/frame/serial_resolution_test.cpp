@@ -31,6 +31,8 @@ TEST(SerialResolution, ReaderIndex) {
       {"Reader\t1", std::nullopt},
       {"Reader 2147483647", 2147483647},
       {"Reader 0000000000000001", 1},
+      // The name ends before more digits.
+      {std::string_view("Reader 12", 8), 1},
   };
   for (const auto& row : rows) EXPECT_EQ(readerIndexOf(row.name), row.index) << row.name;
   for (const char* const name : {"Reader 2147483648", "Reader 99999999999999999999"}) {

@@ -94,6 +94,23 @@ TEST_F(LogLevelTest, DecidesTheSameForInnerCalls) {
   }
 }
 
+// Leaves bytes 3 where the next call has its variables.
+void leaveBytesOnTheStack() {
+  volatile unsigned char bytes[4096];
+  for (volatile unsigned char& byte : bytes) byte = 3;
+}
+// Called by way of it, the function has a place of its own on the stack.
+void (*volatile dirtyTheStack)() = &leaveBytesOnTheStack;
+
+// A value without data says nothing, so nothing that happens to lie in memory must decide.
+TEST_F(LogLevelTest, OfAValueWithoutDataDoesNotDependOnWhatWasInMemory) {
+  setLogLevel(binary({}));
+  dirtyTheStack();
+  EXPECT_FALSE(isDebugLogged());
+  dirtyTheStack();
+  EXPECT_FALSE(isErrorLogged());
+}
+
 // A message that is a string already is used up, whether it is written or not.
 TEST_F(LogLevelTest, MessagesAreConsumed) {
   const struct {

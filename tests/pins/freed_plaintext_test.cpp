@@ -118,12 +118,31 @@ TEST_F(FreedPlaintext, GoesWhenItIsTooLong) {
     queueResult("orvane_decrypt", 0, kSofttokenKeep, length, Bytes(300, 0x5C));
     Bytes block(256, 0x22);
     CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
-    watch(0);
+    watch(300);
     EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), code(SCARD_E_INSUFFICIENT_BUFFER));
     EXPECT_EQ(watched.frees, 1u);
+    // How much of it may be written to is not known.
+    EXPECT_EQ(Bytes(watched.content.begin(), watched.content.begin() + 300), Bytes(300, 0x5C));
     EXPECT_EQ(block, Bytes(256, 0x22));
     forget();
   }
+}
+
+// What a failing library's output points to need not be a block of its memory.
+TEST_F(FreedPlaintext, IsNotFreedWhenTheLibraryFails) {
+  CARD_DATA& record = open();
+  queueResult("orvane_decrypt", 33, kSofttokenKeep, 3, Bytes(300, 0x5C));
+  Bytes block(256, 0x22);
+  CARD_RSA_DECRYPT_INFO info = decryptionOf(block);
+  watch(300);
+  EXPECT_EQ(record.pfnCardRSADecrypt(&record, &info), code(SCARD_E_INVALID_PARAMETER));
+  EXPECT_EQ(watched.frees, 0u);
+  ASSERT_NE(watched.block, nullptr);
+  const auto* const bytes = static_cast<const std::uint8_t*>(watched.block);
+  EXPECT_EQ(Bytes(bytes, bytes + 300), Bytes(300, 0x5C));
+  EXPECT_EQ(block, Bytes(256, 0x22));
+  std::free(watched.block);
+  forget();
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <functional>
+#include <memory>
 #include <tuple>
 #include <utility>
 
@@ -220,6 +221,66 @@ TEST_F(BetweenLocks, ARightPinThatIsForgottenMeanwhileIsNotRefused) {
     }
     // The context's slot and the token's record at least.
     EXPECT_GE(number, 3u);
+  }
+}
+
+// A PIN that the token refuses takes back what another context's right one left while this call waited its turn: the
+// token has closed again.
+TEST_F(BetweenLocks, ARefusedPinForgetsTheOneThatWasAcceptedMeanwhile) {
+  CARD_DATA& record = openFresh();
+  CARD_DATA& other = openContext();
+  forget();
+  bool isAccepted = false;
+  beforeLock = [&](const pthread_mutex_t* mutex) {
+    if (isAccepted || nameOf(mutex) != "libraryMutex") return;
+    isAccepted = true;
+    authenticate(other);
+    EXPECT_TRUE(processState().deviceCache.pinState(kSerial).isValidatedLocal);
+  };
+  PinBytes pin{kWrongPin};
+  EXPECT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, nullptr),
+            code(SCARD_W_WRONG_CHV));
+  beforeLock = nullptr;
+  EXPECT_TRUE(isAccepted);
+  const PinState state = processState().deviceCache.pinState(kSerial);
+  EXPECT_FALSE(state.isCached);
+  EXPECT_FALSE(state.isValidatedLocal);
+  forget();
+}
+
+// The map of lists is copied, changed and put in the old one's place; what another thread put there meanwhile stays.
+TEST_F(BetweenLocks, AListThatChangesMeanwhileIsNotLost) {
+  const auto list = std::make_shared<const ContainerList>();
+  using Change = void (*)(ContainerListCache&, const std::shared_ptr<const ContainerList>&);
+  const Change replace = [](auto& lists, const auto& with) { lists.replace("ours", with); };
+  const Change erase = [](auto& lists, const auto&) { lists.erase("ours"); };
+  const Change otherReplace = [](auto& lists, const auto& with) { lists.replace("other", with); };
+  const Change otherErase = [](auto& lists, const auto&) { lists.erase("other"); };
+  const struct {
+    const char* name;
+    Change change;
+    Change meanwhile;
+    bool hasOurs;
+    bool hasOther;
+  } rows[] = {{"replaced, and another replaced", replace, otherReplace, true, true},
+              {"replaced, and another erased", replace, otherErase, true, false},
+              {"erased, and another replaced", erase, otherReplace, false, true},
+              {"erased, and another erased", erase, otherErase, false, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    ContainerListCache lists;
+    if (!row.hasOurs) replace(lists, list);
+    if (!row.hasOther) otherReplace(lists, list);
+    unsigned times = 0;
+    afterUnlock = [&](const pthread_mutex_t* mutex) {
+      // The first time the map has just been looked at.
+      if (lies(mutex, &lists, sizeof(lists)) && times++ == 0) row.meanwhile(lists, list);
+    };
+    row.change(lists, list);
+    afterUnlock = nullptr;
+    EXPECT_EQ(times, 4u) << "looked, put in vain, looked again, put";
+    EXPECT_EQ(lists.find("ours"), row.hasOurs ? list : nullptr);
+    EXPECT_EQ(lists.find("other"), row.hasOther ? list : nullptr);
   }
 }
 
