@@ -147,6 +147,17 @@ TEST(MutexTest, ReportsReentry) {
   const LockGuard free(mutex);
 }
 
+TEST(MutexTest, KnowsItsHolderHoweverItWasTaken) {
+  Mutex mutex;
+  void (Mutex::*const lock)() = &Mutex::lock;
+  if (mutex.tryLock()) {
+    EXPECT_THROW((mutex.*lock)(), std::system_error);
+    mutex.unlock();
+  } else {
+    ADD_FAILURE() << "nobody holds it";
+  }
+}
+
 TEST(MutexTest, IsTakenOnlyWhenFree) {
   Mutex mutex;
   const auto isTaken = [&] {

@@ -1,8 +1,11 @@
 // CardDeleteContext, also while another call works on the same record.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
+#include "cache/process_state.h"
 #include "harness/driver_test.h"
 
 namespace orvane::test {
@@ -193,6 +196,30 @@ TEST_F(DeleteContext, IsOverForTheTokenBeforeTheRunningCallEnds) {
   EXPECT_EQ(Lines(log.begin(), log.begin() + 2), (Lines{"D older key count 1", "D new key count 2"}));
   EXPECT_EQ(deleteContext(&next).status, 0u);
 }
+
+#ifndef _WIN32
+
+// Threads that are no more may have held any lock, so nothing is asked of anybody. In a process of its own; on Windows
+// the unload tests end real ones.
+TEST_F(DeleteContext, OnlyEmptiesTheRecordWhileTheProcessEnds) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        CARD_DATA& record = open();
+        const CARD_DATA expected = withoutContext(record);
+        EXPECT_FALSE(isProcessEnding());
+        markProcessEnding();
+        EXPECT_TRUE(isProcessEnding());
+        EXPECT_EQ(deleteContext(&record), (Outcome{0, {}}));
+        EXPECT_EQ(bytesOf(record), bytesOf(expected));
+        EXPECT_EQ(deleteContext(nullptr), (Outcome{0, {}}));
+        std::filesystem::remove_all(tempFolder());
+        std::_Exit(HasFailure() ? 1 : 0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+#endif
 
 }  // namespace
 }  // namespace orvane::test

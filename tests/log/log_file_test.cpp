@@ -8,6 +8,7 @@
 
 #include "harness/driver_test.h"
 #include "harness/log_reader.h"
+#include "harness/stack_bytes.h"
 
 namespace orvane::test {
 namespace {
@@ -208,9 +209,10 @@ TEST_F(LogWithoutTempFolder, WritesAtTheRootOfTheDrive) {
     // The framework wants a temporary folder, too.
     ::testing::internal::CaptureStdout();
     setTempFolder(row.folder);
-    logOnce();
-    logOnce();
-    logOnce();
+    for (unsigned line = 0; line < 3; ++line) {
+      dirtyTheStack();
+      logOnce();
+    }
     setTempFolder(tempFolder());
     const std::string noFolder = "\nUnable to getLogBaseFolderPath";
     const std::string call = noFolder + (isRootWritable ? "" : "\nUnable to write log");
@@ -220,6 +222,33 @@ TEST_F(LogWithoutTempFolder, WritesAtTheRootOfTheDrive) {
     EXPECT_FALSE(fs::exists(logFile()));
   }
 }
+
+#ifndef _WIN32
+
+// Windows makes whole paths of them.
+TEST_F(LogWithoutTempFolder, ShortNamesAreNamesLikeOthers) {
+  const struct {
+    const char* name;
+    std::string folder;
+    std::string output;
+  } rows[] = {{"the root itself", "", ""},
+              {"does not exist in the current folder", "missing", "\nUnable to getLogBaseFolderPath"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    fs::remove_all(root / "Brightfold");
+    ::testing::internal::CaptureStdout();
+    setTempFolder(row.folder);
+    for (unsigned line = 0; line < 3; ++line) logOnce();
+    setTempFolder(tempFolder());
+    const std::string call = row.output + (isRootWritable ? "" : "\nUnable to write log");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), call + call + call);
+    EXPECT_EQ(fileBytes(root / "Brightfold" / processName() / "2026-11-15.LOG"), isRootWritable ? line() : "");
+    EXPECT_FALSE(fs::exists("m"));
+    EXPECT_FALSE(fs::exists("missing"));
+  }
+}
+
+#endif
 
 }  // namespace
 }  // namespace orvane::test

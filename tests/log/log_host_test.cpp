@@ -97,7 +97,7 @@ TEST_F(LogHostTest, TheProcessNameEndsAtItsFirstDot) {
   const struct {
     std::optional<std::string> name;
     std::string folder;
-  } rows[] = {{"lsass.exe", "lsass"},         {"a.b.exe", "a"}, {"plain", "plain"},
+  } rows[] = {{"lsass.exe", "lsass"},         {"a.b.exe", "a"}, {"plain", "plain"}, {"x", "x"},
               {"two words.exe", "two words"}, {".exe", ""},     {std::nullopt, ""}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name.value_or("(none)"));

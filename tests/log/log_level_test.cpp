@@ -2,6 +2,7 @@
 #include <string>
 
 #include "harness/linked_test.h"
+#include "harness/stack_bytes.h"
 #include "log/log.h"
 
 namespace orvane::test {
@@ -93,14 +94,6 @@ TEST_F(LogLevelTest, DecidesTheSameForInnerCalls) {
     EXPECT_EQ(isErrorLogged(), row.written != Written::kNothing);
   }
 }
-
-// Leaves bytes 3 where the next call has its variables.
-void leaveBytesOnTheStack() {
-  volatile unsigned char bytes[4096];
-  for (volatile unsigned char& byte : bytes) byte = 3;
-}
-// Called by way of it, the function has a place of its own on the stack.
-void (*volatile dirtyTheStack)() = &leaveBytesOnTheStack;
 
 // A value without data says nothing, so nothing that happens to lie in memory must decide.
 TEST_F(LogLevelTest, OfAValueWithoutDataDoesNotDependOnWhatWasInMemory) {

@@ -3,6 +3,8 @@
 //
 // The token library answers as it is told to and keeps no PIN itself; every copy that is found is the minidriver's.
 #include <functional>
+#include <memory>
+#include <string>
 
 #include "harness/driver_test.h"
 #include "harness/log_reader.h"
@@ -10,6 +12,7 @@
 #include "softtoken/softtoken_pins.h"
 #ifndef _WIN32
 #include "faults/failing_new.h"
+#include "support/secret.h"
 #endif
 
 namespace orvane::test {
@@ -202,6 +205,31 @@ TEST_F(PinResidue, NoneOfTheSecurityOfficersPin) {
   EXPECT_EQ(record_.pfnCardDeleteContext(&record_), 0u);
   expectNoneInTheLog();
 }
+
+#ifndef _WIN32
+
+// A text that is too long for the object stands in memory of its own.
+TEST(PinMemory, OfALongTextIsOverwrittenBeforeItGoes) {
+  const FreedMemoryStays stays;
+  const struct {
+    const char* name;
+    void (*end)(std::unique_ptr<SecretText>& secret);
+  } rows[] = {{"cleared", [](auto& secret) { secret->clear(); }},
+              {"replaced by a short one", [](auto& secret) { *secret = SecretText("1", 1); }},
+              {"replaced by a long one", [](auto& secret) { *secret = SecretText(std::string(99, '1').data(), 99); }},
+              {"destroyed", [](auto& secret) { secret.reset(); }}};
+  const std::string text(SecretText::kInlineCapacity + 1, '7');
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    auto secret = std::make_unique<SecretText>(text.data(), text.size());
+    const volatile char* const block = secret->c_str();
+    ASSERT_EQ(block[text.size() - 1], '7');
+    row.end(secret);
+    for (std::size_t i = 0; i < text.size(); ++i) EXPECT_EQ(block[i], 0) << i;
+  }
+}
+
+#endif
 
 }  // namespace
 }  // namespace orvane::test

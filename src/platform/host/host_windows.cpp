@@ -123,7 +123,11 @@ HANDLE GetCurrentProcess() { return reinterpret_cast<HANDLE>(~ULONG_PTR{0}); }
 DWORD K32GetModuleBaseNameA(HANDLE, HMODULE, LPSTR lpBaseName, DWORD nSize) {
   HostMachine& machine = hostMachine();
   const std::shared_lock lock(machine.mutex);
-  if (!machine.processName || !copyText(*machine.processName, lpBaseName, nSize)) return 0;
+  if (!machine.processName || !copyText(*machine.processName, lpBaseName, nSize)) {
+    // What is in the buffer then is not promised.
+    std::fill_n(lpBaseName, nSize, '?');
+    return 0;
+  }
   return static_cast<DWORD>(machine.processName->size());
 }
 
