@@ -1,8 +1,8 @@
-# Warnings for our own code, as errors. All presets but the vendor's compiler's use clang.
+# Warnings for our own code, as errors, which "cmake --compile-no-warning-as-error" takes back. All presets but the vendor's
+# compiler's use clang.
+set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
 if(MSVC)
   add_compile_options(/W4)
-  # /WX, which "cmake --compile-no-warning-as-error" takes back.
-  set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
   return()
 endif()
 add_compile_options(
@@ -21,5 +21,4 @@ add_compile_options(
   -Wnull-dereference
   -Wdouble-promotion
   -Wthread-safety
-  -Wthread-safety-beta
-  -Werror)
+  -Wthread-safety-beta)

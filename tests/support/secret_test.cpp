@@ -89,6 +89,7 @@ TEST(Secret, NothingStaysInTheObject) {
   secret = SecretText("Tr7-secret", 10);
   const SecretText moved = std::move(secret);
   EXPECT_FALSE(holds(secret, "r7-secret"));
+  EXPECT_EQ(valueOf(secret), "");
   secret = SecretText("Tr7-secret", 10);
   secret = SecretText("x", 1);
   EXPECT_FALSE(holds(secret, "-secret"));
