@@ -2,6 +2,8 @@
 // replaced, refused or unloaded there is none, in whole or in part. Nor is there one in a log.
 //
 // The token library answers as it is told to and keeps no PIN itself; every copy that is found is the minidriver's.
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -13,6 +15,7 @@
 #ifndef _WIN32
 #include "faults/failing_new.h"
 #include "support/secret.h"
+#include "tokenlib/maker_boundary.h"
 #endif
 
 namespace orvane::test {
@@ -207,6 +210,34 @@ TEST_F(PinResidue, NoneOfTheSecurityOfficersPin) {
 }
 
 #ifndef _WIN32
+
+// What lay below a call's frame right after it returned.
+std::array<std::uint8_t, 4096> leftOnTheStack;
+
+// Has the library change the security officer's PIN and copies what is left below, before anything else goes there.
+void changeAndLookBelow(PlainPin& from, PlainPin& to) {
+  const OrvaneBoundaryText texts[] = {{reinterpret_cast<const char*>(from.data()), from.size()},
+                                      {reinterpret_cast<const char*>(to.data()), to.size()}};
+  OrvaneBoundaryFailure failure{};
+  bool result = false;
+  orvaneBoundaryChangeSoPassword(kSerial, &texts[0], &texts[1], &result, &failure);
+  const auto end = reinterpret_cast<std::uintptr_t>(texts);
+  for (std::size_t i = 0; i < leftOnTheStack.size(); ++i)
+    leftOnTheStack[i] = *reinterpret_cast<const volatile std::uint8_t*>(end - leftOnTheStack.size() + i);
+}
+
+// The library takes them as strings, and short strings stand where the arguments of a call are.
+TEST_F(PinResidue, NoneOfTheSecurityOfficersPinWhereTheArgumentsWere) {
+  PlainPin from(kOfficerPin);
+  PlainPin to(kOtherOfficerPin);
+  queueResult("orvane_changeSOPassword", 1);
+  changeAndLookBelow(from, to);
+  Finds finds;
+  for (const MaskedPin* const pin : {&kOfficerPin, &kOtherOfficerPin})
+    findPin(*pin, leftOnTheStack.data(), leftOnTheStack.size(), 0, finds);
+  EXPECT_EQ(finds, Finds{});
+  EXPECT_EQ(takeCalls().size(), 1u);
+}
 
 // A text that is too long for the object stands in memory of its own.
 TEST(PinMemory, OfALongTextIsOverwrittenBeforeItGoes) {
