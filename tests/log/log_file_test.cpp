@@ -233,6 +233,9 @@ TEST_F(LogWithoutTempFolder, ShortNamesAreNamesLikeOthers) {
     std::string output;
   } rows[] = {{"the root itself", "", ""},
               {"does not exist in the current folder", "missing", "\nUnable to getLogBaseFolderPath"}};
+  // What a mistake leaves there goes with the test.
+  const fs::path current = fs::current_path();
+  fs::current_path(tempFolder());
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     fs::remove_all(root / "Brightfold");
@@ -246,6 +249,7 @@ TEST_F(LogWithoutTempFolder, ShortNamesAreNamesLikeOthers) {
     EXPECT_FALSE(fs::exists("m"));
     EXPECT_FALSE(fs::exists("missing"));
   }
+  fs::current_path(current);
 }
 
 #endif
