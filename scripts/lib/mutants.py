@@ -53,9 +53,9 @@ def mutants_of(name, text):
 
 
 def equivalent_ones(text):
-    """The changes that are known to change nothing: {(name of the file, the line, what it becomes): how many such lines there
-    are}, the lines without the blanks around them. The text has a paragraph for each: FILE, "- LINE", "+ LINE", and why; "FILE: N
-    lines" where the same holds for N of them."""
+    """The changes that are known to change nothing: {(name of the file, the line, what it becomes): (for how many of such lines it
+    holds, how many there are)}, the lines without the blanks around them. The text has a paragraph for each: FILE, "- LINE",
+    "+ LINE", and why; "FILE: N lines" where the same holds for all N, "FILE: K of N lines" where it holds for K of them."""
     known = {}
     for paragraph in re.split(r"\n{2,}", text):
         lines = [line for line in paragraph.splitlines() if not line.startswith("#")]
@@ -64,13 +64,14 @@ def equivalent_ones(text):
         if len(lines) < 4 or not lines[1].startswith("- ") or not lines[2].startswith("+ "):
             raise ValueError(f"this is no equivalent mutant: {paragraph}")
         name, _, number = lines[0].partition(": ")
-        known[name.strip(), lines[1][2:].strip(), lines[2][2:].strip()] = int(number.removesuffix(" lines") or 1)
+        some, _, total = (number.removesuffix(" lines") or "1").rpartition(" of ")
+        known[name.strip(), lines[1][2:].strip(), lines[2][2:].strip()] = int(some or total), int(total)
     return known
 
 
 def check_equivalent(known, text_of):
     """Raises ValueError unless each of the known changes is one of so many lines; text_of gives a file's text by its name."""
-    for (name, before, after), number in known.items():
+    for (name, before, after), (_, number) in known.items():
         lines = {mutant[1] for mutant in mutants_of(name, text_of(name)) if (mutant[2].strip(), mutant[3].strip()) == (before, after)}
         if len(lines) != number:
             raise ValueError(f"{len(lines)} lines of {name}, not {number}, become so:\n- {before}\n+ {after}")

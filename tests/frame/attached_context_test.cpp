@@ -1,10 +1,6 @@
 // The mark that a token has a context: an acquisition that fails leaves it as it stands.
-#include <memory>
-#include <utility>
-
 #include "cache/process_state.h"
 #include "harness/linked_test.h"
-#include "minidriver/frame/provider_context.h"
 
 namespace orvane::test {
 namespace {
@@ -36,21 +32,6 @@ TEST_F(AttachedContext, EndsWithTheDeletion) {
   processState().deviceCache.attachContext(kSerial);
   EXPECT_EQ(CardDeleteContext(&bound_), 0u);
   EXPECT_FALSE(isAttached(kSerial));
-}
-
-// With all that it has of the token.
-TEST_F(AttachedContext, IsDestroyedWhenTheLastCallLetsGo) {
-  bind();
-  auto list = std::make_shared<const ContainerList>();
-  const std::weak_ptr<const ContainerList> kept = list;
-  {
-    const ContextRef call = contextOf(bound_);
-    call->containers = std::move(list);
-    const ContextRef another = contextOf(bound_);
-    EXPECT_EQ(takeContext(bound_)->containers, kept.lock());
-    EXPECT_FALSE(kept.expired()) << "two calls still run";
-  }
-  EXPECT_TRUE(kept.expired());
 }
 
 }  // namespace

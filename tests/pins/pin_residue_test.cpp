@@ -235,6 +235,7 @@ TEST_F(PinResidue, NoneOfTheSecurityOfficersPinWhereTheArgumentsWere) {
   Finds finds;
   for (const MaskedPin* const pin : {&kOfficerPin, &kOtherOfficerPin})
     findPin(*pin, leftOnTheStack.data(), leftOnTheStack.size(), 0, finds);
+  leftOnTheStack.fill(0);
   EXPECT_EQ(finds, Finds{});
   EXPECT_EQ(takeCalls().size(), 1u);
 }

@@ -224,8 +224,7 @@ TEST_F(BetweenLocks, ARightPinThatIsForgottenMeanwhileIsNotRefused) {
   }
 }
 
-// A PIN that the token refuses takes back what another context's right one left while this call waited its turn: the
-// token has closed again.
+// A PIN that the token refuses takes back what another context's right one left while this call waited its turn.
 TEST_F(BetweenLocks, ARefusedPinForgetsTheOneThatWasAcceptedMeanwhile) {
   CARD_DATA& record = openFresh();
   CARD_DATA& other = openContext();
@@ -236,12 +235,17 @@ TEST_F(BetweenLocks, ARefusedPinForgetsTheOneThatWasAcceptedMeanwhile) {
     isAccepted = true;
     authenticate(other);
     EXPECT_TRUE(processState().deviceCache.pinState(kSerial).isValidatedLocal);
+    forget();
   };
   PinBytes pin{kWrongPin};
-  EXPECT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, nullptr),
+  DWORD attempts = 0xABCD;
+  EXPECT_EQ(record.pfnCardAuthenticateEx(&record, ROLE_USER, 0, pin.data(), pin.size(), nullptr, nullptr, &attempts),
             code(SCARD_W_WRONG_CHV));
   beforeLock = nullptr;
   EXPECT_TRUE(isAccepted);
+  EXPECT_EQ(attempts, 2u);
+  EXPECT_EQ(takeLog(), (Lines{"E invalid password for [0012AB] : 160",
+                              "E CardAuthenticateEx: wrong PIN, returning SCARD_W_WRONG_CHV"}));
   const PinState state = processState().deviceCache.pinState(kSerial);
   EXPECT_FALSE(state.isCached);
   EXPECT_FALSE(state.isValidatedLocal);
