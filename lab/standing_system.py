@@ -201,7 +201,7 @@ class System:
 
     def boot(self):
         """Starts Wine, which stays up without any program."""
-        for command in (["wineserver", "-p"], ["wine", "cmd", "/c", "exit"]):
+        for command in (["wineserver", "-p"], ["wine64", "cmd", "/c", "exit"]):
             subprocess.run(["chroot", self._root, *command], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                            stderr=subprocess.DEVNULL, check=True)
 
@@ -246,7 +246,7 @@ class System:
         if request["readers"] is not None:
             command = [LAB / "card_session.py", self._root, *request["readers"], "--", *command]
         else:
-            command = ["chroot", self._root, "/bin/sh", "-c", 'cd "$0" && exec "$@"', "/build", *command]
+            command = ["unshare", f"--root={self._root}", "--wd=/build", *command]
         process = subprocess.Popen(
             ["unshare", "--net", "/bin/sh", "-c", 'ip link set lo up && exec "$@"', "sh", *command],
             stdin=standard[0], stdout=standard[1], stderr=standard[2],

@@ -50,7 +50,7 @@ class Run:
             binds = [("ro", self.directory, "/build"), ("rw", self.out, "/out"),
                      ("ro" if self.is_temp_read_only else "rw", self.temp, TEMP), ("ro", self.tokens, "/tokens")]
             return standing.start([(mode, str(source), target) for mode, source, target in binds],
-                                  words if readers or reader else None, ["wine", "./orvane-card.exe", *arguments], environment)
+                                  words if readers or reader else None, ["wine64", "./orvane-card.exe", *arguments], environment)
         command = [LAB / "run-windows", "--timeout", "180", "--directory", self.directory, "--out", self.out]
         command += ["--bind", f"{self.temp}:{TEMP}"] if self.is_temp_read_only else ["--temp", self.temp]
         command += ["--bind", f"{self.tokens}:/tokens"]
