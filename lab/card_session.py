@@ -28,6 +28,7 @@ FIRST_PORT = 35963
 FIRST_CONTROL = 35970
 NAMES, SLOTS = 3, 2
 DRIVER = "usr/lib/pcsc/drivers/serial/libifdvpcd.so"
+EAGER = "/usr/lib/eager_reader.so"  # see eager_reader.c
 
 
 def fail(text):
@@ -84,12 +85,13 @@ def main():
     if readers:
         (folder / "readers").write_text(reader_config(root, readers, ports))
     cards = [virtual_card.VirtualCard(port, serial) for port, (_, serial, _) in zip(ports, readers)]
-    for number, card in enumerate(cards):
-        virtual_card.serve_control(card, ("127.0.0.1", FIRST_CONTROL + number))
-
     (root / "run/pcscd").mkdir(parents=True, exist_ok=True)
     with open(root / "run/pcscd.log", "wb") as log:
-        pcscd = subprocess.Popen(["chroot", root, "pcscd", "-f", "--info", "--disable-polkit"], stdout=log, stderr=log)
+        pcscd = subprocess.Popen(["pcscd", "-f", "--info", "--disable-polkit"], stdout=log, stderr=log,
+                                 env={**os.environ, "LD_PRELOAD": EAGER}, preexec_fn=lambda: os.chroot(root))
+    # Only now, as what is done between fork and exec above must find no other thread.
+    for number, card in enumerate(cards):
+        virtual_card.serve_control(card, ("127.0.0.1", FIRST_CONTROL + number))
     deadline = time.monotonic() + 60
 
     def wait_for(is_reached, what):
@@ -121,7 +123,7 @@ def main():
         (out / "card-control").chmod(0o666)
 
     directory = os.environ.pop("IN_SYSTEM_DIRECTORY", "/")
-    inside = ["chroot", root, "/bin/sh", "-c", 'cd "$0" && exec "$@"', directory, *command]
+    inside = ["unshare", f"--root={root}", f"--wd={directory}", *command]
     status = subprocess.run(inside, check=False).returncode
     if is_controlled:
         (out / "card-control").unlink()

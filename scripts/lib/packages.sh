@@ -10,7 +10,7 @@ ANALYSIS_PACKAGES=(clang-tidy cppcheck)
 PACKAGING_PACKAGES=(gcab msitools osslsigncode)
 # llvm reads symbols, the others are a signer's token and what judges a bill of materials.
 PACKAGE_TEST_PACKAGES=(cabextract libengine-pkcs11-openssl llvm openssl python3-jsonschema softhsm2)
-EMULATION_PACKAGES=(mmdebstrap arch-test llvm qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
+EMULATION_PACKAGES=(mmdebstrap arch-test clang lld llvm qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
 DEMO_PACKAGES=(openssl python3)
 COVERAGE_PACKAGES=(llvm)
 BENCH_PACKAGES=(valgrind binutils python3)
@@ -19,10 +19,11 @@ PLOT_PACKAGES=(python3-matplotlib)
 # ensurePackages PACKAGE...: installs those that are missing; asks the mirror for nothing when all are there.
 # npm counts as present when the program is there, because it also comes in other packages.
 ensurePackages() {
-  local missing=() name
+  local missing=() name there
+  there=$(dpkg-query -W -f=' ${Package}: ${db:Status-Abbrev}' "$@" 2>/dev/null) || true
   for name in $(printf '%s\n' "$@" | sort -u); do
     if [ "$name" = npm ] && command -v npm >/dev/null; then continue; fi
-    [[ $(dpkg-query -W -f='${Status}' "$name" 2>/dev/null) == *'ok installed'* ]] || missing+=("$name")
+    [[ $there == *" $name: "?"i "* ]] || missing+=("$name")
   done
   [ "${#missing[@]}" -gt 0 ] || return 0
   onlyOne packages installPackages "${missing[@]}"

@@ -33,9 +33,9 @@ for folder in /usr/lib/*/wine/x86_64-windows; do
 done
 mkdir -p /wine /build /out /run/pcscd
 ldconfig
-wine wineboot -i
-wine reg delete 'HKLM\Software\Microsoft\Windows\CurrentVersion\RunServices' /f /v winemenubuilder
-wine reg delete 'HKLM\System\CurrentControlSet\Enum\ROOT\WINE' /f
+wine64 wineboot -i
+wine64 reg delete 'HKLM\Software\Microsoft\Windows\CurrentVersion\RunServices' /f /v winemenubuilder
+wine64 reg delete 'HKLM\System\CurrentControlSet\Enum\ROOT\WINE' /f
 wineserver -w
 test -f "$WINEPREFIX/system.reg"
 for service in Eventlog NDIS nsiproxy PlugPlay; do
@@ -57,7 +57,8 @@ debianArch() {
 # content: a changed recipe makes a new system and leaves the old one alone.
 systemDir() {
   local hash
-  hash=$({ echo "$SYSTEM_SUITE $SYSTEM_PACKAGES $SYSTEM_SETUP" && declare -f buildSystem; } | sha256sum | cut -c -12)
+  hash=$({ echo "$SYSTEM_SUITE $SYSTEM_PACKAGES $SYSTEM_SETUP" && declare -f buildSystem ownLibrary &&
+    cat "$REPO/lab/no_fonts.c" "$REPO/lab/eager_reader.c"; } | sha256sum | cut -c -12)
   echo "$CACHE/system-$(debianArch "$1")-$hash"
 }
 
@@ -97,8 +98,23 @@ ensureSystem() {
   [ -d "$(systemDir "$1")" ] || onlyOne "system-$1" buildSystem "$1"
 }
 
+# gnuTriple ARCH: the name of its folder of libraries, and of the compiler's target.
+gnuTriple() {
+  case $1 in
+    arm64) echo aarch64-linux-gnu ;;
+    x64) echo x86_64-linux-gnu ;;
+  esac
+}
+
+# ownLibrary ARCH SOURCE LIBRARY: compiles a source of lab/ as a library of the system.
+ownLibrary() {
+  local made=$CACHE/$2-$1.so
+  clang --target="$(gnuTriple "$1")" -std=c11 -O1 -fPIC -fno-builtin -shared -nostdlib -fuse-ld=lld -Wall -Wextra -Werror \
+    -Wl,-soname,"$(basename "$3")" "$REPO/lab/$2" -o "$made" && asRoot cp "$made" "$3" && rm "$made"
+}
+
 buildSystem() {
-  local arch=$1 target work mirror proxy='' options=()
+  local arch=$1 target work libraries mirror proxy='' options=()
   target=$(systemDir "$arch")
   [ ! -d "$target" ] || return 0
   # A folder left by an attempt that was cut off has nobody who could still be using it: the lock is ours.
@@ -117,6 +133,10 @@ buildSystem() {
   asRoot rm -rf "$work"/usr/share/{doc,locale,man}
   # Wine's own debug records are more than half of it.
   find "$work/usr/lib" -path '*-windows/*' -type f -print0 | asRoot xargs -0 -n 100 llvm-strip --strip-debug || return 1
+  libraries=$work/usr/lib/$(gnuTriple "$arch")
+  asRoot rm "$libraries"/libfreetype.so.6* || return 1
+  ownLibrary "$arch" no_fonts.c "$libraries/libfreetype.so.6" || return 1
+  ownLibrary "$arch" eager_reader.c "$work/usr/lib/eager_reader.so" || return 1
   whileSaying "preparing Wine in the $arch system (once, about half a minute)" "$CACHE/logs/wine-$arch.log" \
     asRoot "$REPO/lab/in-system" --persistent "$work" /bin/sh -c "$SYSTEM_SETUP" || return 1
   # Wine's folder begins as a copy of most of its packages; a run that writes to one gets its own copy of that.
