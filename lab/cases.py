@@ -6,6 +6,9 @@ import subprocess
 import time
 import xml.etree.ElementTree as ElementTree
 
+# Many a case waits, for a program that watches a token or for a time limit; with three, another has the processor then.
+AT_A_TIME = 3
+
 
 def equal(actual, expected, what):
     if actual != expected:
@@ -18,7 +21,7 @@ def contains(text, part, what):
 
 
 def carry_out(suite_name, cases, report, last=()):
-    """Carries out the cases, functions by name, two at a time, and those named in `last` by themselves when all others are
+    """Carries out the cases, functions by name, some at a time, and those named in `last` by themselves when all others are
     done; prints and reports each. Returns how many failed."""
     suite = ElementTree.Element("testsuite", name=suite_name, tests=str(len(cases)))
 
@@ -31,7 +34,7 @@ def carry_out(suite_name, cases, report, last=()):
         return name, time.monotonic() - begun, problem
 
     failed = 0
-    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+    with concurrent.futures.ThreadPoolExecutor(AT_A_TIME) as pool:
         done = pool.map(one, [name for name in cases if name not in last])
         for name, seconds, problem in itertools.chain(done, map(one, last)):
             case = ElementTree.SubElement(suite, "testcase", classname=suite_name, name=name, time=f"{seconds:.1f}")
