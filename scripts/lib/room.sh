@@ -4,7 +4,7 @@
 
 # In megabytes, as measured: what stays on the disk.
 TOOLCHAIN_MB=500
-declare -A SYSTEM_MB=([arm64]=500 [x64]=550)
+declare -A SYSTEM_MB=([arm64]=380 [x64]=420)
 
 # sayRoom TREE_MB PACKAGES_MB ARCH...: says how much disk the set-up will take: in the cache, in the tree (TREE_MB), and for
 # Debian's packages, should none of them be there (PACKAGES_MB). Ends the script when there is less. Silent when nothing is to

@@ -130,10 +130,13 @@ buildSystem() {
     asRoot mmdebstrap --arch="$(debianArch "$arch")" --variant=extract --include='?essential' --include="$SYSTEM_PACKAGES" \
     "${options[@]}" "$SYSTEM_SUITE" "$work" \
     "deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $SYSTEM_SUITE main" || return 1
-  asRoot rm -rf "$work"/usr/share/{doc,locale,man}
+  libraries=$work/usr/lib/$(gnuTriple "$arch")
+  asRoot rm -rf "$work"/usr/share/{doc,fonts,locale,man}
+  # What plays and draws, with what only that needs: a quarter of the system, and nobody asks for it here.
+  asRoot rm -rf "$libraries"/{gconv,gstreamer*,libgphoto2,systemd} "$libraries"/wine/*-unix/wine{dmo,gstreamer}.so \
+    "$libraries"/lib{SvtAv1,aom,av,codec2,gav1,gphoto2,gst,heif,hwy,jxl,openmpt,opus,rav1e,rsvg,vpx,x264,x265}*.so*
   # Wine's own debug records are more than half of it.
   find "$work/usr/lib" -path '*-windows/*' -type f -print0 | asRoot xargs -0 -n 100 llvm-strip --strip-debug || return 1
-  libraries=$work/usr/lib/$(gnuTriple "$arch")
   asRoot rm "$libraries"/libfreetype.so.6* || return 1
   ownLibrary "$arch" no_fonts.c "$libraries/libfreetype.so.6" || return 1
   ownLibrary "$arch" eager_reader.c "$work/usr/lib/eager_reader.so" || return 1
