@@ -79,17 +79,18 @@ whileSaying() {
 }
 
 withTicker() {
-  local text=$1 log=$2 status=0 begun=$SECONDS
+  local text=$1 log=$2 status=0 begun=$SECONDS feed
   shift 2
-  (
-    # Its sleep must hold nobody's pipe open when the ticker is ended.
-    while sleep 20 >/dev/null 2>&1; do
+  # It ends when nobody is left who could write to it, so also when this shell is killed. A "sleep" would outlive it, and hold
+  # the locks that it inherits for the rest of its time.
+  exec {feed}> >(
+    until read -r -t 20 || [ $? -le 128 ]; do # more than 128: the time is over
       say "  ... $text ($((SECONDS - begun)) s): $(tail -n 1 "$log" 2>/dev/null | tr -d '\r' | cut -c -100)"
     done
-  ) &
+  )
   local ticker=$!
-  "$@" >"$log" 2>&1 </dev/null || status=$?
-  kill "$ticker" 2>/dev/null
+  "$@" >"$log" 2>&1 </dev/null {feed}>&- || status=$?
+  exec {feed}>&-
   wait "$ticker" 2>/dev/null
   return "$status"
 }
