@@ -17,6 +17,8 @@ SYSTEM_PACKAGES=wine,wine64,pcscd,vsmartcard-vpcd,libgnutls30t64
 # - of the services only those that somebody asks for, beside the mount manager, which knows the drives. No bus for plugged-in
 #   devices either: a smart-card reader comes by pcscd. Each is one more process to emulate, at every start. The values go into
 #   the file while nothing runs, as the service manager writes back what it read; of a key that is there twice the later hold.
+# - no debugger that is started for a program that crashes: it never comes to its work if that holds the loader's lock, and both
+#   would stay
 SYSTEM_SETUP=$(cat <<'END'
 set -e
 echo root:x:0:0:root:/root:/bin/sh >/etc/passwd
@@ -41,6 +43,7 @@ test -f "$WINEPREFIX/system.reg"
 for service in Eventlog NDIS nsiproxy PlugPlay; do
   printf '\n[System\\\\ControlSet001\\\\Services\\\\%s]\n"Start"=dword:00000003\n' "$service"
 done >>"$WINEPREFIX/system.reg"
+printf '\n[Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\AeDebug]\n"Debugger"="none"\n' >>"$WINEPREFIX/system.reg"
 END
 )
 
