@@ -6,6 +6,10 @@ REPO=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 CACHE=${ORVANE_CACHE:-${XDG_CACHE_HOME:-${HOME:-/root}/.cache}/orvane}
 export REPO CACHE
 
+# Debian's own programs, which the scripts install, come before others of the same name: some version managers have scripts in
+# their places that take longer to start than most of what is started here takes to run.
+PATH=/usr/bin:/bin:$PATH
+
 # say TEXT...: one progress line on standard error, with the seconds since the script began.
 say() {
   printf '[%4ds] %s\n' "$SECONDS" "$*" >&2
