@@ -31,9 +31,12 @@ DRIVER = "usr/lib/pcsc/drivers/serial/libifdvpcd.so"
 EAGER = "/usr/lib/eager_reader.so"  # see eager_reader.c
 
 
+class Failure(Exception):
+    """The command was not run, and why."""
+
+
 def fail(text):
-    print(f"card session: {text}", file=sys.stderr)
-    sys.exit(125)
+    raise Failure(text)
 
 
 def reader_ports(readers):
@@ -75,9 +78,9 @@ def parse(words):
     return readers, words[1:]
 
 
-def main():
-    root = pathlib.Path(sys.argv[1])
-    readers, command = parse(sys.argv[2:])
+def session(root, words):
+    """Runs the command with its readers, and returns its status. Leaves threads behind, so it is the last that a process does."""
+    readers, command = parse(words)
     folder = root / "etc/reader.conf.d"
     for old in folder.iterdir():
         old.unlink()
@@ -130,7 +133,15 @@ def main():
         (out / "card-commands.txt").write_text("".join(card.control("commands") + "\n" for card in cards))
     pcscd.kill()
     pcscd.wait()
-    sys.exit(status)
+    return status if status >= 0 else 128 - status
+
+
+def main():
+    try:
+        sys.exit(session(pathlib.Path(sys.argv[1]), sys.argv[2:]))
+    except Failure as failure:
+        print(f"card session: {failure}", file=sys.stderr)
+        sys.exit(125)
 
 
 if __name__ == "__main__":

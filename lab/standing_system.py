@@ -10,11 +10,17 @@ registry and the files of a system that was just started. That the start before 
   into a new system. So does a start that was broken off.
 - When a system ends, Wine writes its registry down. It has to be that of a system in which nothing was started.
 
-This file is three programs: the test program's side, "start SOCKET REQUEST", which has the input, the outputs and the status
-of the program that it has started, and "ROOT FOLDER", called by lab/in-system, which is the system's own side. A system ends
-with the test program, however that ends: it watches its standard input, which the test program holds open.
+This file is two programs: the test program's side, and "ROOT FOLDER", called by lab/in-system, which is the system's own side.
+Between them stands start_there.c, a process for each start, which has the input, the outputs and the status of the program that
+it has started. A system ends with the test program, however that ends: it watches its standard input, which the test program
+holds open.
+
+There are hundreds of starts, so what the system's side does for one is done by itself: a fork instead of another Python, the
+kernel's calls instead of the programs for them.
 """
 
+import ctypes
+import fcntl
 import json
 import os
 import pathlib
@@ -23,10 +29,15 @@ import select
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import sys
 import threading
 import time
+import traceback
+
+sys.dont_write_bytecode = True  # root runs this, too; the tree stays as it is
+import card_session  # noqa: E402
 
 LAB = pathlib.Path(__file__).resolve().parent
 TIME_LIMIT = 180  # seconds for one start
@@ -38,6 +49,12 @@ CERTIFICATES = r"(system|user)\.reg \[Software\\\\Microsoft\\\\SystemCertificate
 SERVICE = ("run/", "etc/reader.conf.d/")
 # What Wine may still be starting by itself when the first program ends.
 WINE_ITSELF = ("services.exe", "winedevice.exe")
+BROKEN = 125  # the status of a start that has come to nothing
+# Of linux/mount.h, linux/sched.h, linux/sockios.h and linux/if.h.
+MS_RDONLY, MS_REMOUNT, MS_BIND = 1, 32, 4096
+CLONE_NEWNET = 0x40000000
+SIOCSIFFLAGS, IFF_UP = 0x8914, 1
+KERNEL = ctypes.CDLL(None, use_errno=True)
 
 
 def connect(path):
@@ -52,9 +69,9 @@ def connect(path):
 class Standing:
     """One system that stays up, in a folder of its own for its socket and for what it says at its end."""
 
-    def __init__(self, system, registry, folder):
+    def __init__(self, system, registry, folder, starter):
         folder.mkdir(parents=True)
-        self._folder, self._socket, self.begun = folder, folder / "socket", None
+        self._folder, self._socket, self._starter, self.begun = folder, folder / "socket", starter, None
         command = ["sudo"] if os.geteuid() != 0 else []
         command += [LAB / "in-system", "--registry", registry, "--outside", __file__, system, folder]
         self._process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -80,7 +97,7 @@ class Standing:
         """Starts a program there; returns its process, with pipes."""
         request = json.dumps({"binds": binds, "readers": readers, "command": command, "environment": environment})
         pipe = subprocess.PIPE
-        self.begun = subprocess.Popen([sys.executable, "-B", __file__, "start", self._socket, request],
+        self.begun = subprocess.Popen([self._starter, self._socket, str(TIME_LIMIT), request],
                                       stdin=pipe, stdout=pipe, stderr=pipe, text=True)
         return self.begun
 
@@ -109,7 +126,10 @@ class Systems:
                 self._system = subprocess.run(
                     ["bash", "-c", f'{files} ensureSystem "$0" >&2 && systemDir "$0"', self._arch],
                     stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
-            standing = Standing(self._system, self.registry, self._folder / str(len(self._all)))
+                self._folder.mkdir(parents=True)
+                subprocess.run(["clang", "-std=gnu11", "-O1", "-Wall", "-Wextra", "-Werror", LAB / "start_there.c",
+                                "-o", self._folder / "start_there"], check=True)
+            standing = Standing(self._system, self.registry, self._folder / str(len(self._all)), self._folder / "start_there")
             self._all.append(standing)
             return standing
 
@@ -131,18 +151,6 @@ class Systems:
             raise AssertionError("left in the registry:\n" + "\n".join(left))
 
 
-def start(path, request):
-    """Has the system carry out a request with this process's input and outputs; ends with the status."""
-    with connect(path) as connection:
-        socket.send_fds(connection, [request.encode()], [0, 1, 2])
-        for number in (0, 1, 2):  # their other ends are to notice when the program closes them
-            os.close(number)
-        signal.signal(signal.SIGALRM, lambda *_: os._exit(124))
-        signal.alarm(TIME_LIMIT)
-        answer = connection.recv(LONGEST)
-    os._exit(int(answer) if answer else 125)
-
-
 # The system's own side.
 
 
@@ -161,6 +169,26 @@ def is_made_by_wine(key, lines):
     """True for what Wine makes in the registry when a program first asks for certificates: the folders of the stores, and the
     roots that it trusts."""
     return bool(re.match(CERTIFICATES, key)) and (not lines or "\\\\Root\\\\Certificates\\\\" in key)
+
+
+def must(result):
+    """Fails with the kernel's reason if one of its calls has."""
+    if result != 0:
+        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
+
+
+def bind(source, place, mode):
+    """Shows a folder in another place, too."""
+    must(KERNEL.mount(source.encode(), place.encode(), None, MS_BIND, None))
+    if mode == "ro":
+        must(KERNEL.mount(None, place.encode(), None, MS_REMOUNT | MS_BIND | MS_RDONLY, None))
+
+
+def leave_network():
+    """Gives this process a network of its own, with localhost alone."""
+    must(KERNEL.unshare(CLONE_NEWNET))
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sH22x", b"lo", IFF_UP))
 
 
 class System:
@@ -238,29 +266,41 @@ class System:
         has gone before the end, when everything here has to."""
         before = self._processes()
         for mode, source, target in request["binds"]:
-            place = f"{self._root}{target}"
-            subprocess.run(["mount", "--bind", source, place], check=True)
-            if mode == "ro":
-                subprocess.run(["mount", "-o", "remount,bind,ro", place], check=True)
-        command = request["command"]
-        if request["readers"] is not None:
-            command = [LAB / "card_session.py", self._root, *request["readers"], "--", *command]
-        else:
-            command = ["unshare", f"--root={self._root}", "--wd=/build", *command]
-        process = subprocess.Popen(
-            ["unshare", "--net", "/bin/sh", "-c", 'ip link set lo up && exec "$@"', "sh", *command],
-            stdin=standard[0], stdout=standard[1], stderr=standard[2],
-            env={**os.environ, **request["environment"], "IN_SYSTEM_DIRECTORY": "/build"})
+            bind(source, f"{self._root}{target}", mode)
+        process = os.fork()
+        if process == 0:
+            os._exit(self._run(request, standard))
         for number in standard:
             os.close(number)
-        ended = os.pidfd_open(process.pid)
+        ended = os.pidfd_open(process)
         ready, _, _ = select.select([ended, connection, sys.stdin], [], [])
         os.close(ended)
         if ready != [ended]:
             return None
-        status = process.wait()
+        status = os.waitstatus_to_exitcode(os.waitpid(process, 0)[1])
         left = self._leftovers(before, request["binds"])
         return status if status >= 0 else 128 - status, left
+
+    def _run(self, request, standard):
+        """In a process of its own: runs the command of a request with the given input and outputs; returns its status."""
+        try:
+            for number, given in enumerate(standard):
+                os.dup2(given, number)
+            os.closerange(len(standard), os.sysconf("SC_OPEN_MAX"))
+            leave_network()
+            os.environ.update(request["environment"], IN_SYSTEM_DIRECTORY="/build")
+            if request["readers"] is not None:
+                return card_session.session(self._root, [*request["readers"], "--", *request["command"]])
+            signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # which Python ignores
+            os.chroot(self._root)
+            os.chdir("/build")
+            os.execvp(request["command"][0], request["command"])
+        except card_session.Failure as failure:
+            print(f"card session: {failure}", file=sys.stderr, flush=True)
+        except BaseException:  # pylint: disable=broad-except
+            traceback.print_exc()
+            sys.stderr.flush()
+        return BROKEN
 
     def _leftovers(self, before, binds):
         """Takes away what was there for a start alone; returns what else of it is left, "" if nothing."""
@@ -269,8 +309,7 @@ class System:
         while True:
             running = [name for number, name in self._processes().items() if number not in before and name not in WINE_ITSELF]
             if not running:
-                places = [place for place in places
-                          if subprocess.run(["umount", place], stderr=subprocess.DEVNULL, check=False).returncode != 0]
+                places = [place for place in places if KERNEL.umount2(place.encode(), 0) != 0]
             if not running and not places:
                 break
             if time.monotonic() > deadline:
@@ -318,7 +357,4 @@ class System:
 
 
 if __name__ == "__main__":
-    if sys.argv[1] == "start":
-        start(sys.argv[2], sys.argv[3])
-    sys.dont_write_bytecode = True  # root runs this; the tree stays as it is
     System(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])).serve()
