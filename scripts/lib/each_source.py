@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Has a checker look at each source that a build compiles, several at a time.
 
-    scripts/lib/each_source.py [--alone] [--also FILE]... BUILD-FOLDER STAMPS FOLDER... -- COMMAND...
+    scripts/lib/each_source.py [--alone|--joined] [--also FILE]... BUILD-FOLDER STAMPS FOLDER... -- COMMAND...
 
 The sources are those in the build folder's compile_commands.json that lie in one of the FOLDERs; the command, in which
 BUILD-FOLDER stands as a word, gets the source as its last word, and what it prints is shown when its status is not 0. What has
@@ -11,7 +11,9 @@ name is left in the folder STAMPS, and removed when it was of no use for a month
 
 Most of a checker's time goes into the headers of others, so some sources are looked at together, as one that includes them. Where
 something is found, each is looked at again by itself: what is said of a source is always said of that source alone. Sources that
-cannot stand in one file are taken in halves. --alone is for a checker that looks less closely at what is included.
+cannot stand in one file are taken in halves. --alone is for a checker that looks less closely at what is included, or at a
+function that it has met where another calls it, or that says what a source has and does not use; --joined for one that looks
+less closely at what is included, but not at a file that has the text of all.
 """
 
 import argparse
@@ -20,6 +22,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import subprocess
@@ -52,8 +55,26 @@ def without_output(entry):
     return words
 
 
-def headers(entry):
-    """The source and everything that it includes, the system's headers too."""
+def recorded(build):
+    """What ninja has written down of the objects that it has made: {object: (time, files)}; nothing if it has made none."""
+    told = subprocess.run(["ninja", "-C", build, "-t", "deps"], capture_output=True, text=True, check=False).stdout
+    found = {}
+    for block in told.split("\n\n"):
+        head, *files = block.splitlines() or [""]
+        match = re.fullmatch(r"(\S+): #deps \d+, deps mtime (\d+) \(VALID\)", head)
+        if match:
+            found[match[1]] = int(match[2]), [file.strip() for file in files]
+    return found
+
+
+def headers(entry, made):
+    """The source and everything that it includes, the system's headers too. As the build found it, if nothing of that has
+    changed since, or else as the compiler tells, which takes longer."""
+    words = shlex.split(entry["command"])
+    at, names = made.get(words[words.index("-o") + 1], (0, []))
+    files = [pathlib.Path(entry["directory"], name).resolve() for name in names]
+    if files and all(file.exists() and file.stat().st_mtime_ns < at for file in files):
+        return files
     rule = subprocess.run([*without_output(entry), "-M", "-w"], cwd=entry["directory"], capture_output=True, text=True,
                           check=True).stdout
     names = shlex.split(rule.replace("\\\n", " ").split(":", 1)[1])
@@ -68,10 +89,10 @@ def program(word):
     return pathlib.Path(found).resolve()
 
 
-def stamp(entry, command, also, hashes):
+def stamp(entry, command, also, hashes, made):
     """The name that stands for everything that the result depends on, wherever the tree lies."""
     here = str(REPOSITORY)
-    files = [program(command[0]), program(shlex.split(entry["command"])[0]), *also, *headers(entry)]
+    files = [program(command[0]), program(shlex.split(entry["command"])[0]), *also, *sorted(set(headers(entry, made)))]
     parts = [entry["command"].replace(here, ""), *(word.replace(here, "") for word in command),
              *(f"{str(file).replace(here, '')} {hashes.of(file)}" for file in files)]
     return hashlib.sha256("\n".join(parts).encode()).hexdigest()
@@ -82,12 +103,14 @@ def switches(entry):
     return entry["directory"], tuple(word for word in without_output(entry) if word != entry["file"])
 
 
-def together(entries, folder):
-    """Writes a source that includes these, and a compile_commands.json for it; returns whether that compiles."""
+def together(entries, folder, is_joined):
+    """Writes a source that includes these or has their texts, and a compile_commands.json for it; returns whether that
+    compiles."""
     folder.mkdir(parents=True, exist_ok=True)
     source = folder / "together.cpp"
     source.write_text("".join(
-        f'#include "{entry["file"]}"  // NOLINT(bugprone-suspicious-include)\n' for entry in entries))
+        pathlib.Path(entry["file"]).read_text(encoding="utf-8") if is_joined else f'#include "{entry["file"]}"\n'
+        for entry in entries), encoding="utf-8")
     directory, words = switches(entries[0])
     command = [*words, "-c", str(source), "-o", "together.o"]
     (folder / "compile_commands.json").write_text(json.dumps(
@@ -99,8 +122,8 @@ def together(entries, folder):
 class Checker:
     """A command that looks at sources, and the marks of those that have passed."""
 
-    def __init__(self, command, build, stamps):
-        self._command, self._build, self._stamps = command, build, stamps
+    def __init__(self, command, build, stamps, is_joined):
+        self._command, self._build, self._stamps, self._is_joined = command, build, stamps, is_joined
         self._folder = (build / "together").resolve() / stamps.name
 
     def empty_folder(self):
@@ -120,7 +143,7 @@ class Checker:
             (self._stamps / mark).touch()
             return ""
         folder = self._folder / some[0][1]
-        if not together([entry for entry, _ in some], folder):
+        if not together([entry for entry, _ in some], folder, self._is_joined):
             half = len(some) // 2
             return self.look_at(some[:half]) + self.look_at(some[half:])
         if self._run(folder, folder / "together.cpp").returncode != 0:
@@ -132,7 +155,9 @@ class Checker:
 
 def main():
     parser = argparse.ArgumentParser(allow_abbrev=False)
-    parser.add_argument("--alone", action="store_true")
+    ways = parser.add_mutually_exclusive_group()
+    ways.add_argument("--alone", action="store_true")
+    ways.add_argument("--joined", action="store_true")
     parser.add_argument("--also", type=pathlib.Path, action="append", default=[])
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("stamps", type=pathlib.Path)
@@ -150,10 +175,11 @@ def main():
         if time.time() - mark.stat().st_mtime > MONTH:
             mark.unlink()
     hashes = Hashes()
-    checker = Checker(command, given.build, given.stamps)
+    checker = Checker(command, given.build, given.stamps, given.joined)
+    made = recorded(given.build)
     checker.empty_folder()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        stamped = list(zip(entries, pool.map(lambda entry: stamp(entry, command, given.also, hashes), entries)))
+        stamped = list(zip(entries, pool.map(lambda entry: stamp(entry, command, given.also, hashes, made), entries)))
         groups = {}
         for entry, mark in stamped:
             if (given.stamps / mark).exists():
