@@ -87,8 +87,8 @@ def linked(build, program):
             continue
         seen.add(found[1])
         library, _, name = found[1].rpartition(":")
-        if name.endswith((".dll", ".drv")) or re.search(r"\.(cpp|maker|rc|res)(\.obj)?$|\.maker\.obj$", name):
-            continue  # the address of a function in another DLL; an object of our own
+        if name.endswith((".dll", ".drv")) or re.search(r"\.(cpp|maker|rc|res)(\.obj)?$|\.maker\.obj$|^unity_\w+\.cxx\.obj$", name):
+            continue  # the address of a function in another DLL; an object of our own, of one source or of a folder's
         component = LIBRARIES.get(library or name)
         if component is None:
             sys.exit(f"error: the bill of materials does not know what {found[1]} in {program} is")

@@ -114,8 +114,8 @@ class BillCases:
         build = self._folder / "build"
         build.mkdir()
         line = " 0001:00000000       function                   0000000180001000     {}\n"
-        for origin, known in (("function.cpp.obj", True), ("kernel32:KERNEL32.dll", True), ("new:object.obj", False),
-                              ("object.obj", False)):
+        for origin, known in (("function.cpp.obj", True), ("unity_folder_cxx.cxx.obj", True), ("kernel32:KERNEL32.dll", True),
+                              ("new:object.obj", False), ("object.obj", False), ("object.cxx.obj", False)):
             (build / "orvane-card.map").write_text(line.format(origin))
             try:
                 equal((bill_of_materials.linked(build, "orvane-card.exe"), known), ({}, True), f"'{origin}'")
