@@ -61,7 +61,7 @@ debianArch() {
 systemDir() {
   local hash
   hash=$({ echo "$SYSTEM_SUITE $SYSTEM_PACKAGES $SYSTEM_SETUP" && declare -f buildSystem ownLibrary &&
-    cat "$REPO/lab/no_fonts.c" "$REPO/lab/eager_reader.c"; } | sha256sum | cut -c -12)
+    cat "$REPO"/lab/{no_fonts,eager_reader,shared_first}.c; } | sha256sum | cut -c -12)
   echo "$CACHE/system-$(debianArch "$1")-$hash"
 }
 
@@ -143,6 +143,12 @@ buildSystem() {
   asRoot rm "$libraries"/libfreetype.so.6* || return 1
   ownLibrary "$arch" no_fonts.c "$libraries/libfreetype.so.6" || return 1
   ownLibrary "$arch" eager_reader.c "$work/usr/lib/eager_reader.so" || return 1
+  if [ "$arch" = arm64 ]; then
+    # Both names are of the same length. Nothing but Wine's own program names it.
+    ownLibrary "$arch" shared_first.c "$work/usr/lib/ld-first-aarch64.so.1" || return 1
+    asRoot env LC_ALL=C sed -i 's|/lib/ld-linux-aarch64\.so\.1|/lib/ld-first-aarch64.so.1|' "$work/usr/lib/wine/wine64" || return 1
+    grep -q /lib/ld-first-aarch64.so.1 "$work/usr/lib/wine/wine64" || return 1
+  fi
   whileSaying "preparing Wine in the $arch system (once, about half a minute)" "$CACHE/logs/wine-$arch.log" \
     asRoot "$REPO/lab/in-system" --persistent "$work" /bin/sh -c "$SYSTEM_SETUP" || return 1
   # Wine's folder begins as a copy of most of its packages; a run that writes to one gets its own copy of that.
