@@ -8,18 +8,27 @@ enable_language(RC)
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE "-Wl,--whole-archive" "<LINK_ITEM>" "-Wl,--no-whole-archive")
 set(CMAKE_CXX_LINK_LIBRARY_USING_WHOLE_ARCHIVE_SUPPORTED TRUE)
 
-# The compiler builds its C++ library for the first program that it links, on one processor, in about two minutes; every other link
-# waits for that. So it is a step of its own, during which the other processor compiles.
-set(ORVANE_COMPILER_LIBRARY ${PROJECT_BINARY_DIR}/compiler-library/linked.exe)
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/compiler-library/linked.cpp CONTENT "int main() {}\n")
+# The compiler builds its libraries for the first program that it links: those for C++ and then those for C, a file after the
+# other, in about two minutes, and every other link waits for that. So these links are steps of their own, and a C program's, which
+# begins with the libraries for C, runs beside the other: each then finds the rest there.
+set(ORVANE_COMPILER_LIBRARY)
 separate_arguments(options UNIX_COMMAND "${CMAKE_CXX_FLAGS_RELEASE}")
-add_custom_command(
-  OUTPUT ${ORVANE_COMPILER_LIBRARY}
-  COMMAND ${CMAKE_CXX_COMPILER} ${options} -s -o linked.exe linked.cpp
-  DEPENDS ${PROJECT_BINARY_DIR}/compiler-library/linked.cpp
-  WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/compiler-library
-  COMMENT "Building the compiler's own C++ library"
-  VERBATIM)
+foreach(language IN ITEMS c cpp)
+  set(compiler ${CMAKE_CXX_COMPILER})
+  if(language STREQUAL c)
+    set(compiler ${CMAKE_C_COMPILER})
+  endif()
+  set(source ${PROJECT_BINARY_DIR}/compiler-library/linked.${language})
+  file(CONFIGURE OUTPUT ${source} CONTENT "int main(void) {}\n")
+  add_custom_command(
+    OUTPUT ${source}.exe
+    COMMAND ${compiler} ${options} -s -o linked.${language}.exe linked.${language}
+    DEPENDS ${source}
+    WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/compiler-library
+    COMMENT "Building the compiler's own libraries (${language})"
+    VERBATIM)
+  list(APPEND ORVANE_COMPILER_LIBRARY ${source}.exe)
+endforeach()
 add_custom_target(orvane_compiler_library DEPENDS ${ORVANE_COMPILER_LIBRARY})
 
 # orvane_link_after_library(FOLDER...)
