@@ -46,16 +46,22 @@ stoppable() {
   return "$status"
 }
 
+# endJobs: ends what runs in the background, with all that it started.
+endJobs() {
+  local job
+  for job in $JOB $BACKGROUND; do
+    asRoot kill -TERM -- "-$job" 2>/dev/null || true
+  done
+  for job in $JOB $BACKGROUND; do
+    wait "$job" 2>/dev/null || true
+  done
+  JOB='' BACKGROUND=''
+}
+
 # stopJobs STATUS: what an interrupt does; ends the script with STATUS.
 stopJobs() {
-  local job
   trap '' INT TERM HUP
-  for job in $JOB $BACKGROUND; do
-    asRoot kill -TERM -- "-$job" 2>/dev/null
-  done
-  for job in $JOB $BACKGROUND; do
-    wait "$job" 2>/dev/null
-  done
+  endJobs
   exit "$1"
 }
 

@@ -64,8 +64,9 @@ startWhatIsPossible() {
   done
 }
 
-# runJobs COUNT: runs all planned jobs, at most COUNT at a time; of those that are possible the one that was planned first.
-# Returns 0 only if every job ended well.
+# runJobs COUNT [stop]: runs all planned jobs, at most COUNT at a time; of those that are possible the one that was planned first.
+# With "stop" the first that fails ends the others at once, so that its last lines are the last of all. Returns 0 only if every
+# job ended well.
 runJobs() {
   local name finished status
   local -A jobState=() jobOf=() laneOf=()
@@ -78,6 +79,10 @@ runJobs() {
     unset "jobOf[$finished]" "laneOf[$finished]"
     BACKGROUND="${!jobOf[*]}"
     if [ "$status" -eq 0 ]; then jobState[$name]="done"; else jobState[$name]=failed; fi
+    if [ "$status" -ne 0 ] && [ "${2:-}" = stop ]; then
+      endJobs
+      return 1
+    fi
     startWhatIsPossible "$1"
   done
   [[ " ${jobState[*]} " != *" failed "* ]]
