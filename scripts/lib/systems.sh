@@ -133,6 +133,8 @@ buildSystem() {
     asRoot mmdebstrap --arch="$(debianArch "$arch")" --variant=extract --include='?essential' --include="$SYSTEM_PACKAGES" \
     "${options[@]}" "$SYSTEM_SUITE" "$work" \
     "deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $SYSTEM_SUITE main" || return 1
+  # Not before, so that they can be installed meanwhile.
+  ensurePackages "${EMULATION_TOOL_PACKAGES[@]}" || return 1
   libraries=$work/usr/lib/$(gnuTriple "$arch")
   asRoot rm -rf "$work"/usr/share/{doc,fonts,locale,man}
   # What plays and draws, with what only that needs: a quarter of the system, and nobody asks for it here.
