@@ -43,6 +43,13 @@ installMissing() {
   findMissing "$@"
   [ "${#missing[@]}" -gt 0 ] || return 0
   whileSaying "apt-get update" "$CACHE/logs/apt-update.log" asRoot apt-get -q update || return 1
-  whileSaying "installing ${missing[*]}" "$CACHE/logs/apt-install.log" \
-    asRoot env DEBIAN_FRONTEND=noninteractive apt-get -q -y --no-install-recommends install "${missing[@]}"
+  whileSaying "installing ${missing[*]}" "$CACHE/logs/apt-install.log" installNow "${missing[@]}"
+}
+
+# installNow PACKAGE...: what an earlier interrupt left half done is ended first, where it can be; otherwise apt refuses all work.
+# Without a terminal of its own dpkg is reached by an interrupt as apt is, and does not go on behind it.
+installNow() {
+  export DEBIAN_FRONTEND=noninteractive
+  asRoot dpkg --configure -a || echo "some of what is half installed waits for other packages"
+  asRoot apt-get -q -y -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=60 --no-install-recommends --fix-broken install "$@"
 }
