@@ -5,7 +5,8 @@
 
 # For Windows, and for the native builds as well.
 CROSS_PACKAGES=(ca-certificates cmake ninja-build googletest libcli11-dev llvm nlohmann-json3-dev npm python3)
-BUILD_PACKAGES=("${CROSS_PACKAGES[@]}" clang libstdc++-12-dev libssl-dev)
+# clang only recommends its runtime for the sanitizers, for fuzzing and for coverage.
+BUILD_PACKAGES=("${CROSS_PACKAGES[@]}" clang libclang-rt-dev libstdc++-12-dev libssl-dev)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
 ANALYSIS_PACKAGES=(clang-tidy cppcheck)
 PACKAGING_PACKAGES=(gcab msitools osslsigncode)
