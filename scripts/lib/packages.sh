@@ -8,7 +8,8 @@ CROSS_PACKAGES=(ca-certificates cmake ninja-build googletest libcli11-dev llvm n
 # clang only recommends its runtime for the sanitizers, for fuzzing and for coverage.
 BUILD_PACKAGES=("${CROSS_PACKAGES[@]}" clang libclang-rt-dev libstdc++-12-dev libssl-dev)
 CHECK_PACKAGES=(clang-format shellcheck python3 git)
-ANALYSIS_PACKAGES=(clang-tidy cppcheck)
+# valgrind for its headers: the benchmark is compiled with everything else, for its warnings.
+ANALYSIS_PACKAGES=(clang-tidy cppcheck valgrind)
 PACKAGING_PACKAGES=(gcab msitools osslsigncode)
 # llvm reads symbols, the others are a signer's token and what judges a bill of materials.
 PACKAGE_TEST_PACKAGES=(cabextract libengine-pkcs11-openssl llvm openssl python3-jsonschema softhsm2)
