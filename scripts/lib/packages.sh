@@ -49,9 +49,11 @@ installMissing() {
 }
 
 # installNow PACKAGE...: what an earlier interrupt left half done is ended first, where it can be; otherwise apt refuses all work.
-# Without a terminal of its own dpkg is reached by an interrupt as apt is, and does not go on behind it.
+# Without a terminal of its own dpkg is reached by an interrupt as apt is, and does not go on behind it. What apt has fetched goes
+# when it is installed, as "apt" itself has it.
 installNow() {
   export DEBIAN_FRONTEND=noninteractive
   asRoot dpkg --configure -a || echo "some of what is half installed waits for other packages"
-  asRoot apt-get -q -y -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=60 --no-install-recommends --fix-broken install "$@"
+  asRoot apt-get -q -y -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=60 -o APT::Keep-Downloaded-Packages=false \
+    --no-install-recommends --fix-broken install "$@"
 }
