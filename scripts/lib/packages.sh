@@ -14,7 +14,7 @@ PACKAGING_PACKAGES=(gcab msitools osslsigncode)
 # llvm reads symbols, the others are a signer's token and what judges a bill of materials.
 PACKAGE_TEST_PACKAGES=(cabextract libengine-pkcs11-openssl llvm openssl python3-jsonschema softhsm2)
 # The emulated systems: what unpacks and runs them; what compiles our libraries for them and takes debug records out of theirs.
-EMULATION_PACKAGES=(mmdebstrap arch-test qemu-user-static debian-archive-keyring iproute2 mount util-linux python3)
+EMULATION_PACKAGES=(mmdebstrap arch-test debian-archive-keyring iproute2 mount util-linux python3)
 EMULATION_TOOL_PACKAGES=(clang lld llvm)
 DEMO_PACKAGES=(openssl python3)
 COVERAGE_PACKAGES=(llvm)

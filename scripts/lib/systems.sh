@@ -65,21 +65,63 @@ systemDir() {
   echo "$CACHE/system-$(debianArch "$1")-$hash"
 }
 
-# ensureEmulation: lets the kernel start programs of the other architecture. Only a machine that has not done so at its
-# start needs the mount and the registration; both stay, as they would after a start with the package installed.
+# ensureEmulation: lets the kernel start Arm programs. Only a machine that has not done so at its start needs the mount and the
+# registration; both stay until it is started again.
 ensureEmulation() {
-  local misc=/proc/sys/fs/binfmt_misc
-  [ "$(uname -m)" = x86_64 ] || die "the emulated systems are made for an x86-64 machine, this one is $(uname -m)"
+  local misc=/proc/sys/fs/binfmt_misc emulator
   if [ ! -e "$misc/register" ]; then
     asRoot modprobe binfmt_misc 2>/dev/null || true
     asRoot mount -t binfmt_misc binfmt_misc "$misc" || die "cannot mount binfmt_misc: no emulation of Arm programs"
   fi
-  if [ ! -e "$misc/qemu-aarch64" ]; then
-    # The "F" flag of the registration opens the emulator at once, so that it also works inside another root folder.
-    asRoot sh -c "cat /usr/lib/binfmt.d/qemu-aarch64.conf >$misc/register" 2>/dev/null || true
-    [ -e "$misc/qemu-aarch64" ] || die "cannot register the Arm emulator with binfmt_misc"
-  fi
+  [ ! -e "$misc/qemu-aarch64" ] || return 0
+  emulator=$(emulatorDir)
+  [ -d "$emulator" ] || fetchEmulator "$emulator" || die "cannot fetch the Arm emulator"
+  asRoot sh -c "$REGISTER_EMULATOR" sh "$emulator" "$misc/register" || true
+  [ -e "$misc/qemu-aarch64" ] || die "cannot register the Arm emulator with binfmt_misc"
 }
+
+# The kernel takes no long path, and none with a colon, and opens the emulator at once (the "F" among the flags), so that it also
+# works inside another root folder: so a short name that is gone afterwards does. By the end of the name the emulator knows that
+# it is told the program's own name as well (the "P").
+# https://docs.kernel.org/admin-guide/binfmt-misc.html
+REGISTER_EMULATOR=$(cat <<'END'
+set -e
+short=$(mktemp -d /tmp/orvane.XXXXXX)
+trap 'rm -r "$short"' EXIT
+ln -s "$1" "$short/in"
+line=$(sed "s|:/usr/|:$short/in/usr/|" "$1/usr/lib/binfmt.d/qemu-aarch64.conf")
+printf '%s\n' "$line" >"$2"
+END
+)
+
+# emulatorDir: the folder of the Arm emulator; its name changes with how it is fetched.
+emulatorDir() {
+  echo "$CACHE/emulator-$({ declare -f fetchEmulator && echo "$UNPACK_EMULATOR"; } | sha256sum | cut -c -12)"
+}
+
+# fetchEmulator FOLDER: Debian's package has the emulators of all processors and takes 380 MB when it is installed; of these 13 are
+# needed. They stay the administrator's, as the kernel starts them for everybody.
+fetchEmulator() {
+  asRoot rm -rf "$1".new.*
+  asRoot mkdir -p "$1.new.$$"
+  whileSaying "fetching the Arm emulator (once, 60 MB)" "$CACHE/logs/emulator.log" unpackEmulator "$1.new.$$" || return 1
+  asRoot mv "$1.new.$$" "$1"
+}
+
+# The machine's lists of packages may never have been fetched, or be too old.
+unpackEmulator() {
+  asRoot sh -c "$UNPACK_EMULATOR" sh "$1" || { asRoot apt-get -q update && asRoot sh -c "$UNPACK_EMULATOR" sh "$1"; }
+}
+
+UNPACK_EMULATOR=$(cat <<'END'
+set -e
+cd "$1"
+apt-get -q download qemu-user-static
+dpkg-deb --fsys-tarfile qemu-user-static_*.deb | tar --extract ./usr/bin/qemu-aarch64-static \
+  ./usr/libexec/qemu-binfmt/aarch64-binfmt-P ./usr/lib/binfmt.d/qemu-aarch64.conf
+rm qemu-user-static_*.deb
+END
+)
 
 # debianMirror: the archive that this machine's own apt uses.
 debianMirror() {
@@ -97,7 +139,8 @@ debianMirror() {
 # ensureSystem ARCH: makes the system if it is not there yet; one or two minutes then, at once otherwise.
 ensureSystem() {
   ensurePackages "${EMULATION_PACKAGES[@]}" || return 1
-  ensureEmulation
+  [ "$(uname -m)" = x86_64 ] || die "the emulated systems are made for an x86-64 machine, this one is $(uname -m)"
+  [ "$1" != arm64 ] || [ -e /proc/sys/fs/binfmt_misc/qemu-aarch64 ] || onlyOne emulator ensureEmulation
   [ -d "$(systemDir "$1")" ] || onlyOne "system-$1" buildSystem "$1"
 }
 
