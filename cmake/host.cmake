@@ -9,3 +9,5 @@ foreach(function IN ITEMS wcschr wcscmp wcslen wcsncmp wmemchr wmemcmp wmemcpy w
 endforeach()
 set(CMAKE_C_FLAGS_INIT "${_wide}")
 set(CMAKE_CXX_FLAGS_INIT "${_wide} -D_GLIBCXX_EXTERN_TEMPLATE=0")
+# Libraries refer to their objects instead of holding copies: less to write, and to keep.
+set(CMAKE_CXX_ARCHIVE_CREATE "<CMAKE_AR> qcT <TARGET> <LINK_FLAGS> <OBJECTS>")
