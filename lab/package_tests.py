@@ -132,7 +132,7 @@ class Installation:
         command += ["--bind", f"{self._tokens}:/tokens", "--env", "ORVANE_SOFTTOKEN_DIR=Z:\\tokens"]
         command += ["--reader", READER, "--serial", SERIAL, self.arch, "steps.cmd"]
         done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
-        remove_folder(build)  # those of all cases would come to 350 MB
+        remove_folder(build)  # those of all cases would add up
         self.output = done.stdout + done.stderr
         return [int(code) for code in re.findall(r"^code (-?\d+)", self.output, re.MULTILINE)]
 

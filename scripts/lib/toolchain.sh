@@ -74,8 +74,8 @@ print(base64.b64encode(bytes.fromhex(sys.stdin.read())).decode())')
 }
 
 # writeTool FILE TOOLCHAIN ARGS...: a program that calls zig with those arguments before its own. The C++ library of each
-# target, built at the first use, lies next to it and is never thrown away by a build. What the
-# compiler keeps of its calls goes into ZIG_LOCAL_CACHE_DIR; whoever builds much names a folder that goes again.
+# target, built at the first use, lies next to it and is never thrown away by a build. What the compiler keeps of its calls
+# goes into ZIG_LOCAL_CACHE_DIR; whoever builds much names a folder that goes again.
 writeTool() {
   local file=$1 toolchain=$2
   shift 2
